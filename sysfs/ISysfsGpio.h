@@ -1,0 +1,62 @@
+#pragma once
+
+#include "sysfs/Export.h"
+#include "sysfs/PinDirectionEn.h"
+
+namespace sysfs {
+
+/**
+ * One GPIO line. Levels are logical: a pin initialised as inverted is active-low, for reading and for writing.
+ *
+ * An operation that fails throws an exception derived from std::exception; init and setValue may report failure
+ * by returning false instead. A pin is used from one thread at a time.
+ *
+ * The order of the declarations is an agreement with GPIO libraries that devices bring along: it fixes the slots
+ * of the virtual table. An implementation overrides the eight pure operations and the destructor as needed.
+ */
+class SYSFSGPIO_EXPORT ISysfsGpio {
+public:
+    virtual ~ISysfsGpio() = default;
+
+    /**
+     * Configures the exported pin.
+     * @param inverted     true makes the pin active-low
+     * @param direction    input or output
+     * @param initialValue logical level at which an output starts; without effect for an input
+     * @return true when the pin is configured
+     */
+    virtual bool init(bool inverted, PinDirectionEn direction, bool initialValue) = 0;
+
+    /** Releases what exportGpio and init set up. */
+    virtual void deinit() = 0;
+
+    /** Keeps its slot; never called. */
+    virtual void reserved1() {}
+
+    /** Switches the direction of an initialised pin; an output takes the logical level it was last given. */
+    virtual void setDirection(PinDirectionEn direction) = 0;
+
+    /** @name Keep their slots; never called. */
+    ///@{
+    virtual void reserved2() {}
+    virtual void reserved3() {}
+    virtual void reserved4() {}
+    ///@}
+
+    /**
+     * Sets the logical level of an output.
+     * @return true when the level is set
+     */
+    virtual bool setValue(bool value) = 0;
+
+    /** @return the logical level of the line */
+    virtual bool getValue() const = 0;
+
+    /** Binds the object to a GPIO number and makes that GPIO available; called once, right after creation. */
+    virtual void exportGpio(unsigned gpioNumber) = 0;
+
+    /** @return the number given to exportGpio */
+    virtual unsigned getGpioNumber() const = 0;
+};
+
+} // namespace sysfs

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <sys/types.h>
+
+namespace sysfs {
+
+/**
+ * The system calls this layer makes, gathered so that each of them can be made to fail.
+ *
+ * They behave like the POSIX calls of the same name: a negative result means failure, with the reason in errno.
+ */
+class ISystemCalls {
+public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    virtual int open(const char* path, int flags) = 0;
+    virtual int close(int descriptor) = 0;
+    virtual ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) = 0;
+    virtual ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) = 0;
+    virtual int flock(int descriptor, int operation) = 0;
+    virtual int access(const char* path, int mode) = 0;
+
+    /** @return the time of a clock that never goes back */
+    virtual TimePoint now() = 0;
+
+    virtual void sleepFor(std::chrono::milliseconds duration) = 0;
+
+protected:
+    // Nobody owns an implementation through this interface, and the real one has to outlive every static pin:
+    // without a virtual destructor it needs no destruction at exit.
+    ~ISystemCalls() = default;
+};
+
+} // namespace sysfs

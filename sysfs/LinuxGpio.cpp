@@ -1,0 +1,137 @@
+#include "sysfs/LinuxGpio.h"
+
+#include "sysfs/GpioExport.h"
+#include "sysfs/SysfsFile.h"
+
+#include <cerrno>
+#include <chrono>
+#include <exception>
+#include <fcntl.h>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+namespace sysfs {
+
+namespace {
+
+constexpr std::chrono::milliseconds udevPatience{1000};
+
+constexpr const char* digit(bool value)
+{
+    return value ? "1" : "0";
+}
+
+} // namespace
+
+struct LinuxGpio::Line {
+    Line(ISystemCalls& calls, const std::string& root, unsigned gpioNumber);
+
+    void writeDirection(PinDirectionEn newDirection, bool newLevel);
+
+    unsigned number;
+    std::string directory;
+    GpioExport exported;
+    SysfsFile direction;
+    SysfsFile value;
+    std::optional<bool> inverted;
+    bool level = false;
+};
+
+LinuxGpio::Line::Line(ISystemCalls& calls, const std::string& root, unsigned gpioNumber)
+    : number(gpioNumber), directory(root + "/gpio" + std::to_string(gpioNumber)), exported(calls, root, gpioNumber),
+      direction(calls, gpioNumber, directory + "/direction", O_WRONLY, udevPatience),
+      value(calls, gpioNumber, directory + "/value", O_RDWR, udevPatience)
+{
+    if (!value.tryLock()) {
+        exported.abandon();
+        throw value.error("lock", EBUSY);
+    }
+}
+
+// The kernel takes "high" and "low" as electrical levels, whatever active_low says, and sets the level before it
+// turns the line into an output.
+void LinuxGpio::Line::writeDirection(PinDirectionEn newDirection, bool newLevel)
+{
+    if (newDirection == PinDirectionEn::Input) {
+        direction.write("in");
+    } else {
+        direction.write(newLevel != inverted.value() ? "high" : "low");
+    }
+    level = newLevel;
+}
+
+LinuxGpio::LinuxGpio(std::string root, ISystemCalls& calls) : root_(std::move(root)), calls_(calls)
+{
+}
+
+LinuxGpio::~LinuxGpio()
+{
+    try {
+        deinit();
+    } catch (const std::exception&) {
+        // Nobody is left to be told, and the line has been let go.
+    }
+}
+
+bool LinuxGpio::init(bool inverted, PinDirectionEn direction, bool initialValue)
+{
+    Line& pin = line("init");
+    SysfsFile(calls_, pin.number, pin.directory + "/active_low", O_WRONLY, udevPatience).write(digit(inverted));
+    pin.inverted = inverted;
+    pin.writeDirection(direction, initialValue);
+    return true;
+}
+
+void LinuxGpio::deinit()
+{
+    // The lock on the line goes last: otherwise another process could take over a line that is about to vanish.
+    if (const std::unique_ptr<Line> pin = std::move(line_)) {
+        pin->exported.release();
+    }
+}
+
+void LinuxGpio::setDirection(PinDirectionEn direction)
+{
+    Line& pin = line("setDirection");
+    if (!pin.inverted) {
+        throw std::logic_error("GPIO " + std::to_string(pin.number) + ": setDirection before init");
+    }
+    pin.writeDirection(direction, pin.level);
+}
+
+bool LinuxGpio::setValue(bool value)
+{
+    Line& pin = line("setValue");
+    pin.value.write(digit(value));
+    pin.level = value;
+    return true;
+}
+
+bool LinuxGpio::getValue() const
+{
+    return line("getValue").value.readLevel();
+}
+
+void LinuxGpio::exportGpio(unsigned gpioNumber)
+{
+    if (line_) {
+        throw std::logic_error("GPIO " + std::to_string(line_->number) + ": exportGpio again before deinit");
+    }
+    line_ = std::make_unique<Line>(calls_, root_, gpioNumber);
+}
+
+unsigned LinuxGpio::getGpioNumber() const
+{
+    return line("getGpioNumber").number;
+}
+
+LinuxGpio::Line& LinuxGpio::line(const char* operation) const
+{
+    if (!line_) {
+        throw std::logic_error(std::string("GPIO pin: ") + operation + " before exportGpio");
+    }
+    return *line_;
+}
+
+} // namespace sysfs

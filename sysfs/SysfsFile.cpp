@@ -1,0 +1,142 @@
+#include "sysfs/SysfsFile.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+#include <utility>
+
+namespace sysfs {
+
+namespace {
+
+constexpr std::chrono::milliseconds retryInterval{5};
+
+struct KnownCause {
+    std::string_view action;
+    std::string_view file;
+    int errnoValue;
+    std::string_view hint;
+};
+
+// An empty file name stands for every file. The first entry that fits counts.
+constexpr KnownCause knownCauses[] = {
+    {"open", "export", ENOENT, "this kernel lacks the sysfs GPIO interface, CONFIG_GPIO_SYSFS"},
+    {"write", "export", EINVAL, "no such GPIO; /sys/class/gpio/gpiochip*/base and ngpio tell which there are"},
+    {"write", "export", EBUSY, "the kernel or a driver holds the line, see /sys/kernel/debug/gpio"},
+    {"write", "unexport", EINVAL, "something else has unexported the line"},
+    {"open", "direction", ENOENT, "the line has gone, or its direction is fixed"},
+    {"open", "", EACCES, "run as root or in the group that owns the file"},
+    {"open", "", EPERM, "run as root or in the group that owns the file"},
+    {"lock", "", EBUSY, "in use by another process or pin object"},
+    {"write", "value", EPERM, "the line is an input"},
+    {"write", "value", ENODEV, "something else has unexported the line"},
+    {"read", "value", ENODEV, "something else has unexported the line"},
+    {"write", "direction", ENODEV, "something else has unexported the line"},
+};
+
+std::string_view knownHint(std::string_view action, std::string_view path, int errnoValue)
+{
+    const std::string_view file = path.substr(path.rfind('/') + 1);
+    for (const KnownCause& cause : knownCauses) {
+        if (cause.action == action && (cause.file.empty() || cause.file == file) && cause.errnoValue == errnoValue) {
+            return cause.hint;
+        }
+    }
+    return {};
+}
+
+template <typename SystemCall>
+auto uninterrupted(SystemCall call)
+{
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+// The kernel makes the files of a line, and udev hands them to a group a moment later.
+bool mayComeLater(int errnoValue)
+{
+    return errnoValue == EACCES || errnoValue == EPERM || errnoValue == ENOENT;
+}
+
+int openWithin(ISystemCalls& calls, const std::string& path, int flags, std::chrono::milliseconds patience)
+{
+    const auto deadline = calls.now() + patience;
+    for (;;) {
+        const int descriptor = uninterrupted([&] { return calls.open(path.c_str(), flags | O_CLOEXEC); });
+        const int openError = errno;
+        if (descriptor >= 0 || !mayComeLater(openError) || calls.now() >= deadline) {
+            errno = openError;
+            return descriptor;
+        }
+        calls.sleepFor(retryInterval);
+    }
+}
+
+} // namespace
+
+SysfsFile::SysfsFile(ISystemCalls& calls, unsigned gpioNumber, std::string path, int flags,
+                     std::chrono::milliseconds patience)
+    : calls_(calls), gpioNumber_(gpioNumber), path_(std::move(path)),
+      descriptor_(openWithin(calls_, path_, flags, patience))
+{
+    if (descriptor_ < 0) {
+        throw error("open", errno);
+    }
+}
+
+SysfsFile::~SysfsFile()
+{
+    calls_.close(descriptor_);
+}
+
+bool SysfsFile::exists(ISystemCalls& calls, const std::string& path)
+{
+    return uninterrupted([&] { return calls.access(path.c_str(), F_OK); }) == 0;
+}
+
+void SysfsFile::write(std::string_view text) const
+{
+    const ssize_t written = uninterrupted([&] { return calls_.pwrite(descriptor_, text.data(), text.size(), 0); });
+    if (written < 0) {
+        throw error("write", errno);
+    }
+    if (static_cast<std::size_t>(written) != text.size()) {
+        throw error("write", EIO, "only " + std::to_string(written) + " of " + std::to_string(text.size()) + " bytes");
+    }
+}
+
+bool SysfsFile::readLevel() const
+{
+    char level = '\0'; // what it stays when there is nothing to read
+    const ssize_t size = uninterrupted([&] { return calls_.pread(descriptor_, &level, sizeof level, 0); });
+    if (size < 0) {
+        throw error("read", errno);
+    }
+    if (level != '0' && level != '1') {
+        throw error("read", EIO, "neither 0 nor 1");
+    }
+    return level == '1';
+}
+
+bool SysfsFile::tryLock() const
+{
+    return uninterrupted([&] { return calls_.flock(descriptor_, LOCK_EX | LOCK_NB); }) == 0 || errno != EWOULDBLOCK;
+}
+
+std::system_error SysfsFile::error(std::string_view action, int errnoValue, std::string_view hint) const
+{
+    if (hint.empty()) {
+        hint = knownHint(action, path_, errnoValue);
+    }
+    std::string text = "GPIO " + std::to_string(gpioNumber_) + ": cannot " + std::string(action) + ' ' + path_;
+    if (!hint.empty()) {
+        text.append(" (").append(hint).append(")");
+    }
+    return {errnoValue, std::generic_category(), text};
+}
+
+} // namespace sysfs

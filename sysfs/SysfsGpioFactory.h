@@ -1,0 +1,21 @@
+#pragma once
+
+#include "sysfs/Export.h"
+#include "sysfs/ISysfsGpioFactory.h"
+
+#include <memory>
+
+namespace sysfs {
+
+/**
+ * The platform's pins: lines of the kernel's /sys/class/gpio.
+ *
+ * The class has no data, and create is all of it that lives in a library: whatever library provides that one
+ * operation (this one, a device's own, a simulated panel) serves a program that is already built.
+ */
+class SYSFSGPIO_EXPORT SysfsGpioFactory : public ISysfsGpioFactory {
+public:
+    std::unique_ptr<ISysfsGpio> create() const override;
+};
+
+} // namespace sysfs
