@@ -1,0 +1,57 @@
+#pragma once
+
+#include "frontpanelhw/Export.h"
+
+#include <functional>
+
+namespace frontpanelhw::fp {
+
+/**
+ * A front panel with keys and LEDs.
+ *
+ * Operations are called from one thread at a time, the key callback's thread included; only isRunning may be called
+ * from anywhere at any time, and connectAnyKeyChangedCb while keys are polled. stop and the destructor must not be
+ * called from the key callback. Whatever an LED pin throws leaves the operation that wrote it.
+ *
+ * Panels write log lines to std::cout, from the polling thread too; that needs std::cout to be synchronised with stdio,
+ * as it is by default.
+ */
+class FRONTPANELHW_EXPORT IFp {
+public:
+    virtual ~IFp() = default;
+
+    /**
+     * Installs the panel's only key callback in place of an earlier one; an empty function removes it. It is called
+     * on the key polling thread with the key index, counted from 0, and the key's level (true = pressed): on press, on
+     * release and, while the key is held, at every 9th poll. An exception that it throws is dropped if it derives
+     * from std::exception and ends the process otherwise.
+     */
+    virtual void connectAnyKeyChangedCb(const std::function<void(unsigned, bool)>& cb) = 0;
+
+    /**
+     * Switches an LED and remembers its state. While all LEDs are forced on, it only remembers.
+     * @return false when there is no such LED or its pin did not accept the level
+     */
+    virtual bool setLed(unsigned index, bool on) = 0;
+
+    /** True lights every LED and leaves the remembered states alone; false gives every LED its state again. */
+    virtual void setAllLeds(bool on) = 0;
+
+    /**
+     * Starts key polling, with a period of 25 ms, after a lamp test if one is wanted. The lamp test blocks the caller
+     * and is run even when keys are already polled.
+     * @param lampTest        true to light every LED (and fill the display, if there is one) first
+     * @param lampTestSeconds how long they stay lit, in whole seconds
+     * @return false when polling was already running
+     * @throws std::system_error when no thread can be created; the panel is then stopped
+     */
+    virtual bool start(bool lampTest, unsigned lampTestSeconds) = 0;
+
+    /** Stops key polling, waits for its thread to end, then switches every LED off and forgets its state. */
+    virtual void stop() = 0;
+
+    /** @return true while keys are polled and the panel's display, if there is one, is initialised */
+    virtual bool isRunning() = 0;
+};
+
+} // namespace frontpanelhw::fp

@@ -1,0 +1,100 @@
+#include "frontpanelhw/fp/IndoorFpImpl.h"
+
+#include "frontpanelhw/Contains.h"
+#include "frontpanelhw/lcd/IRaController.h"
+#include "frontpanelhw/lcd/LcdRa8822GpioCreator.h"
+#include "frontpanelhw/lcd/Ra8803RegistersController.h"
+#include "frontpanelhw/lcd/Ra8806RegistersController.h"
+#include "frontpanelhw/lcd/Ra8822LcdController.h"
+
+#include <utility>
+
+namespace frontpanelhw::fp {
+
+namespace {
+
+std::unique_ptr<lcd::IRaController> makeProfile(lcd::LcdRa8822& bus)
+{
+    if (bus.lcdType() == 1) {
+        return std::make_unique<lcd::Ra8806RegistersController>(bus);
+    }
+    return std::make_unique<lcd::Ra8803RegistersController>(bus);
+}
+
+} // namespace
+
+bool isBacklightInverted(unsigned backlightGpioNumber, const std::vector<unsigned>& invertedLeds)
+{
+    return contains(invertedLeds, backlightGpioNumber);
+}
+
+IndoorFpImpl::IndoorFpImpl(sysfs::ISysfsGpioFactory& factory, unsigned keyGpioBase, unsigned ledGpioBase,
+                           unsigned lcdGpioBase, unsigned keyCount, unsigned ledCount,
+                           const std::vector<unsigned>& invertedLeds, const std::vector<unsigned>& ledsInitiallyOn)
+    : LcdFp(factory, keyGpioBase, keyCount, ledGpioBase, ledCount, invertedLeds, ledsInitiallyOn),
+      gpios(lcd::LcdRa8822GpioCreator(factory).create())
+{
+    const unsigned backlightGpioNumber = ledGpioBase + ledCount;
+    lcd = std::make_unique<lcd::LcdRa8822>(*gpios, isBacklightInverted(backlightGpioNumber, invertedLeds));
+    exportLcdGpios(lcdGpioBase, backlightGpioNumber);
+    lcd->init();
+    initController(std::make_unique<lcd::Ra8822LcdController>(*lcd, makeProfile(*lcd)));
+}
+
+IndoorFpImpl::~IndoorFpImpl() = default;
+
+void IndoorFpImpl::exportLcdGpios(unsigned lcdGpioBase, unsigned backlightGpioNumber)
+{
+    unsigned next = lcdGpioBase;
+    for (auto& dataGpio : gpios->dataGpios) {
+        dataGpio->exportGpio(next++);
+    }
+    gpios->registerSelectGpio->exportGpio(next++);
+    gpios->chipSelectGpio->exportGpio(next++);
+    gpios->readStrobeGpio->exportGpio(next++);
+    gpios->writeStrobeGpio->exportGpio(next++);
+    gpios->resetGpio->exportGpio(next);
+    gpios->backlightGpio->exportGpio(backlightGpioNumber);
+}
+
+void IndoorFpImpl::connectAnyKeyChangedCb(const std::function<void(unsigned, bool)>& cb)
+{
+    FpBase::connectAnyKeyChangedCb(cb);
+}
+
+bool IndoorFpImpl::setLed(unsigned index, bool on)
+{
+    return FpBase::setLed(index, on);
+}
+
+void IndoorFpImpl::setAllLeds(bool on)
+{
+    FpBase::setAllLeds(on);
+}
+
+void IndoorFpImpl::stop()
+{
+    FpBase::stop();
+}
+
+bool IndoorFpImpl::isRunning()
+{
+    return getController()->isInitialized() && FpBase::isRunning();
+}
+
+unsigned IndoorFpImpl::getChars() const
+{
+    return lcd->getChars();
+}
+
+unsigned IndoorFpImpl::getLines() const
+{
+    return lcd->getLines();
+}
+
+bool IndoorFpImpl::enable(bool on)
+{
+    return getController()->enable(on);
+}
+
+} // namespace frontpanelhw::fp

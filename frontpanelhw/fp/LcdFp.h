@@ -1,0 +1,55 @@
+#pragma once
+
+#include "frontpanelhw/Export.h"
+#include "frontpanelhw/drawing/DisplayBuffer.h"
+#include "frontpanelhw/drawing/DisplayLine.h"
+#include "frontpanelhw/fp/FpBase.h"
+#include "frontpanelhw/fp/ILcdFp.h"
+#include "frontpanelhw/lcd/LcdControllerBase.h"
+#include "sysfs/ISysfsGpioFactory.h"
+
+#include <memory>
+#include <vector>
+
+namespace frontpanelhw::fp {
+
+/**
+ * Keys, LEDs and a text LCD, abstract. A derived class builds the LCD's controller, installs it and supplies what is
+ * left open; applications use the ILcdFp side. Both sides of the object start the panel alike.
+ */
+class FRONTPANELHW_EXPORT LcdFp : public ILcdFp, public FpBase {
+public:
+    /** Builds the keys and LEDs with FpBase's parameters and exceptions; makes no LCD access. */
+    LcdFp(sysfs::ISysfsGpioFactory& factory, unsigned keyGpioBase, unsigned keyCount, unsigned ledGpioBase,
+          unsigned ledCount, const std::vector<unsigned>& invertedLeds, const std::vector<unsigned>& ledsInitiallyOn);
+
+    /** Destroys the controller, without a call on it, then the keys and LEDs. */
+    ~LcdFp() override;
+
+    /**
+     * Takes the controller in place of an earlier one, which is destroyed, and initialises it.
+     * @return what its init answered, false for none
+     */
+    bool initController(std::unique_ptr<lcd::LcdControllerBase> controller);
+
+    /** Display test: fills the display with inverted spaces, lit by the backlight; results are dropped. */
+    void fullfillDisplay();
+
+    /** As IFp::start; the lamp test fills the display first, and it stays filled. */
+    bool start(bool lampTest, unsigned lampTestSeconds) override;
+
+    bool clear() override;
+    bool printLine(unsigned line, const drawing::DisplayLine& text) override;
+    bool printBuffer(const drawing::DisplayBuffer& buffer) override;
+    bool resetController() override;
+    bool swapPage() override;
+
+protected:
+    /** @return the controller installed, null before initController */
+    lcd::LcdControllerBase* getController() const { return controller.get(); }
+
+private:
+    std::unique_ptr<lcd::LcdControllerBase> controller;
+};
+
+} // namespace frontpanelhw::fp

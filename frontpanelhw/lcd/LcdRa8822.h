@@ -1,0 +1,78 @@
+#pragma once
+
+#include "frontpanelhw/Export.h"
+#include "frontpanelhw/lcd/ILcd.h"
+#include "frontpanelhw/lcd/LcdRa8822Gpios.h"
+#include "sysfs/PinDirectionEn.h"
+
+#include <cstdint>
+
+namespace frontpanelhw::lcd {
+
+/**
+ * Bus driver of the RA8822 family: produces each bus cycle by setting and reading the LCD's pins, with sleeps between
+ * the edges. The variants RA8803 and RA8806 differ in what the register select line means.
+ *
+ * An exception of a pin that derives from std::exception ends the operation: it is reported on standard error, the
+ * pins stay where they are and the result is false. Results of single pins are looked at by setBacklight only.
+ */
+class FRONTPANELHW_EXPORT LcdRa8822 : public ILcd {
+public:
+    /**
+     * Touches no pin.
+     * @param gpios             the pins, exported before init is called; must outlive the driver
+     * @param backlightInverted true when the backlight is active-low
+     */
+    LcdRa8822(LcdRa8822Gpios& gpios, bool backlightInverted);
+
+    /** Touches no pin. */
+    ~LcdRa8822() override;
+
+    LcdRa8822(const LcdRa8822&) = delete;
+    LcdRa8822& operator=(const LcdRa8822&) = delete;
+
+    /**
+     * Configures the pins, resets the chip and identifies it, with a log line. An identification that cannot be read
+     * counts as byte 0, that is as an RA8806.
+     * @return false when a pin answered false or the reset failed; the driver is then not initialised
+     * @throws std::exception whatever a pin throws while it is configured
+     */
+    bool init();
+
+    /** @return 0 when the chip is driven as an RA8803, 1 as an RA8806; final once init returned true */
+    unsigned lcdType() const;
+
+    /** @name Bus primitives: they check nothing (but getData) and let exceptions of the pins pass. */
+    ///@{
+    void setDataDirection(sysfs::PinDirectionEn direction);
+    void setData(unsigned char value);
+    /** @return the byte on the data lines, 0 when not initialised */
+    unsigned char getData();
+    /** Sends a register number to the chip: one address cycle. The data lines must be outputs. */
+    void setRegister(unsigned char reg);
+    ///@}
+
+    bool resetController() override;
+    bool deinit() override;
+    bool setBacklight(bool on) override;
+    bool writeCmd(unsigned char reg, unsigned char value) override;
+    bool readCmd(unsigned char reg, unsigned char& value) override;
+    bool readStatus(unsigned char& status) override;
+    bool writeCmdAndVerify(unsigned char reg, unsigned char value, unsigned char mask) override;
+    bool writeData(unsigned char value) override;
+    bool isInitialized() override;
+    unsigned getLines() const override;
+    unsigned getChars() const override;
+
+private:
+    FRONTPANELHW_HIDDEN void ensureDataOutput();
+    FRONTPANELHW_HIDDEN bool isRa8806() const;
+
+    LcdRa8822Gpios& gpios;
+    bool initialized = false;
+    std::uint32_t type = 0;
+    bool backlightInverted;
+    sysfs::PinDirectionEn dataDirection = sysfs::PinDirectionEn::Input;
+};
+
+} // namespace frontpanelhw::lcd

@@ -1,0 +1,89 @@
+#include "frontpanelhw/fp/FpBase.h"
+
+#include "tests/support/CapturedOutput.h"
+#include "tests/support/FakePins.h"
+#include "tests/support/RecordedWaits.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+using frontpanelhw::fp::FpBase;
+
+TEST(FpBase, MakesLedsThenKeysAndReleasesKeysThenLeds)
+{
+    FakePins pins;
+    {
+        FpBase panel(pins, 30, 1, 20, 2, {0}, {1});
+        EXPECT_FALSE(panel.isRunning());
+    }
+    EXPECT_EQ(pins.take(), "create export 20 create export 21 init 20 inverted out 0 init 21 out 1 "
+                           "create export 30 init 30 in 0 30? delete 30 delete 20 delete 21");
+}
+
+TEST(FpBase, RemembersLedsWhileAllAreForcedOn)
+{
+    FakePins pins;
+    FpBase panel(pins, 30, 0, 20, 4, {}, {1});
+    pins.take();
+    EXPECT_FALSE(panel.setLed(4, true));
+    EXPECT_EQ(pins.take(), "");
+    EXPECT_TRUE(panel.setLed(0, true));
+    EXPECT_EQ(pins.take(), "20=1");
+    panel.setAllLeds(true);
+    EXPECT_EQ(pins.take(), "20=1 21=1 22=1 23=1");
+    EXPECT_TRUE(panel.setLed(2, true));
+    EXPECT_TRUE(panel.setLed(0, false));
+    EXPECT_EQ(pins.take(), "");
+    panel.setAllLeds(false);
+    EXPECT_EQ(pins.take(), "20=0 21=1 22=1 23=0");
+    panel.setAllLeds(true);
+    pins.take();
+    panel.stop();
+    EXPECT_EQ(pins.take(), "20=0 21=0 22=0 23=0");
+    EXPECT_TRUE(panel.setLed(3, true));
+    panel.setAllLeds(false);
+    EXPECT_EQ(pins.take(), "23=1 20=0 21=0 22=0 23=1");
+}
+
+TEST(FpBase, PassesOnWhatLedPinsAnswer)
+{
+    FakePins pins;
+    FpBase panel(pins, 30, 0, 20, 3, {}, {});
+    pins.take();
+    pins.refuse("20=1");
+    pins.breakOn("21=1");
+    EXPECT_FALSE(panel.setLed(0, true));
+    EXPECT_THROW(panel.setAllLeds(true), std::runtime_error);
+    EXPECT_EQ(pins.take(), "20=1 20=1 21=1");
+    EXPECT_TRUE(panel.setLed(2, true)) << "all-on mode holds";
+    EXPECT_EQ(pins.take(), "");
+}
+
+TEST(FpBase, TestsTheLampsBeforePollingStarts)
+{
+    FakePins pins;
+    FpBase panel(pins, 30, 1, 20, 2, {}, {1});
+    pins.take();
+    const CapturedOutput output;
+    RecordedWaits waits([&](const std::string& wait) { pins.tell(wait); });
+    waits.interruptNext();
+    EXPECT_TRUE(panel.start(true, 2));
+    EXPECT_TRUE(panel.isRunning());
+    EXPECT_EQ(pins.take().rfind("20=1 21=1 2s 1s 20=0 21=1", 0), 0U);
+    EXPECT_FALSE(panel.start(true, 0));
+    panel.stop();
+    EXPECT_FALSE(panel.isRunning());
+    EXPECT_EQ(output.out(), "INFO: KeyHandler stop called\n");
+    panel.stop();
+    EXPECT_EQ(output.out(), "INFO: KeyHandler stop called\n");
+}
+
+TEST(FpBase, LetsFailuresOfTheSetUpPass)
+{
+    for (const char* broken : {"create", "export 21", "init 20 out 0", "export 30", "init 30 in 0"}) {
+        FakePins pins;
+        pins.breakOn(broken);
+        EXPECT_THROW(FpBase(pins, 30, 1, 20, 2, {}, {}), std::runtime_error) << broken;
+    }
+}
