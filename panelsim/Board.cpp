@@ -1,0 +1,357 @@
+#include "panelsim/Board.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <utility>
+
+namespace panelsim {
+
+namespace {
+
+constexpr unsigned idLineCount = 4;
+constexpr unsigned dataLineCount = 8;
+
+[[noreturn]] void throwGpioError(unsigned gpio, int error, const char* what)
+{
+    throw std::system_error(error, std::generic_category(), "GPIO " + std::to_string(gpio) + ": " + what);
+}
+
+void setBit(unsigned char& byte, unsigned index, bool value)
+{
+    const unsigned bit = 1U << index;
+    byte = static_cast<unsigned char>(value ? byte | bit : byte & ~bit);
+}
+
+bool canAnswerFalse(PinOperation operation)
+{
+    return operation == PinOperation::Init || operation == PinOperation::SetValue;
+}
+
+bool matches(const PinFault& fault, PinOperation operation, std::optional<unsigned> gpio)
+{
+    return (!fault.gpio || fault.gpio == gpio) && (!fault.operation || *fault.operation == operation) &&
+           (fault.kind == PinFault::Kind::Throw || canAnswerFalse(operation));
+}
+
+} // namespace
+
+std::chrono::nanoseconds Board::steadyTime()
+{
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+Board::Board(BoardConfig boardConfig, Clock boardClock)
+    : config(std::move(boardConfig)), clock(std::move(boardClock)), pressed(config.keyCount)
+{
+    addLines(Role::Id, config.idGpioBase, idLineCount);
+    addLines(Role::Key, config.keyGpioBase, config.keyCount);
+    addLines(Role::Led, config.ledGpioBase, config.ledCount);
+    if (config.hasLcd) {
+        const unsigned afterData = config.lcdGpioBase + dataLineCount;
+        addLines(Role::Backlight, config.ledGpioBase + config.ledCount, 1);
+        addLines(Role::LcdData, config.lcdGpioBase, dataLineCount);
+        addLines(Role::LcdRegisterSelect, afterData, 1);
+        addLines(Role::LcdChipSelect, afterData + 1, 1, true);
+        addLines(Role::LcdReadStrobe, afterData + 2, 1, true);
+        addLines(Role::LcdWriteStrobe, afterData + 3, 1, true);
+        addLines(Role::LcdReset, afterData + 4, 1, true);
+        bus.emplace(config.chip, config.shortestStrobe);
+    }
+}
+
+void Board::addLines(Role role, unsigned firstGpio, unsigned count, bool pull)
+{
+    for (unsigned i = 0; i < count; ++i) {
+        Line line;
+        line.role = role;
+        line.index = i;
+        line.pull = pull;
+        if (!lines.emplace(firstGpio + i, line).second) {
+            throw std::invalid_argument("GPIO " + std::to_string(firstGpio + i) + " is wired twice");
+        }
+    }
+}
+
+void Board::press(unsigned key)
+{
+    setKey(key, true);
+}
+
+void Board::release(unsigned key)
+{
+    setKey(key, false);
+}
+
+void Board::setKey(unsigned key, bool isPressed)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (key >= pressed.size()) {
+        throw std::out_of_range("there is no key " + std::to_string(key));
+    }
+    pressed[key] = isPressed;
+    if (observer) {
+        observer({clock(), config.keyGpioBase + key, false, isPressed});
+    }
+    changed.notify_all();
+}
+
+PanelView Board::view() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return currentView();
+}
+
+PanelView Board::waitForOtherView(const PanelView& seen, std::chrono::milliseconds timeout) const
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    PanelView current = currentView();
+    changed.wait_for(lock, timeout, [&] {
+        current = currentView();
+        return current != seen;
+    });
+    return current;
+}
+
+void Board::failPin(const PinFault& fault)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    faults.push_back({fault});
+}
+
+void Board::clearPinFaults()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    faults.clear();
+}
+
+std::uint64_t Board::pinOperations() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return operations;
+}
+
+std::size_t Board::claimedLines() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return static_cast<std::size_t>(
+        std::count_if(lines.begin(), lines.end(), [](const auto& entry) { return entry.second.claimed; }));
+}
+
+std::vector<BusFault> Board::busFaults() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return bus ? bus->faults() : std::vector<BusFault>();
+}
+
+std::uint64_t Board::busFaultCount() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return bus ? bus->faultCount() : 0;
+}
+
+void Board::clearBusFaults()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (bus) {
+        bus->clearFaults();
+    }
+}
+
+bool Board::lineLevel(unsigned gpio) const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return levelOf(lineAt(gpio));
+}
+
+void Board::observe(std::function<void(const LineChange&)> newObserver)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    observer = std::move(newObserver);
+}
+
+unsigned char Board::lcdRegister(unsigned char reg) const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return bus.value().chip().registerValue(reg);
+}
+
+bool Board::admit(PinOperation operation, std::optional<unsigned> gpio)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    ++operations;
+    std::optional<PinFault::Kind> due;
+    for (ArmedFault& armed : faults) {
+        if (matches(armed.fault, operation, gpio)) {
+            ++armed.calls;
+            if (armed.calls == armed.fault.call || (armed.fault.lasting && armed.calls > armed.fault.call)) {
+                due = armed.fault.kind;
+            }
+        }
+    }
+    if (due == PinFault::Kind::Throw) {
+        throw std::runtime_error((gpio ? "GPIO " + std::to_string(*gpio) : std::string("pin factory")) +
+                                 ": made to fail");
+    }
+    return !due;
+}
+
+void Board::claim(unsigned gpio)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    Line& line = lineAt(gpio);
+    if (line.claimed) {
+        throwGpioError(gpio, EBUSY, "in use by another process or pin object");
+    }
+    line.claimed = true;
+}
+
+void Board::unclaim(unsigned gpio)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    lineAt(gpio).claimed = false;
+}
+
+void Board::makeInput(unsigned gpio)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    setLine(gpio, false, false);
+}
+
+void Board::makeOutput(unsigned gpio, bool level)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    setLine(gpio, true, level);
+}
+
+void Board::drive(unsigned gpio, bool level)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (!lineAt(gpio).driven) {
+        throwGpioError(gpio, EPERM, "the line is an input");
+    }
+    setLine(gpio, true, level);
+}
+
+bool Board::read(unsigned gpio) const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return levelOf(lineAt(gpio));
+}
+
+Board::Line& Board::lineAt(unsigned gpio)
+{
+    return const_cast<Line&>(std::as_const(*this).lineAt(gpio));
+}
+
+const Board::Line& Board::lineAt(unsigned gpio) const
+{
+    const auto found = lines.find(gpio);
+    if (found == lines.end()) {
+        throwGpioError(gpio, EINVAL, "no such GPIO on this board");
+    }
+    return found->second;
+}
+
+void Board::setLine(unsigned gpio, bool driven, bool level)
+{
+    Line& line = lineAt(gpio);
+    if (line.driven == driven && line.output == level) {
+        return;
+    }
+    line.driven = driven;
+    line.output = level;
+    if (follow(line)) {
+        changed.notify_all();
+    }
+    if (observer) {
+        observer({clock(), gpio, driven, levelOf(line)});
+    }
+}
+
+bool Board::levelOf(const Line& line) const
+{
+    if (line.driven) {
+        return line.output;
+    }
+    switch (line.role) {
+    case Role::Id:
+        return (config.panelId >> line.index & 1U) != 0;
+    case Role::Key:
+        return pressed[line.index];
+    case Role::LcdData:
+        return bus->drivenByte() && (*bus->drivenByte() >> line.index & 1U) != 0;
+    default:
+        return line.pull;
+    }
+}
+
+bool Board::isLit(unsigned gpio, bool inverted) const
+{
+    const Line& line = lineAt(gpio);
+    return line.driven && line.output != inverted;
+}
+
+bool Board::follow(const Line& line)
+{
+    const bool level = levelOf(line);
+    switch (line.role) {
+    case Role::Id:
+    case Role::Key:
+        return false;
+    case Role::Led:
+    case Role::Backlight:
+        return true;
+    case Role::LcdData:
+        setBit(levels.data, line.index, line.driven && line.output);
+        setBit(levels.dataDriven, line.index, line.driven);
+        break;
+    case Role::LcdRegisterSelect:
+        levels.registerSelect = level;
+        break;
+    case Role::LcdChipSelect:
+        levels.chipSelect = level;
+        break;
+    case Role::LcdReadStrobe:
+        levels.readStrobe = level;
+        break;
+    case Role::LcdWriteStrobe:
+        levels.writeStrobe = level;
+        break;
+    case Role::LcdReset:
+        levels.reset = level;
+        break;
+    }
+    const std::uint64_t before = bus->chipChanges();
+    bus->update(levels, clock());
+    return bus->chipChanges() != before;
+}
+
+PanelView Board::currentView() const
+{
+    PanelView view;
+    view.keys = pressed;
+    for (unsigned i = 0; i < config.ledCount; ++i) {
+        const bool inverted =
+            std::find(config.invertedLeds.begin(), config.invertedLeds.end(), i) != config.invertedLeds.end();
+        view.leds.push_back(isLit(config.ledGpioBase + i, inverted));
+    }
+    if (bus) {
+        const LcdChip& chip = bus->chip();
+        LcdView& lcd = view.lcd.emplace();
+        lcd.displayOn = chip.displayOn();
+        lcd.backlight = isLit(config.ledGpioBase + config.ledCount, config.backlightInverted);
+        lcd.contrast = chip.contrast();
+        for (std::size_t row = 0; row < LcdChip::rows; ++row) {
+            auto& line = lcd.lines.emplace_back();
+            for (std::size_t column = 0; column < LcdChip::columns; ++column) {
+                line.push_back(chip.shownCell(column, row));
+            }
+        }
+    }
+    return view;
+}
+
+} // namespace panelsim

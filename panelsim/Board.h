@@ -1,0 +1,157 @@
+#pragma once
+
+#include "panelsim/BoardConfig.h"
+#include "panelsim/BusFault.h"
+#include "panelsim/LcdBus.h"
+#include "panelsim/PanelView.h"
+#include "panelsim/PinFault.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace panelsim {
+
+/** A line that changed at the connector. */
+struct LineChange {
+    std::chrono::nanoseconds time; ///< of the board's clock
+    unsigned gpio;
+    bool driven; ///< whether the processor drives it
+    bool level;  ///< electrical
+};
+
+/**
+ * A front panel on a simulated board: ID lines, keys, LEDs and, behind its fourteen lines, the LCD. It knows electrical
+ * levels only; the polarity of a pin is the affair of the pin.
+ *
+ * All operations may be called from several threads at once. Pins of it are made by BoardGpioFactory.
+ */
+class Board {
+public:
+    /** Tells the time since any start, never backwards. */
+    using Clock = std::function<std::chrono::nanoseconds()>;
+
+    /** The time of std::chrono::steady_clock. */
+    static std::chrono::nanoseconds steadyTime();
+
+    explicit Board(BoardConfig config, Clock clock = steadyTime);
+
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
+
+    const BoardConfig& getConfig() const { return config; }
+
+    /** @name The person in front of the panel */
+    ///@{
+    /** @throws std::out_of_range when there is no such key */
+    void press(unsigned key);
+    /** @throws std::out_of_range when there is no such key */
+    void release(unsigned key);
+    PanelView view() const;
+    /**
+     * Waits until the view differs from the one given.
+     * @return the view then, or the same one after the timeout
+     */
+    PanelView waitForOtherView(const PanelView& seen, std::chrono::milliseconds timeout) const;
+    ///@}
+
+    /** @name The laboratory */
+    ///@{
+    /** Lets pin operations fail from now on, next to those that fail already. */
+    void failPin(const PinFault& fault);
+    /** Ends all failures of pin operations. */
+    void clearPinFaults();
+    /** @return pin operations since the start, those that failed included; destroying a pin is none */
+    std::uint64_t pinOperations() const;
+    /** @return number of lines that pins are bound to */
+    std::size_t claimedLines() const;
+    /** @return the first faults on the LCD bus since the start or since they were cleared */
+    std::vector<BusFault> busFaults() const;
+    std::uint64_t busFaultCount() const;
+    void clearBusFaults();
+    /** @return the level that drives the line or that it is pulled to */
+    bool lineLevel(unsigned gpio) const;
+    /** Has each change of a line told, under the board's lock: the observer must not call the board. */
+    void observe(std::function<void(const LineChange&)> observer);
+    /** @return a register of the LCD's chip as it would read back */
+    unsigned char lcdRegister(unsigned char reg) const;
+    ///@}
+
+    /**
+     * @name The pins
+     * Errors are those of the kernel's interface: std::system_error with EINVAL for a line that does not exist, EBUSY
+     * for one that another pin holds, EPERM for driving an input. Levels are electrical.
+     */
+    ///@{
+    /**
+     * Counts an operation and lets it fail if it is to.
+     * @return false when the operation has to answer false
+     */
+    bool admit(PinOperation operation, std::optional<unsigned> gpio);
+    void claim(unsigned gpio);
+    /** The line stays as it is driven. */
+    void unclaim(unsigned gpio);
+    void makeInput(unsigned gpio);
+    void makeOutput(unsigned gpio, bool level);
+    void drive(unsigned gpio, bool level);
+    bool read(unsigned gpio) const;
+    ///@}
+
+private:
+    enum class Role {
+        Id,
+        Key,
+        Led,
+        Backlight,
+        LcdData,
+        LcdRegisterSelect,
+        LcdChipSelect,
+        LcdReadStrobe,
+        LcdWriteStrobe,
+        LcdReset
+    };
+
+    struct Line {
+        Role role = Role::Id;
+        unsigned index = 0; ///< among the lines of its role
+        bool pull = false;  ///< level while nobody drives it
+        bool claimed = false;
+        bool driven = false;
+        bool output = false; ///< level that the processor drives it to
+    };
+
+    struct ArmedFault {
+        PinFault fault;
+        std::uint64_t calls = 0;
+    };
+
+    void addLines(Role role, unsigned firstGpio, unsigned count, bool pull = false);
+    Line& lineAt(unsigned gpio);
+    const Line& lineAt(unsigned gpio) const;
+    void setKey(unsigned key, bool pressed);
+    void setLine(unsigned gpio, bool driven, bool level);
+    bool levelOf(const Line& line) const;
+    bool isLit(unsigned gpio, bool inverted) const;
+    /** @return whether the panel may look different now */
+    bool follow(const Line& line);
+    PanelView currentView() const;
+
+    const BoardConfig config;
+    const Clock clock;
+    mutable std::mutex mutex;
+    mutable std::condition_variable changed;
+    std::map<unsigned, Line> lines;
+    std::vector<bool> pressed;
+    std::optional<LcdBus> bus;
+    LcdLevels levels;
+    std::vector<ArmedFault> faults;
+    std::uint64_t operations = 0;
+    std::function<void(const LineChange&)> observer;
+};
+
+} // namespace panelsim

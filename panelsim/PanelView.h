@@ -1,0 +1,43 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+namespace panelsim {
+
+/** One character cell of the LCD. */
+struct LcdCell {
+    unsigned char code = ' '; ///< the chip's character code
+    bool inverted = false;
+
+    bool operator==(const LcdCell& other) const { return code == other.code && inverted == other.inverted; }
+};
+
+/** What the LCD shows. */
+struct LcdView {
+    bool displayOn = false;
+    bool backlight = false;
+    std::optional<unsigned> contrast = {};        ///< 0 to 31; empty on a chip that has no contrast register
+    std::vector<std::vector<LcdCell>> lines = {}; ///< the page that is shown, top line first
+
+    bool operator==(const LcdView& other) const
+    {
+        return displayOn == other.displayOn && backlight == other.backlight && contrast == other.contrast &&
+               lines == other.lines;
+    }
+};
+
+/** What a person in front of the panel sees. */
+struct PanelView {
+    std::vector<bool> leds = {};     ///< true = lit
+    std::vector<bool> keys = {};     ///< true = pressed
+    std::optional<LcdView> lcd = {}; ///< empty on a panel without one
+
+    bool operator==(const PanelView& other) const
+    {
+        return leds == other.leds && keys == other.keys && lcd == other.lcd;
+    }
+    bool operator!=(const PanelView& other) const { return !(*this == other); }
+};
+
+} // namespace panelsim
