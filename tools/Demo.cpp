@@ -1,0 +1,96 @@
+#include "tools/Demo.h"
+
+#include "tools/DisplaySize.h"
+#include "tools/KeyCommand.h"
+#include "tools/KeyEventQueue.h"
+#include "tools/LampTest.h"
+#include "tools/Output.h"
+#include "tools/PrintedPage.h"
+
+namespace tools {
+
+namespace {
+
+constexpr const char* displayFailure = "the display failed";
+
+std::string sentence(const KeyEvent& event)
+{
+    const std::string key = "Key " + std::to_string(event.key);
+    switch (event.change) {
+    case KeyEvent::Change::Pressed:
+        return key + " pressed";
+    case KeyEvent::Change::Repeated:
+        return key + " held (" + std::to_string(event.repeats) + (event.repeats == 1 ? " repeat)" : " repeats)");
+    case KeyEvent::Change::Released:
+        return key + " released";
+    }
+    return key;
+}
+
+/** @return the text, which is ASCII, as far as it fits a line */
+std::u16string toLine(const std::string& text)
+{
+    return std::u16string(text.begin(), text.end()).substr(0, DisplaySize::chars);
+}
+
+} // namespace
+
+bool Demo::run(const Wiring& given, const Times& times, Interrupt& interrupt)
+{
+    const Wiring wiring = resolvePanel(given);
+    KeyEventQueue events; // outlives the panel, whose polling thread fills it
+    const Panel panel(wiring);
+    auto& keysAndLeds = panel.keysAndLeds();
+    Demo demo(panel, wiring.ledCount());
+
+    demo.note(testLamps(panel, times.lampTest, interrupt), displayFailure);
+    std::optional<Interrupt::Clock::time_point> deadline;
+    if (times.afterLampTest) {
+        deadline = Interrupt::Clock::now() + *times.afterLampTest;
+    }
+    demo.showPage();
+    reportKeys(keysAndLeds, events);
+    keysAndLeds.start(false, 0);
+    while (interrupt.wait(deadline, events.descriptor()) == Interrupt::Wakeup::Readable && !outputFailed()) {
+        // A page takes longer than a poll of the keys: only the last of several events is shown, but LEDs see all.
+        for (const KeyEvent& event : events.take()) {
+            demo.apply(event);
+        }
+        demo.showPage();
+    }
+    keysAndLeds.stop();
+    demo.note(panel.show(PrintedPage().toBuffer()), displayFailure);
+    return !demo.failed;
+}
+
+Demo::Demo(const Panel& shown, unsigned leds) : panel(shown), ledCount(leds)
+{
+}
+
+void Demo::apply(const KeyEvent& event)
+{
+    ++eventCount;
+    lastEvent = sentence(event);
+    if (event.key < ledCount) {
+        note(panel.keysAndLeds().setLed(event.key, event.change != KeyEvent::Change::Released),
+             "LED " + std::to_string(event.key) + " did not take its level");
+    }
+}
+
+void Demo::showPage()
+{
+    PrintedPage page;
+    page.lines = {u" Front panel", toLine(lastEvent), toLine("Events: " + std::to_string(eventCount))};
+    page.inverted = {{0, 0, DisplaySize::chars - 1}};
+    note(panel.show(page.toBuffer()), displayFailure);
+}
+
+void Demo::note(bool ok, const std::string& failure)
+{
+    if (!ok && !failed) {
+        complain(failure);
+        failed = true;
+    }
+}
+
+} // namespace tools

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+namespace tools {
+
+/**
+ * Gives descriptors 0 to 2, where one is closed, a place that can neither be read nor written as intended. Otherwise
+ * the next file that is opened would get the number, and lines of text would end up in a GPIO.
+ */
+void occupyStandardDescriptors();
+
+/** Writes a line to standard output at once; safe while the panel's polling thread writes its log there. */
+void printLine(const std::string& line);
+
+/** Writes out what is left. @return whether any write to standard output failed since the error was last cleared */
+bool outputFailed();
+
+/** Writes "frontpanel: " and the text to standard error, as exactly one line whatever the text contains. */
+void complain(const std::string& text);
+
+} // namespace tools

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "frontpanelhw/drawing/DisplayBuffer.h"
+#include "frontpanelhw/fp/IFp.h"
+#include "frontpanelhw/fp/ILcdFp.h"
+#include "tools/Wiring.h"
+
+#include <memory>
+
+namespace tools {
+
+/** The panel that is fitted, indoor or outdoor, with all its keys and LEDs and its display, if it has one. */
+class Panel {
+public:
+    /**
+     * @param wiring with the panel known
+     * @throws std::exception whatever a pin throws
+     */
+    explicit Panel(const Wiring& wiring);
+
+    frontpanelhw::fp::IFp& keysAndLeds() const { return *panel; }
+
+    /** @return false when the display failed; without a display, true */
+    bool show(const frontpanelhw::drawing::DisplayBuffer& page) const;
+
+private:
+    std::unique_ptr<frontpanelhw::fp::IFp> panel;
+    frontpanelhw::fp::ILcdFp* display = nullptr;
+};
+
+} // namespace tools

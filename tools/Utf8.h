@@ -1,0 +1,15 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tools {
+
+/**
+ * @return the text's UTF-16 code units, nothing when it is not UTF-8: overlong forms, surrogates and code points past
+ *         U+10FFFF are not
+ */
+std::optional<std::u16string> decodeUtf8(std::string_view bytes);
+
+} // namespace tools
