@@ -11,12 +11,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <exception>
-#include <functional>
 #include <iostream>
 #include <string>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -25,8 +23,18 @@ using panelsim::PanelView;
 
 struct Step {
     const char* caption;
-    std::function<bool(const PanelView&)> awaited;
-    std::function<void(Board&)> reaction;
+    const char* awaitedText; ///< on the display; null for the lamp test
+    void (*reaction)(Board&);
+};
+
+const Step script[] = {
+    {"The panel tests its lamps", nullptr, [](Board&) {}},
+    {"It waits for a key", "Press a key", [](Board& board) { board.press(0); }},
+    {"Key 0 goes down", "Key 0 ", [](Board&) {}},
+    {"Key 0 is held", "Key 0 held (2 repeats)", [](Board& board) { board.release(0); }},
+    {"Key 0 is let go", "Key 0 released", [](Board& board) { board.press(2); }},
+    {"Key 2 goes down", "Key 2 ", [](Board& board) { board.release(2); }},
+    {"Key 2 is let go", "Key 2 released", [](Board&) {}},
 };
 
 bool allLit(const PanelView& view)
@@ -35,35 +43,20 @@ bool allLit(const PanelView& view)
            view.lcd->lines.back().back().inverted;
 }
 
-std::function<bool(const PanelView&)> showing(const std::string& text)
+bool shows(const PanelView& view, const std::string& text)
 {
-    return [text](const PanelView& view) {
-        return std::any_of(view.lcd->lines.begin(), view.lcd->lines.end(), [&](const auto& line) {
-            std::string characters;
-            for (const panelsim::LcdCell& cell : line) {
-                characters += static_cast<char>(cell.code);
-            }
-            return characters.find(text) != std::string::npos;
-        });
-    };
+    return std::any_of(view.lcd->lines.begin(), view.lcd->lines.end(), [&](const auto& line) {
+        std::string characters;
+        for (const panelsim::LcdCell& cell : line) {
+            characters += static_cast<char>(cell.code);
+        }
+        return characters.find(text) != std::string::npos;
+    });
 }
 
-void keepWatching(Board& /*board*/)
+bool fulfils(const PanelView& view, const Step& step)
 {
-}
-
-const std::vector<Step>& script()
-{
-    static const std::vector<Step> steps = {
-        {"The panel tests its lamps", allLit, keepWatching},
-        {"It waits for a key", showing("Press a key"), [](Board& board) { board.press(0); }},
-        {"Key 0 goes down", showing("Key 0 "), keepWatching},
-        {"Key 0 is held", showing("Key 0 held (2 repeats)"), [](Board& board) { board.release(0); }},
-        {"Key 0 is let go", showing("Key 0 released"), [](Board& board) { board.press(2); }},
-        {"Key 2 goes down", showing("Key 2 "), [](Board& board) { board.release(2); }},
-        {"Key 2 is let go", showing("Key 2 released"), keepWatching},
-    };
-    return steps;
+    return step.awaitedText == nullptr ? allLit(view) : shows(view, step.awaitedText);
 }
 
 void draw(const char* caption, const PanelView& view)
@@ -78,7 +71,7 @@ bool play(Board& board, const Step& step)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     PanelView view = board.view();
-    while (!step.awaited(view)) {
+    while (!fulfils(view, step)) {
         if (std::chrono::steady_clock::now() > deadline) {
             std::cerr << "board-demo: waited in vain for: " << step.caption << "\n";
             draw("Instead the panel shows", view);
@@ -116,7 +109,7 @@ int runDemo()
     const panelsim::InstalledBoard installed(board);
     bool shown = true;
     std::thread person([&] {
-        for (const Step& step : script()) {
+        for (const Step& step : script) {
             shown = shown && play(board, step);
         }
         kill(getpid(), SIGTERM);

@@ -1,26 +1,32 @@
-// Lights an LED of an outdoor panel while its key is pressed, until both keys have been pressed.
+// Lights the LED of each key while it is pressed, until both keys are pressed at once.
 #include "frontpanelhw/fp/Outdoor.h"
 
+#include <exception>
 #include <future>
+#include <iostream>
 
 int main()
 {
-    // Keys on GPIO 10 and 11, LEDs on 20 to 27.
-    frontpanelhw::fp::Outdoor panel(10, 20);
+    try {
+        frontpanelhw::fp::Outdoor panel(10, 20); // keys on GPIO 10 and 11, LEDs on 20 to 27
 
-    std::promise<void> both;
-    unsigned seen = 0;
-    panel.connectAnyKeyChangedCb([&](unsigned key, bool pressed) {
-        panel.setLed(key, pressed); // nothing else switches LEDs meanwhile
-        const unsigned before = seen;
-        seen |= 1U << key;
-        if (before != 3 && seen == 3) {
-            both.set_value();
-        }
-    });
-
-    panel.start(true, 1); // after a lamp test of one second
-    both.get_future().wait();
-    panel.stop();
-    return 0;
+        std::promise<void> both;
+        bool down[2] = {false, false};
+        bool done = false;
+        panel.connectAnyKeyChangedCb([&](unsigned key, bool pressed) {
+            panel.setLed(key, pressed); // from here only, as long as keys are polled
+            down[key] = pressed;
+            if (down[0] && down[1] && !done) {
+                done = true;
+                both.set_value();
+            }
+        });
+        panel.start(true, 1); // after a lamp test of one second
+        both.get_future().wait();
+        panel.stop();
+        return 0;
+    } catch (const std::exception& error) { // a line that cannot be had, say
+        std::cerr << error.what() << "\n";
+        return 1;
+    }
 }

@@ -16,7 +16,7 @@ enum class FrontPanelType {
  * Reads the panel ID from four consecutive lines, the first being bit 0.
  *
  * A line that cannot be read is reported on standard error and left out: the lines after it move down one bit.
- * The lines are released again before the call returns.
+ * The pins are deleted before the call returns.
  * @param factory    makes the four pins; used during the call only
  * @param idGpioBase GPIO number of the first ID line
  * @return the ID, 0 to 15

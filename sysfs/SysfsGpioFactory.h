@@ -10,8 +10,8 @@ namespace sysfs {
 /**
  * The platform's pins: lines of the kernel's /sys/class/gpio.
  *
- * The class has no data, and create is all of it that lives in a library: whatever library provides that one
- * operation (this one, a device's own, a simulated panel) serves a program that is already built.
+ * The class has no data, and create is its only operation that is not defined here: whatever library provides it
+ * (this one, a device's own, a simulated panel) serves a program that is already built.
  */
 class SYSFSGPIO_EXPORT SysfsGpioFactory : public ISysfsGpioFactory {
 public:

@@ -15,7 +15,7 @@ constexpr const char* displayFailure = "the display failed";
 
 std::string sentence(const KeyEvent& event)
 {
-    const std::string key = "Key " + std::to_string(event.key);
+    std::string key = "Key " + std::to_string(event.key);
     switch (event.change) {
     case KeyEvent::Change::Pressed:
         return key + " pressed";

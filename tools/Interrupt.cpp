@@ -24,7 +24,7 @@ int pollTimeout(std::optional<Interrupt::Clock::time_point> deadline)
     if (!deadline) {
         return -1;
     }
-    constexpr std::int64_t longest = 60 * 60 * 1000;
+    constexpr std::int64_t longest = std::int64_t{60} * 60 * 1000;
     const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Interrupt::Clock::now());
     return static_cast<int>(std::clamp<std::int64_t>(remaining.count(), 0, longest));
 }

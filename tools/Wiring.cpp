@@ -174,7 +174,7 @@ Wiring resolvePanel(const Wiring& wiring)
         return wiring;
     }
     checkBeforeDetection(wiring);
-    const Wiring resolved = withPanel(wiring, detectPanel(wiring.idBase));
+    Wiring resolved = withPanel(wiring, detectPanel(wiring.idBase));
     checkWiring(resolved, true);
     return resolved;
 }

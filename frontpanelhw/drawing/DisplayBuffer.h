@@ -19,10 +19,10 @@ public:
     DisplayBuffer(unsigned charCount, unsigned lineCount);
 
     ~DisplayBuffer();
-    DisplayBuffer(const DisplayBuffer&);
-    DisplayBuffer(DisplayBuffer&&) noexcept;
-    DisplayBuffer& operator=(const DisplayBuffer&);
-    DisplayBuffer& operator=(DisplayBuffer&&) noexcept;
+    DisplayBuffer(const DisplayBuffer& other);
+    DisplayBuffer(DisplayBuffer&& other) noexcept;
+    DisplayBuffer& operator=(const DisplayBuffer& other);
+    DisplayBuffer& operator=(DisplayBuffer&& other) noexcept;
 
     /** @return the number of lines */
     unsigned getLineCount() const;

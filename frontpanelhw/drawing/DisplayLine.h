@@ -25,10 +25,10 @@ public:
     DisplayLine(const std::u16string& text); // NOLINT(google-explicit-constructor): a text is a line
 
     ~DisplayLine();
-    DisplayLine(const DisplayLine&);
-    DisplayLine(DisplayLine&&) noexcept;
-    DisplayLine& operator=(const DisplayLine&);
-    DisplayLine& operator=(DisplayLine&&) noexcept;
+    DisplayLine(const DisplayLine& other);
+    DisplayLine(DisplayLine&& other) noexcept;
+    DisplayLine& operator=(const DisplayLine& other);
+    DisplayLine& operator=(DisplayLine&& other) noexcept;
 
     /** @return false, with the line unchanged, when there is no such cell */
     bool setCharacter(unsigned index, const DisplayChar& c);

@@ -34,7 +34,7 @@ public:
     FpBase(sysfs::ISysfsGpioFactory& factory, unsigned keyGpioBase, unsigned keyCount, unsigned ledGpioBase,
            unsigned ledCount, const std::vector<unsigned>& invertedLeds, const std::vector<unsigned>& ledsInitiallyOn);
 
-    /** Stops polling and releases the pins; the LEDs are not switched off. */
+    /** Stops polling and deletes the pins; the LEDs are not switched off. */
     ~FpBase() override;
 
     FpBase(const FpBase&) = delete;

@@ -9,8 +9,8 @@ namespace frontpanelhw::fp {
 /**
  * A front panel with keys and LEDs.
  *
- * Operations are called from one thread at a time, the key callback's thread included; only isRunning may be called
- * from anywhere at any time, and connectAnyKeyChangedCb while keys are polled. stop and the destructor must not be
+ * Operations are called from one thread at a time, the key callback's thread included; only isRunning and
+ * connectAnyKeyChangedCb may be called from anywhere at any time. stop and the destructor must not be
  * called from the key callback. Whatever an LED pin throws leaves the operation that wrote it.
  *
  * Panels write log lines to std::cout, from the polling thread too; that needs std::cout to be synchronised with stdio,
@@ -23,8 +23,8 @@ public:
     /**
      * Installs the panel's only key callback in place of an earlier one; an empty function removes it. It is called
      * on the key polling thread with the key index, counted from 0, and the key's level (true = pressed): on press, on
-     * release and, while the key is held, at every 9th poll. An exception that it throws is dropped if it derives
-     * from std::exception and ends the process otherwise.
+     * release and, while the key alone is held, at every 9th poll; keys held together share that count. An exception
+     * that it throws is dropped if it derives from std::exception and ends the process otherwise.
      */
     virtual void connectAnyKeyChangedCb(const std::function<void(unsigned, bool)>& cb) = 0;
 

@@ -10,8 +10,8 @@ namespace frontpanelhw::fp {
 /**
  * A front panel that also has a text LCD with two pages of display memory: one is shown, the other one is written.
  *
- * Display operations block the caller for the waits of the bus. They return true when every step succeeded; what
- * failed has been reported on standard error. Before a controller is installed they return false.
+ * Display operations block the caller for the waits of the bus. They return true when every step succeeded. A pin that
+ * throws has been reported on standard error; a display that did not come up refuses everything without a message.
  */
 class FRONTPANELHW_EXPORT ILcdFp : public IFp {
 public:
@@ -33,7 +33,7 @@ public:
     /** Writes every line of the buffer, whatever becomes of the others, then shows the page. */
     virtual bool printBuffer(const drawing::DisplayBuffer& buffer) = 0;
 
-    /** Resets the controller chip, which takes 362 ms, and switches the backlight off. */
+    /** Resets the controller chip, which takes at least 362 ms, and switches the backlight off. */
     virtual bool resetController() = 0;
 
     /** Shows the page that was being written and goes on writing into the other one. */

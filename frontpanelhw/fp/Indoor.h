@@ -19,7 +19,7 @@ public:
     Indoor(unsigned keyGpioBase, unsigned ledGpioBase, unsigned lcdGpioBase, unsigned keyCount, unsigned ledCount,
            const std::vector<unsigned>& invertedLeds, const std::vector<unsigned>& ledsInitiallyOn);
 
-    /** Stops polling and releases the pins; LEDs and display stay as they are. */
+    /** Stops polling and deletes the pins; LEDs and display stay as they are. */
     ~Indoor() override;
 
     Indoor(const Indoor&) = delete;

@@ -38,7 +38,7 @@ public:
                  unsigned keyCount, unsigned ledCount, const std::vector<unsigned>& invertedLeds,
                  const std::vector<unsigned>& ledsInitiallyOn);
 
-    /** Stops polling and releases the pins; LEDs and display stay as they are. */
+    /** Stops polling and deletes the pins; LEDs and display stay as they are. */
     ~IndoorFpImpl() override;
 
     /** Binds the LCD's pins to their GPIO numbers; the constructor's own. */

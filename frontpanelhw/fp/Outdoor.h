@@ -20,7 +20,7 @@ public:
      */
     Outdoor(unsigned keyGpioBase, unsigned ledGpioBase);
 
-    /** Stops polling and releases the pins; the LEDs are not switched off. */
+    /** Stops polling and deletes the pins; the LEDs are not switched off. */
     ~Outdoor() override;
 
     Outdoor(const Outdoor&) = delete;

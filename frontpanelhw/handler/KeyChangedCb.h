@@ -1,14 +1,17 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <type_traits>
 #include <utility>
 
 namespace frontpanelhw::handler {
 
 /**
- * A key callback that may be replaced while another thread calls it. Used like the std::function that it holds.
+ * A key callback that may be replaced while another thread calls it. It is assigned, tested and called like the
+ * std::function that it holds; a copy holds the function that was installed at that moment.
  *
  * The lock is held only while the function is exchanged or picked up, never while it runs: replacing it waits for
  * nothing, and a function that was just replaced may still be finishing its last call on the other thread.
@@ -18,16 +21,22 @@ public:
     using Function = std::function<void(unsigned, bool)>;
 
     KeyChangedCb() = default;
-    KeyChangedCb(const KeyChangedCb&) = delete;
-    KeyChangedCb& operator=(const KeyChangedCb&) = delete;
+    ~KeyChangedCb() = default;
+    KeyChangedCb(const KeyChangedCb& other) : function(other.get()) {}
 
-    /** Installs a function in place of the one held; an empty one removes it. */
-    KeyChangedCb& operator=(Function newFunction)
+    KeyChangedCb& operator=(const KeyChangedCb& other)
     {
-        auto replacement =
-            newFunction ? std::make_shared<const Function>(std::move(newFunction)) : std::shared_ptr<const Function>();
-        const std::lock_guard<std::mutex> lock(exchange);
-        function.swap(replacement);
+        install(other.get());
+        return *this;
+    }
+
+    /** Installs a function in place of the one held; an empty one, or nullptr, removes it. */
+    template <typename Callable, typename = std::enable_if_t<std::is_convertible_v<Callable, Function> &&
+                                                             !std::is_same_v<std::decay_t<Callable>, KeyChangedCb>>>
+    KeyChangedCb& operator=(Callable&& callable)
+    {
+        Function newFunction(std::forward<Callable>(callable));
+        install(newFunction ? std::make_shared<const Function>(std::move(newFunction)) : nullptr);
         return *this;
     }
 
@@ -39,6 +48,8 @@ public:
     }
 
     explicit operator bool() const { return get() != nullptr; }
+    friend bool operator==(const KeyChangedCb& cb, std::nullptr_t) { return !cb; }
+    friend bool operator!=(const KeyChangedCb& cb, std::nullptr_t) { return static_cast<bool>(cb); }
 
     /** @throws std::bad_function_call when no function is held */
     void operator()(unsigned index, bool level) const
@@ -51,6 +62,13 @@ public:
     }
 
 private:
+    /** The function that was held ends its life outside the lock: its destructor is the application's code. */
+    void install(std::shared_ptr<const Function> newFunction)
+    {
+        const std::lock_guard<std::mutex> lock(exchange);
+        function.swap(newFunction);
+    }
+
     mutable std::mutex exchange;
     std::shared_ptr<const Function> function;
 };

@@ -19,9 +19,9 @@ namespace frontpanelhw::handler {
  *
  * A key is pressed while its line reads 1. Press and release are events, and a key that is held repeats: every 9th
  * poll that finds it held is an event. The count of held polls is one for the whole process: every held key advances
- * it, and every event of any key starts it anew. It takes no lock and may be shared by handlers that poll at once.
+ * it, and every event of any key starts it anew. Several handlers may poll at once.
  *
- * start, stop and the destructor belong to one thread at a time; none of stop and the destructor may be called from
+ * start, stop and the destructor belong to one thread at a time; neither stop nor the destructor may be called from
  * the callback, since the polling thread would wait for itself.
  */
 class FRONTPANELHW_EXPORT KeyHandler {
@@ -54,7 +54,8 @@ public:
      */
     bool start(std::chrono::milliseconds period);
 
-    /** Stops polling and waits for the thread to end, at most a scan and a period. Does nothing when stopped. */
+    /** Stops polling and waits for the thread to end: at most a scan, with its callbacks, and a period. Does nothing
+     * when stopped. */
     void stop();
 
     /**

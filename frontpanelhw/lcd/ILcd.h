@@ -15,7 +15,7 @@ class FRONTPANELHW_EXPORT ILcd {
 public:
     virtual ~ILcd() = default;
 
-    /** Resets the chip, which takes 362 ms; works also before initialisation. */
+    /** Resets the chip, which takes at least 362 ms; works also before initialisation. */
     virtual bool resetController() = 0;
 
     /** Marks the bus as not initialised, with no pin touched. @return true */
