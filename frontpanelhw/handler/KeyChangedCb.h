@@ -24,7 +24,7 @@ public:
     ~KeyChangedCb() = default;
     KeyChangedCb(const KeyChangedCb& other) : function(other.get()) {}
 
-    KeyChangedCb& operator=(const KeyChangedCb& other)
+    KeyChangedCb& operator=(KeyChangedCb other)
     {
         install(other.get());
         return *this;

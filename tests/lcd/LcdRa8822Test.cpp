@@ -1,6 +1,5 @@
 #include "frontpanelhw/lcd/LcdRa8822.h"
 
-#include "frontpanelhw/lcd/LcdConfig.h"
 #include "frontpanelhw/lcd/LcdRa8822GpioCreator.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakePins.h"
@@ -96,14 +95,6 @@ TEST(LcdRa8822Gpios, AreAllConfiguredWhateverOneAnswers)
         EXPECT_FALSE(initGpios(*bus.record, inverted));
         EXPECT_EQ(bus.pins.take(), common + (inverted ? "init 13 inverted out 0" : "init 13 out 0"));
     }
-}
-
-TEST(LcdConfig, IsFixed)
-{
-    const LcdConfig c = getConfig();
-    EXPECT_EQ((std::array<unsigned, 10>{c.textAreaWidth, c.textAreaHeight, c.displayWidth, c.displayHeight, c.reg00Bit0,
-                                        c.reg00Bit1, c.reg80Value, c.reg00Bit3, c.regF0Bit2, c.reg01Bits}),
-              (std::array<unsigned, 10>{200, 48, 240, 48, 0, 0, 100, 1, 1, 3}));
 }
 
 TEST(LcdRa8822, ResetsAndIdentifiesTheChip)

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <system_error>
-#include <thread>
 
 using namespace panelsim;
 using sysfs::PinDirectionEn;
@@ -258,16 +257,6 @@ TEST(Board, RefusesWiringThatOverlapsAndKeysThatItHasNot)
     EXPECT_THROW(Board board(config), std::invalid_argument);
     Board board{BoardConfig()};
     EXPECT_THROW(board.press(3), std::out_of_range);
-}
-
-TEST(Board, WakesWhoWaitsForTheView)
-{
-    Board board{BoardConfig()};
-    const PanelView before = board.view();
-    EXPECT_EQ(board.waitForOtherView(before, 1ms), before);
-    std::thread person([&] { board.press(1); });
-    EXPECT_TRUE(board.waitForOtherView(before, 10s).keys[1]);
-    person.join();
 }
 
 TEST(PanelText, DrawsThePanelPlainAndForATerminal)

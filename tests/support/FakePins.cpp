@@ -1,6 +1,5 @@
 #include "tests/support/FakePins.h"
 
-#include <array>
 #include <stdexcept>
 
 class FakeGpio : public sysfs::ISysfsGpio {
@@ -92,63 +91,29 @@ std::string FakePins::take() const
     return text;
 }
 
-namespace {
-
-constexpr std::size_t dataLines = 8;
-
-/** Joins the events of the eight data lines, when they stand in the order of the lines, into one. */
-std::string joinDataLines(const std::vector<std::string>& events, std::size_t first)
-{
-    if (first + dataLines > events.size()) {
-        return {};
-    }
-    unsigned byte = 0;
-    const std::array<std::string, 3> kinds = {"data->in", "data->out", "data?"};
-    const auto patterns = [](std::size_t i) {
-        const std::string line = std::to_string(i);
-        return std::array<std::string, 5>{"in " + line, "out " + line, line + "?", line + "=0", line + "=1"};
-    };
-    std::array<bool, 3> fits = {true, true, true};
-    bool fitsWrite = true;
-    for (std::size_t i = 0; i < dataLines; ++i) {
-        const std::string& event = events[first + i];
-        const auto expected = patterns(i);
-        for (std::size_t k = 0; k < fits.size(); ++k) {
-            fits[k] = fits[k] && event == expected[k];
-        }
-        fitsWrite = fitsWrite && (event == expected[3] || event == expected[4]);
-        byte |= (event == expected[4] ? 1U : 0U) << i;
-    }
-    for (std::size_t k = 0; k < fits.size(); ++k) {
-        if (fits[k]) {
-            return kinds[k];
-        }
-    }
-    const char* const digits = "0123456789ABCDEF";
-    return fitsWrite ? std::string("data=") + digits[byte >> 4] + digits[byte & 0xF] : std::string();
-}
-
-} // namespace
-
 std::string FakePins::takeWaveform() const
 {
-    const std::array<const char*, 6> names = {"RS", "CS", "RD", "WR", "RST", "BL"};
-    const std::lock_guard<std::mutex> lock(mutex);
-    std::string text;
-    for (std::size_t i = 0; i < events.size(); ++i) {
-        std::string word = joinDataLines(events, i);
-        if (!word.empty()) {
-            i += dataLines - 1;
-        } else {
-            word = events[i];
-            const std::size_t equals = word.find('=');
-            const unsigned line = equals == std::string::npos ? 0 : static_cast<unsigned>(std::stoul(word));
-            if (line >= dataLines) {
-                word = names.at(line - dataLines) + word.substr(equals);
-            }
+    // Joins what is done to the eight data lines in their order, and names the other lines.
+    std::string text = " " + take();
+    const auto rename = [&text](const std::string& from, const std::string& to) {
+        for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+            text.replace(at, from.size(), to);
         }
-        text += (text.empty() ? "" : " ") + word;
+    };
+    rename(" in 0 in 1 in 2 in 3 in 4 in 5 in 6 in 7", " data->in");
+    rename(" out 0 out 1 out 2 out 3 out 4 out 5 out 6 out 7", " data->out");
+    rename(" 0? 1? 2? 3? 4? 5? 6? 7?", " data?");
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        std::string bits;
+        for (unsigned line = 0; line < 8; ++line) {
+            bits += " " + std::to_string(line) + "=" + ((byte >> line & 1U) != 0 ? "1" : "0");
+        }
+        const char* const digits = "0123456789ABCDEF";
+        rename(bits, std::string(" data=") + digits[byte >> 4] + digits[byte & 0xF]);
     }
-    events.clear();
-    return text;
+    unsigned line = 8;
+    for (const char* name : {" RS=", " CS=", " RD=", " WR=", " RST=", " BL="}) {
+        rename(" " + std::to_string(line++) + "=", name);
+    }
+    return text.substr(1);
 }
