@@ -15,7 +15,7 @@ namespace frontpanelhw::fp {
  */
 class FRONTPANELHW_EXPORT ILcdFp : public IFp {
 public:
-    /** Erases the page that is being written. */
+    /** Starts erasing the page that is being written; does not wait for the chip to finish. */
     virtual bool clear() = 0;
 
     /** @return characters per line */

@@ -21,7 +21,7 @@ public:
     /** Writes the variant's start-up registers, all of them whatever becomes of the others; the display is then off. */
     virtual bool initializeRegisterSettings() = 0;
 
-    /** Chooses whether the characters written next are drawn inverted; no bus access when they already are. */
+    /** Chooses whether the characters written next are drawn inverted; no bus access when that is so already. */
     virtual bool setInverted(bool value) = 0;
 };
 

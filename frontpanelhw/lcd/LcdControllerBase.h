@@ -8,7 +8,7 @@ namespace frontpanelhw::lcd {
 
 /**
  * A text controller for the LCD. Operations block the caller for the waits of the bus and return true when all that
- * they did succeeded; they need an initialised bus and take no lock.
+ * they did succeeded; while the bus is not initialised they are refused, but for resetController. No lock is taken.
  */
 class FRONTPANELHW_EXPORT LcdControllerBase {
 public:
@@ -20,7 +20,7 @@ public:
     LcdControllerBase(const LcdControllerBase&) = delete;
     LcdControllerBase& operator=(const LcdControllerBase&) = delete;
 
-    /** Erases the page that is being written. */
+    /** Starts erasing the page that is being written; does not wait for the chip to finish. */
     virtual bool clear() = 0;
 
     /** Takes the bus out of use; no pin is touched. */
@@ -38,7 +38,10 @@ public:
     /** Switches the display output on or off. */
     virtual bool enable(bool on) = 0;
 
-    /** Moves the chip's write cursor; no bus access when it already stands there. @param line 0 to 15 */
+    /**
+     * Moves the chip's write cursor; no bus access when it was last sent there, whether or not that succeeded.
+     * @param line 0 to 15
+     */
     virtual bool setCursor(unsigned column, unsigned line) = 0;
 
     /** Sets the contrast. @param percent 0 to 100, others are refused */

@@ -14,7 +14,7 @@ namespace frontpanelhw::lcd {
  * the edges. The variants RA8803 and RA8806 differ in what the register select line means.
  *
  * An exception of a pin that derives from std::exception ends the operation: it is reported on standard error, the
- * pins stay where they are and the result is false. Results of single pins are looked at by setBacklight only.
+ * pins stay where they are and the result is false. What setValue answers is looked at by setBacklight only.
  */
 class FRONTPANELHW_EXPORT LcdRa8822 : public ILcd {
 public:
@@ -34,12 +34,12 @@ public:
     /**
      * Configures the pins, resets the chip and identifies it, with a log line. An identification that cannot be read
      * counts as byte 0, that is as an RA8806.
-     * @return false when a pin answered false or the reset failed; the driver is then not initialised
+     * @return false when a pin answered false or the reset failed; the driver then stays as it was
      * @throws std::exception whatever a pin throws while it is configured
      */
     bool init();
 
-    /** @return 0 when the chip is driven as an RA8803, 1 as an RA8806; final once init returned true */
+    /** @return 0 when the chip is driven as an RA8803, 1 as an RA8806; settled by init */
     unsigned lcdType() const;
 
     /** @name Bus primitives: they check nothing (but getData) and let exceptions of the pins pass. */

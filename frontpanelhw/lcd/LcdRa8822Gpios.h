@@ -14,7 +14,7 @@ namespace frontpanelhw::lcd {
  */
 struct LcdRa8822Gpios {
     std::array<std::unique_ptr<sysfs::ISysfsGpio>, 8> dataGpios; ///< element i carries bit i of the bus byte
-    std::unique_ptr<sysfs::ISysfsGpio> registerSelectGpio;       ///< tells register cycles from the other ones
+    std::unique_ptr<sysfs::ISysfsGpio> registerSelectGpio;       ///< tells the chip what a cycle carries
     std::unique_ptr<sysfs::ISysfsGpio> chipSelectGpio;           ///< asserted for the whole of a bus cycle
     std::unique_ptr<sysfs::ISysfsGpio> readStrobeGpio;           ///< asserted while the chip drives the data lines
     std::unique_ptr<sysfs::ISysfsGpio> writeStrobeGpio;          ///< pulsed to latch a byte into the chip

@@ -9,7 +9,7 @@ namespace {
 
 constexpr unsigned char modeRegister = 0x00;
 constexpr unsigned char contrastRegister = 0xD0;
-constexpr unsigned contrastSteps = 31;
+constexpr unsigned highestContrastStep = 31;
 
 /** Register 0x00 with the display on or off. */
 unsigned char modeValue(const LcdConfig& panel, bool displayOn)
@@ -33,7 +33,7 @@ bool Ra8803RegistersController::enable(bool on)
 
 bool Ra8803RegistersController::setContrast(unsigned value)
 {
-    return getLcd().writeCmd(contrastRegister, static_cast<unsigned char>(value * contrastSteps / 100));
+    return getLcd().writeCmd(contrastRegister, static_cast<unsigned char>(value * highestContrastStep / 100));
 }
 
 bool Ra8803RegistersController::initializeRegisterSettings()

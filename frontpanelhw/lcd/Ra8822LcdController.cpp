@@ -73,16 +73,18 @@ bool Ra8822LcdController::setCursor(unsigned column, unsigned line)
         return false;
     }
     if (column != cursorColumn) {
+        const bool written = getLcd().writeCmd(cursorColumnRegister, static_cast<unsigned char>(column));
         cursorColumn = column;
-        if (!getLcd().writeCmd(cursorColumnRegister, static_cast<unsigned char>(column))) {
+        if (!written) {
             return false;
         }
     }
     if (line == cursorLine) {
         return true;
     }
+    const bool written = getLcd().writeCmd(cursorRowRegister, static_cast<unsigned char>((line << 4) & 0xF0U));
     cursorLine = line;
-    return getLcd().writeCmd(cursorRowRegister, static_cast<unsigned char>((line << 4) & 0xF0U));
+    return written;
 }
 
 bool Ra8822LcdController::printLine(unsigned line, const drawing::DisplayLine& text)

@@ -13,7 +13,7 @@ namespace frontpanelhw::lcd {
 
 /**
  * Text controller on a chip of the RA8822 family: one character code per cell, which the chip draws itself, and two
- * pages of display memory. It remembers where the chip's cursor stands and writes only what changes.
+ * pages of display memory. It remembers where it sent the chip's cursor and writes only what changes.
  */
 class FRONTPANELHW_EXPORT Ra8822LcdController : public LcdControllerBase {
 public:
@@ -41,7 +41,7 @@ public:
     bool setContrast(unsigned percent) override;
     bool swapPage() override;
 
-    /** Clears both pages, shows page 1, and switches display (at contrast 50) and backlight on. */
+    /** Clears both pages, swaps them, and switches display (at contrast 50) and backlight on. */
     bool prepareDisplay();
 
     /** Tells the chip which page to write and which to show, each 1 or 2. */

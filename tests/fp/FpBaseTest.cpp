@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
 using frontpanelhw::fp::FpBase;
 
 TEST(FpBase, MakesLedsThenKeysAndReleasesKeysThenLeds)
@@ -54,7 +52,7 @@ TEST(FpBase, PassesOnWhatLedPinsAnswer)
     pins.refuse("20=1");
     pins.breakOn("21=1");
     EXPECT_FALSE(panel.setLed(0, true));
-    EXPECT_THROW(panel.setAllLeds(true), std::runtime_error);
+    EXPECT_THROW(panel.setAllLeds(true), Broken);
     EXPECT_EQ(pins.take(), "20=1 20=1 21=1");
     EXPECT_TRUE(panel.setLed(2, true)) << "all-on mode holds";
     EXPECT_EQ(pins.take(), "");
@@ -84,6 +82,6 @@ TEST(FpBase, LetsFailuresOfTheSetUpPass)
     for (const char* broken : {"create", "export 21", "init 20 out 0", "export 30", "init 30 in 0"}) {
         FakePins pins;
         pins.breakOn(broken);
-        EXPECT_THROW(FpBase(pins, 30, 1, 20, 2, {}, {}), std::runtime_error) << broken;
+        EXPECT_THROW(FpBase(pins, 30, 1, 20, 2, {}, {}), Broken) << broken;
     }
 }

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
 using namespace frontpanelhw;
 using sysfs::PinDirectionEn;
 
@@ -46,7 +44,7 @@ TEST(GpioVectorCreator, KeepsThePinsMadeBeforeAFailure)
     pins.refuse("init 7 in 0");
     {
         handler::GpioVectorCreator creator(pins, 7, 4);
-        EXPECT_THROW(creator.createOnlyExported(), std::runtime_error);
+        EXPECT_THROW(creator.createOnlyExported(), Broken);
         EXPECT_EQ(pins.take(), "create export 7 create export 8 create export 9");
     }
     EXPECT_EQ(pins.take(), "delete 7 delete 8 delete 9");
@@ -113,7 +111,7 @@ TEST(PanelType, LetsFailuresOfTheSetUpPass)
 {
     FakePins pins;
     pins.breakOn("init 18 in 0");
-    EXPECT_THROW(detectType(pins, 16), std::runtime_error);
+    EXPECT_THROW(detectType(pins, 16), Broken);
     EXPECT_EQ(pins.take(), "create export 16 create export 17 create export 18 create export 19 init 16 in 0 "
                            "init 17 in 0 init 18 in 0 delete 16 delete 17 delete 18 delete 19");
 }

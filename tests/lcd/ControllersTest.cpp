@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace frontpanelhw::lcd;
 using frontpanelhw::drawing::DisplayLine;
 
@@ -108,27 +110,19 @@ TEST(RegisterProfiles, InvertOnlyOnChange)
 
 TEST(TextController, PreparesTheDisplayWhateverFails)
 {
-    const std::string preparation = ", r F0, w F0 0C, w 12 92, r F0, w F0 0C, w 00 0C, backlight 1, s";
-    struct Case {
-        std::set<std::string> failing;
-        bool result;
-        const char* line;
-    };
-    for (const Case& c :
-         {Case{{}, true, "INFO: status register: 1 0xa\n"}, Case{{"s"}, true, "INFO: status register: 0 0xa\n"},
-          Case{{"v 01 04 FF"}, false, "INFO: status register: 1 0xa\n"},
-          Case{{"w 12 92"}, false, "INFO: status register: 1 0xa\n"},
-          Case{{"w F0 0C"}, false, "INFO: status register: 1 0xa\n"},
-          Case{{"w 00 0C"}, false, "INFO: status register: 1 0xa\n"},
-          Case{{"backlight 1"}, false, "INFO: status register: 1 0xa\n"}}) {
+    const std::string all = ra8803Set + ", r F0, w F0 DC, w 12 92, r F0, w F0 DC, w 00 CD, w D0 0F, backlight 1, s";
+    for (const char* failing : {"", "s", "v 01 B6 FF", "w 12 92", "w F0 DC", "w 00 CD", "w D0 0F", "backlight 1"}) {
+        const std::string name(failing);
         FakeLcd lcd;
         lcd.status = 0x0A;
-        lcd.failing = c.failing;
+        lcd.failing = {name};
         const CapturedOutput output;
-        EXPECT_EQ(controllerOn(lcd)->init(), c.result);
-        EXPECT_EQ(lcd.take(), ra8806Set + preparation);
+        EXPECT_EQ(Ra8822LcdController(lcd, std::make_unique<Ra8803RegistersController>(lcd)).init(),
+                  name.empty() || name == "s")
+            << name;
+        EXPECT_EQ(lcd.take(), all);
         std::cout << 16;
-        EXPECT_EQ(output.out(), std::string(c.line) + "10");
+        EXPECT_EQ(output.out(), std::string("INFO: status register: ") + (name == "s" ? "0" : "1") + " 0xa\n10");
     }
 }
 
@@ -144,8 +138,8 @@ TEST(TextController, RefusesAnUninitialisedBus)
     EXPECT_EQ(lcd.take(), "");
     EXPECT_FALSE(controller->init());
     EXPECT_EQ(output.out(), "INFO: status register: 0 0x0\n");
+    EXPECT_EQ(lcd.take(), ra8806Set + ", backlight 1") << "every step runs";
     lcd.initialized = true;
-    lcd.take();
     EXPECT_TRUE(controller->swapPage());
     EXPECT_EQ(lcd.take(), "w 12 92") << "refused swaps changed nothing";
 }
@@ -175,6 +169,9 @@ TEST(TextController, PrintsCellByCell)
     lcd.registers[0x10] = 0x42;
     EXPECT_TRUE(controller->printLine(1, marked(u"A\u0141c", 1, 1)));
     EXPECT_EQ(lcd.take(), "w 60 00, w 70 10, d 41, r 10, w 10 62, d 41, r 10, w 10 42, d 63");
+    EXPECT_TRUE(controller->printLine(1, DisplayLine(27)));
+    const std::string taken = lcd.take();
+    EXPECT_EQ(std::count(taken.begin(), taken.end(), 'd'), 27) << "nothing is clipped";
     EXPECT_TRUE(controller->printLine(1, DisplayLine()));
     EXPECT_EQ(lcd.take(), "w 60 00");
     EXPECT_TRUE(controller->setCursor(0, 1));
@@ -203,7 +200,7 @@ TEST(TextController, SwapsClearsAndChecksTheContrast)
     EXPECT_TRUE(controller.swapPage()) << "pages change also when the write fails";
     EXPECT_EQ(lcd.take(), "w 12 92, w 12 A1, w 12 92");
     EXPECT_TRUE(controller.setContrast(100));
-    EXPECT_FALSE(controller.setContrast(101));
+    EXPECT_FALSE(controller.setContrast(101) || controller.setContrast(300));
     EXPECT_EQ(lcd.take(), "w D0 1F");
     lcd.registers[0xF0] = 0xD4;
     EXPECT_TRUE(controller.clear());
@@ -211,6 +208,11 @@ TEST(TextController, SwapsClearsAndChecksTheContrast)
     lcd.failing = {"r F0"};
     EXPECT_FALSE(controller.clear());
     EXPECT_EQ(lcd.take(), "r F0");
-    EXPECT_TRUE(controller.resetController() && controller.setBacklight(false) && controller.deinit());
-    EXPECT_EQ(lcd.take(), "reset, backlight 0, deinit");
+    for (const bool answer : {true, false}) {
+        EXPECT_EQ(controller.resetController(), answer);
+        EXPECT_EQ(controller.setBacklight(false), answer);
+        EXPECT_EQ(controller.deinit(), answer);
+        EXPECT_EQ(lcd.take(), "reset, backlight 0, deinit");
+        lcd.failing = {"reset", "backlight 0", "deinit"};
+    }
 }

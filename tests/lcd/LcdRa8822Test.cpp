@@ -1,13 +1,12 @@
 #include "frontpanelhw/lcd/LcdRa8822.h"
 
+#include "frontpanelhw/lcd/LcdConfig.h"
 #include "frontpanelhw/lcd/LcdRa8822GpioCreator.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakePins.h"
 #include "tests/support/RecordedWaits.h"
 
 #include <gtest/gtest.h>
-
-#include <stdexcept>
 
 using namespace frontpanelhw::lcd;
 
@@ -91,10 +90,21 @@ TEST(LcdRa8822Gpios, AreAllConfiguredWhateverOneAnswers)
         Bus bus;
         EXPECT_TRUE(initGpios(*bus.record, inverted));
         EXPECT_EQ(bus.pins.take(), common + (inverted ? "init 13 inverted out 0" : "init 13 out 0"));
-        bus.pins.refuse("init 2 out 0");
-        EXPECT_FALSE(initGpios(*bus.record, inverted));
-        EXPECT_EQ(bus.pins.take(), common + (inverted ? "init 13 inverted out 0" : "init 13 out 0"));
     }
+    for (unsigned gpio = 0; gpio < 14; ++gpio) {
+        Bus bus;
+        bus.pins.refuse("init " + std::to_string(gpio) + (gpio >= 9 && gpio < 13 ? " inverted out 0" : " out 0"));
+        EXPECT_FALSE(initGpios(*bus.record, false)) << gpio;
+        EXPECT_EQ(bus.pins.take(), common + "init 13 out 0");
+    }
+}
+
+TEST(LcdConfig, IsFixed)
+{
+    const LcdConfig c = getConfig();
+    EXPECT_EQ((std::array<unsigned, 10>{c.textAreaWidth, c.textAreaHeight, c.displayWidth, c.displayHeight, c.reg00Bit0,
+                                        c.reg00Bit1, c.reg80Value, c.reg00Bit3, c.regF0Bit2, c.reg01Bits}),
+              (std::array<unsigned, 10>{200, 48, 240, 48, 0, 0, 100, 1, 1, 3}));
 }
 
 TEST(LcdRa8822, ResetsAndIdentifiesTheChip)
@@ -153,13 +163,13 @@ TEST(LcdRa8822, ProducesTheBusCyclesOfBothVariants)
     for (const unsigned char id : {ra8803Id, static_cast<unsigned char>(0)}) {
         Bus bus;
         bus.bringUp(id);
-        bus.answer(0x81);
+        bus.answer(0x8B);
         for (const Case& c : cases) {
             read = 0;
             EXPECT_TRUE(c.operation(bus.lcd)) << c.what;
             const std::string waveform = bus.pins.takeWaveform();
             EXPECT_EQ(waveform, id == ra8803Id ? c.ra8803 : c.ra8806) << c.what;
-            EXPECT_EQ(read, waveform.find("data?") == std::string::npos ? 0 : 0x81) << c.what;
+            EXPECT_EQ(read, waveform.find("data?") == std::string::npos ? 0 : 0x8B) << c.what;
         }
     }
 }
@@ -226,6 +236,10 @@ TEST(LcdRa8822, ReportsAPinThatFails)
         {"9=1", [](LcdRa8822& lcd) { return lcd.writeCmdAndVerify(0x12, 0xA1, 0xFF); },
          "ERROR: unable to write lcd controller command '161' to register '18'; broken\n"
          "ERROR: unable to read lcd controller register '18'; broken\n"},
+        {"5=1", [](LcdRa8822& lcd) { return lcd.writeCmdAndVerify(0x01, 0x20, 0); },
+         "ERROR: unable to write lcd controller command '32' to register '1'; broken\n"},
+        {"5?", [](LcdRa8822& lcd) { return lcd.writeCmdAndVerify(0x12, 0xA1, 0xFF); },
+         "ERROR: unable to read lcd controller register '18'; broken\n"},
     };
     for (const Case& c : cases) {
         Bus bus;
@@ -285,7 +299,7 @@ TEST(LcdRa8822, DoesNotComeUpWithoutItsPins)
     }
     Bus bus;
     bus.pins.breakOn("init 3 out 0");
-    EXPECT_THROW(bus.lcd.init(), std::runtime_error);
+    EXPECT_THROW(bus.lcd.init(), Broken);
     EXPECT_FALSE(bus.lcd.isInitialized());
 }
 
@@ -298,6 +312,9 @@ TEST(LcdRa8822, TakesAFailedIdentificationForAnRa8806)
     EXPECT_TRUE(bus.lcd.init());
     EXPECT_EQ(bus.lcd.lcdType(), 1U);
     EXPECT_EQ(output.out(), "INFO: LcdControl 0\n");
+    bus.answer(ra8803Id);
+    EXPECT_TRUE(bus.lcd.init());
+    EXPECT_EQ(bus.lcd.lcdType(), 1U) << "a variant once found is kept";
 }
 
 TEST(LcdRa8822, GoesOnWithAnInterruptedWait)

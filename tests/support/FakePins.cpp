@@ -1,7 +1,5 @@
 #include "tests/support/FakePins.h"
 
-#include <stdexcept>
-
 class FakeGpio : public sysfs::ISysfsGpio {
 public:
     explicit FakeGpio(const FakePins& itsPins) : pins(itsPins) {}
@@ -75,7 +73,7 @@ bool FakePins::happen(const std::string& event) const
     const std::lock_guard<std::mutex> lock(mutex);
     events.push_back(event);
     if (broken.count(event) != 0) {
-        throw std::runtime_error("broken");
+        throw Broken();
     }
     return refused.count(event) == 0;
 }

@@ -2,11 +2,17 @@
 
 #include "sysfs/ISysfsGpioFactory.h"
 
+#include <exception>
 #include <map>
 #include <mutex>
 #include <set>
 #include <string>
 #include <vector>
+
+/** What a pin throws; derived from nothing but std::exception. */
+struct Broken : std::exception {
+    const char* what() const noexcept override { return "broken"; }
+};
 
 /**
  * A factory of pins that only tell what is done to them. Events: "create", "export 40", "init 40 inverted out 1",
@@ -16,7 +22,7 @@ class FakePins : public sysfs::ISysfsGpioFactory {
 public:
     std::unique_ptr<sysfs::ISysfsGpio> create() const override;
 
-    /** The event throws std::runtime_error("broken") from now on. */
+    /** The event throws Broken from now on. */
     void breakOn(const std::string& event);
     /** The event, an init or a setValue, answers false from now on. */
     void refuse(const std::string& event);
