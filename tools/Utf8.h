@@ -6,10 +6,7 @@
 
 namespace tools {
 
-/**
- * @return the text's UTF-16 code units, nothing when it is not UTF-8: overlong forms, surrogates and code points past
- *         U+10FFFF are not
- */
+/** @return the text's UTF-16 code units, nothing when it is not UTF-8 */
 std::optional<std::u16string> decodeUtf8(std::string_view bytes);
 
 } // namespace tools

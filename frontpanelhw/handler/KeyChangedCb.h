@@ -24,9 +24,11 @@ public:
     ~KeyChangedCb() = default;
     KeyChangedCb(const KeyChangedCb& other) : function(other.get()) {}
 
-    KeyChangedCb& operator=(KeyChangedCb other)
+    KeyChangedCb& operator=(const KeyChangedCb& other)
     {
-        install(other.get());
+        if (this != &other) {
+            install(other.get());
+        }
         return *this;
     }
 

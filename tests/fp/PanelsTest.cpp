@@ -1,7 +1,6 @@
 #include "frontpanelhw/fp/Indoor.h"
 #include "frontpanelhw/fp/Outdoor.h"
 #include "panelsim/Board.h"
-#include "panelsim/BoardGpioFactory.h"
 #include "panelsim/InstalledBoard.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakePins.h"
@@ -9,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <thread>
 
 using namespace frontpanelhw;
@@ -212,25 +210,6 @@ TEST(IndoorFpImpl, StaysUsableWithoutItsLcd)
     EXPECT_EQ(output.err(), "ERROR: failed to initialize one or more gpio(s)\n");
     EXPECT_EQ(pins.take(), "delete 21 delete 52 delete 51 delete 50 delete 49 delete 48 delete 47 delete 46 delete 45 "
                            "delete 44 delete 43 delete 42 delete 41 delete 40 delete 10 delete 20");
-}
-
-TEST(IndoorFpImpl, LeavesNothingBehindWhenAPinThrows)
-{
-    for (const unsigned gpio : {4U, 10U, 20U, 28U, 40U, 52U}) {
-        Board board{BoardConfig()};
-        panelsim::PinFault fault;
-        fault.gpio = gpio;
-        board.failPin(fault);
-        panelsim::BoardGpioFactory factory(board);
-        const CapturedOutput output;
-        const RecordedWaits waits;
-        if (gpio == 4) {
-            EXPECT_NO_THROW(fp::IndoorFpImpl(factory, 10, 20, 40, 3, 8, {}, {})) << "no panel uses that line";
-        } else {
-            EXPECT_THROW(fp::IndoorFpImpl(factory, 10, 20, 40, 3, 8, {}, {}), std::runtime_error) << gpio;
-        }
-        EXPECT_EQ(board.claimedLines(), 0U);
-    }
 }
 
 TEST(Outdoor, RunsEndToEnd)
