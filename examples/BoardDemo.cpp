@@ -8,6 +8,7 @@
 #include "tools/Frontpanel.h"
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
@@ -15,6 +16,7 @@
 #include <string>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -66,12 +68,16 @@ void draw(const char* caption, const PanelView& view)
     std::cout << std::string("\n== ") + caption + " ==\n" + drawPanel(view, style) << std::flush;
 }
 
-/** @return whether the panel showed the step within a generous time */
-bool play(Board& board, const Step& step)
+/** @return whether the panel showed the step within a generous time and before the demo was over */
+bool play(Board& board, const Step& step, const std::atomic<bool>& over)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     PanelView view = board.view();
     while (!fulfils(view, step)) {
+        if (over) {
+            std::cerr << "board-demo: ended before: " << step.caption << "\n";
+            return false;
+        }
         if (std::chrono::steady_clock::now() > deadline) {
             std::cerr << "board-demo: waited in vain for: " << step.caption << "\n";
             draw("Instead the panel shows", view);
@@ -94,10 +100,17 @@ void blockEndingSignals()
     pthread_sigmask(SIG_BLOCK, &ending, nullptr);
 }
 
-bool reportBusFaults(const Board& board)
+/** @return whether the panel was left as it should be: no fault on its bus, no line in use, no LED lit */
+bool checkBoard(const Board& board)
 {
     for (const panelsim::BusFault& fault : board.busFaults()) {
         std::cerr << "board-demo: bus fault: " << describe(fault) << "\n";
+    }
+    const std::vector<bool> leds = board.view().leds;
+    const bool dark = std::find(leds.begin(), leds.end(), true) == leds.end();
+    if (board.claimedLines() != 0 || !dark) {
+        std::cerr << "board-demo: the tool left lines in use or LEDs lit\n";
+        return false;
     }
     return board.busFaultCount() == 0;
 }
@@ -108,20 +121,22 @@ int runDemo()
     Board board{panelsim::BoardConfig()};
     const panelsim::InstalledBoard installed(board);
     bool shown = true;
+    std::atomic<bool> over{false};
     std::thread person([&] {
         for (const Step& step : script) {
-            shown = shown && play(board, step);
+            shown = shown && play(board, step, over);
         }
         kill(getpid(), SIGTERM);
     });
     const char* const arguments[] = {"frontpanel", "demo", "--lamp-seconds", "1"};
     const int status = tools::runFrontpanel(4, arguments);
+    over = true;
     person.join();
     if (status != 0) {
         return status;
     }
     draw("The demo has ended", board.view());
-    return shown && reportBusFaults(board) ? 0 : 1;
+    return shown && checkBoard(board) ? 0 : 1;
 }
 
 } // namespace

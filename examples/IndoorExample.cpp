@@ -10,6 +10,7 @@
 int main()
 {
     try {
+        std::atomic<unsigned> pressed{3}; // the callback uses it, so it outlives the panel
         // Keys on GPIO 10 to 12, LEDs on 20 to 27, backlight on 28, LCD on 40 to 52; nothing inverted, all LEDs off.
         frontpanelhw::fp::Indoor panel(10, 20, 40, 3, 8, {}, {});
         frontpanelhw::drawing::DisplayBuffer page(panel.getChars(), panel.getLines());
@@ -17,7 +18,6 @@ int main()
         page.setInverted(0, true, 0, page.getCharCount() - 1);
 
         // The callback runs on the polling thread: it only hands the key over, the display belongs to this thread.
-        std::atomic<unsigned> pressed{3};
         panel.connectAnyKeyChangedCb([&pressed](unsigned key, bool level) { pressed = level ? key : pressed.load(); });
         panel.start(true, 1); // after a lamp test of one second
         for (unsigned shown = 4; shown != 0; std::this_thread::sleep_for(std::chrono::milliseconds(50))) {

@@ -8,11 +8,11 @@
 int main()
 {
     try {
-        frontpanelhw::fp::Outdoor panel(10, 20); // keys on GPIO 10 and 11, LEDs on 20 to 27
-
-        std::promise<void> both;
+        std::promise<void> both; // the callback uses these, so they outlive the panel
         bool down[2] = {false, false};
         bool done = false;
+        frontpanelhw::fp::Outdoor panel(10, 20); // keys on GPIO 10 and 11, LEDs on 20 to 27
+
         panel.connectAnyKeyChangedCb([&](unsigned key, bool pressed) {
             panel.setLed(key, pressed); // from here only, as long as keys are polled
             down[key] = pressed;

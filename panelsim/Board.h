@@ -76,7 +76,7 @@ public:
     void clearBusFaults();
     /** @return the level that drives the line or that it is pulled to */
     bool lineLevel(unsigned gpio) const;
-    /** Has each change of a line told, under the board's lock: the observer must not call the board. */
+    /** Calls the observer at each change of a line, under the board's lock: it must not call the board. */
     void observe(std::function<void(const LineChange&)> observer);
     /** @return a register of the LCD's chip as it would read back */
     unsigned char lcdRegister(unsigned char reg) const;

@@ -1,6 +1,7 @@
 #include "panelsim/BoardGpio.h"
 
 #include <stdexcept>
+#include <string>
 
 namespace panelsim {
 
@@ -15,41 +16,46 @@ BoardGpio::~BoardGpio()
 
 bool BoardGpio::init(bool isInverted, sysfs::PinDirectionEn direction, bool initialValue)
 {
-    if (!board.admit(PinOperation::Init, exportedNumber())) {
+    if (!board.admit(PinOperation::Init, getGpioNumber())) {
         return false;
     }
     inverted = isInverted;
     level = initialValue;
+    initialised = true;
     applyDirection(direction);
     return true;
 }
 
 void BoardGpio::deinit()
 {
-    board.admit(PinOperation::Deinit, number);
+    const std::optional<unsigned> released = number;
     giveFree();
+    board.admit(PinOperation::Deinit, released);
 }
 
 void BoardGpio::setDirection(sysfs::PinDirectionEn direction)
 {
-    board.admit(PinOperation::SetDirection, exportedNumber());
+    board.admit(PinOperation::SetDirection, getGpioNumber());
+    if (!initialised) {
+        throw std::logic_error("GPIO " + std::to_string(*number) + ": setDirection before init");
+    }
     applyDirection(direction);
 }
 
 bool BoardGpio::setValue(bool value)
 {
-    if (!board.admit(PinOperation::SetValue, exportedNumber())) {
+    if (!board.admit(PinOperation::SetValue, getGpioNumber())) {
         return false;
     }
-    board.drive(exportedNumber(), value != inverted);
+    board.drive(*number, value != inverted);
     level = value;
     return true;
 }
 
 bool BoardGpio::getValue() const
 {
-    board.admit(PinOperation::GetValue, exportedNumber());
-    return board.read(exportedNumber()) != inverted;
+    board.admit(PinOperation::GetValue, getGpioNumber());
+    return board.read(*number) != inverted;
 }
 
 void BoardGpio::exportGpio(unsigned gpioNumber)
@@ -64,11 +70,6 @@ void BoardGpio::exportGpio(unsigned gpioNumber)
 
 unsigned BoardGpio::getGpioNumber() const
 {
-    return number.value_or(0);
-}
-
-unsigned BoardGpio::exportedNumber() const
-{
     if (!number) {
         throw std::logic_error("pin used before exportGpio");
     }
@@ -78,9 +79,9 @@ unsigned BoardGpio::exportedNumber() const
 void BoardGpio::applyDirection(sysfs::PinDirectionEn direction)
 {
     if (direction == sysfs::PinDirectionEn::Output) {
-        board.makeOutput(exportedNumber(), level != inverted);
+        board.makeOutput(*number, level != inverted);
     } else {
-        board.makeInput(exportedNumber());
+        board.makeInput(*number);
     }
 }
 
@@ -89,6 +90,7 @@ void BoardGpio::giveFree()
     if (number) {
         board.unclaim(*number);
         number.reset();
+        initialised = false;
     }
 }
 

@@ -29,12 +29,12 @@ public:
     unsigned getGpioNumber() const override;
 
 private:
-    unsigned exportedNumber() const;
     void applyDirection(sysfs::PinDirectionEn direction);
     void giveFree();
 
     Board& board;
     std::optional<unsigned> number;
+    bool initialised = false;
     bool inverted = false;
     bool level = false; ///< logical level last given
 };

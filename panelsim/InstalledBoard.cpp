@@ -17,7 +17,8 @@ std::atomic<Board*> installed{nullptr};
 
 InstalledBoard::InstalledBoard(Board& board)
 {
-    if (installed.exchange(&board) != nullptr) {
+    Board* none = nullptr;
+    if (!installed.compare_exchange_strong(none, &board)) {
         throw std::logic_error("a board is already installed");
     }
 }

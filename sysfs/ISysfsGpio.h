@@ -12,7 +12,7 @@ namespace sysfs {
  * by returning false instead. A pin is used from one thread at a time.
  *
  * The order of the declarations is an agreement with GPIO libraries that devices bring along: it fixes the slots
- * of the virtual table. An implementation overrides the eight pure operations and the destructor as needed.
+ * of the virtual table. An implementation overrides the pure operations.
  */
 class SYSFSGPIO_EXPORT ISysfsGpio {
 public:

@@ -107,7 +107,7 @@ void CommandLine::addWiring()
             ->group("Wiring");
     };
 
-    addOption(app, "--panel", "auto, indoor or outdoor; auto reads the ID lines where it matters",
+    addOption(app, "--panel", "auto, indoor or outdoor; with auto, the ID lines tell",
               [this](const std::string& text) {
                   wiring.panel = choose<Wiring::Panel>(text, {{"auto", Wiring::Panel::Auto},
                                                               {"indoor", Wiring::Panel::Indoor},
@@ -131,7 +131,7 @@ void CommandLine::addPinCommands()
 {
     addCommand("detect", "Tell by the ID lines which panel is fitted", "frontpanel detect", [this](Interrupt&) {
         wiring.panel = Wiring::Panel::Auto;
-        printLine(resolvePanel(wiring).panel == Wiring::Panel::Indoor ? "indoor" : "outdoor");
+        printLine(resolvePanel(wiring, UsedLines()).panel == Wiring::Panel::Indoor ? "indoor" : "outdoor");
         return true;
     });
     addCommand("keys", "Print key events until interrupted", "frontpanel keys --key-base 10 --key-count 3",

@@ -37,30 +37,35 @@ std::u16string toLine(const std::string& text)
 
 bool Demo::run(const Wiring& given, const Times& times, Interrupt& interrupt)
 {
-    const Wiring wiring = resolvePanel(given);
+    const Wiring wiring = resolvePanel(given, Panel::usedLines());
+    requireReadable(wiring.keyBase, wiring.keyCount());
     KeyEventQueue events; // outlives the panel, whose polling thread fills it
     const Panel panel(wiring);
-    auto& keysAndLeds = panel.keysAndLeds();
     Demo demo(panel, wiring.ledCount());
+    panel.run([&] { demo.play(times, interrupt, events); });
+    return !demo.failed;
+}
 
-    demo.note(testLamps(panel, times.lampTest, interrupt), displayFailure);
+void Demo::play(const Times& times, Interrupt& interrupt, KeyEventQueue& events)
+{
+    auto& keysAndLeds = panel.keysAndLeds();
+    note(testLamps(panel, times.lampTest, interrupt), displayFailure);
     std::optional<Interrupt::Clock::time_point> deadline;
     if (times.afterLampTest) {
         deadline = Interrupt::Clock::now() + *times.afterLampTest;
     }
-    demo.showPage();
+    showPage();
     reportKeys(keysAndLeds, events);
     keysAndLeds.start(false, 0);
     while (interrupt.wait(deadline, events.descriptor()) == Interrupt::Wakeup::Readable && !outputFailed()) {
         // A page takes longer than a poll of the keys: only the last of several events is shown, but LEDs see all.
         for (const KeyEvent& event : events.take()) {
-            demo.apply(event);
+            apply(event);
         }
-        demo.showPage();
+        showPage();
     }
     keysAndLeds.stop();
-    demo.note(panel.show(PrintedPage().toBuffer()), displayFailure);
-    return !demo.failed;
+    note(panel.show(PrintedPage().toBuffer()), displayFailure);
 }
 
 Demo::Demo(const Panel& shown, unsigned leds) : panel(shown), ledCount(leds)

@@ -2,6 +2,7 @@
 
 #include "tools/Interrupt.h"
 #include "tools/KeyEvent.h"
+#include "tools/KeyEventQueue.h"
 #include "tools/Panel.h"
 #include "tools/Wiring.h"
 
@@ -29,6 +30,7 @@ public:
 private:
     Demo(const Panel& panel, unsigned ledCount);
 
+    void play(const Times& times, Interrupt& interrupt, KeyEventQueue& events);
     void apply(const KeyEvent& event);
     void showPage();
     void note(bool ok, const std::string& failure);

@@ -68,10 +68,10 @@ Interrupt::Wakeup Interrupt::wait(std::optional<Clock::time_point> deadline, int
         }
         if (takeSignal()) {
             interrupted = true;
+        } else if (deadline && Clock::now() >= *deadline) {
+            return Wakeup::TimedOut; // also while there is always more to read
         } else if (ready > 0 && polled[1].revents != 0) {
             return Wakeup::Readable;
-        } else if (ready == 0 && timeout == 0) {
-            return Wakeup::TimedOut;
         }
     }
     return Wakeup::Interrupted;

@@ -21,9 +21,17 @@ void reportKeys(frontpanelhw::fp::IFp& panel, KeyEventQueue& events)
     });
 }
 
-void watchKeys(const Wiring& wiring, Interrupt& interrupt)
+void watchKeys(const Wiring& given, Interrupt& interrupt)
 {
-    checkWiring(wiring);
+    UsedLines used;
+    used.keys = true;
+    Wiring wiring = given;
+    if (given.givenKeyCount) {
+        checkWiring(wiring, used);
+    } else {
+        wiring = resolvePanel(given, used); // how many keys there are depends on the panel
+    }
+    requireReadable(wiring.keyBase, wiring.keyCount());
     sysfs::SysfsGpioFactory factory;
     KeyEventQueue events;
     frontpanelhw::fp::FpBase keys(factory, wiring.keyBase, wiring.keyCount(), wiring.ledBase, 0, {}, {});

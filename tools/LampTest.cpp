@@ -32,8 +32,10 @@ bool testLamps(const Panel& panel, std::chrono::seconds duration, Interrupt& int
 
 void runLampTest(const Wiring& wiring, std::chrono::seconds duration, Interrupt& interrupt)
 {
-    const Panel panel(resolvePanel(wiring));
-    if (!testLamps(panel, duration, interrupt)) {
+    const Panel panel(resolvePanel(wiring, Panel::usedLines()));
+    bool ok = false;
+    panel.run([&] { ok = testLamps(panel, duration, interrupt); });
+    if (!ok) {
         throw std::runtime_error("the display failed during the lamp test");
     }
 }

@@ -18,6 +18,13 @@ bool isInverted(const Wiring& wiring, unsigned led)
     return std::find(wiring.invertedLeds.begin(), wiring.invertedLeds.end(), led) != wiring.invertedLeds.end();
 }
 
+void checkLedWiring(const Wiring& wiring)
+{
+    UsedLines used;
+    used.leds = true;
+    checkWiring(wiring, used);
+}
+
 /** Brings a run of LEDs to one level. Their pins start at it, so that no LED takes another one on the way. */
 void switchRun(const Wiring& wiring, unsigned first, unsigned count, bool on)
 {
@@ -46,7 +53,7 @@ void switchRun(const Wiring& wiring, unsigned first, unsigned count, bool on)
 
 void switchLed(const Wiring& wiring, unsigned led, bool on)
 {
-    checkWiring(wiring);
+    checkLedWiring(wiring);
     if (led >= wiring.ledCount()) {
         throw UsageError("there is no LED " + std::to_string(led) + ", the panel has " +
                          std::to_string(wiring.ledCount()));
@@ -56,7 +63,7 @@ void switchLed(const Wiring& wiring, unsigned led, bool on)
 
 void switchAllLeds(const Wiring& wiring, bool on)
 {
-    checkWiring(wiring);
+    checkLedWiring(wiring);
     switchRun(wiring, 0, wiring.ledCount(), on);
 }
 

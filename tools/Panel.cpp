@@ -3,6 +3,7 @@
 #include "frontpanelhw/fp/Indoor.h"
 #include "frontpanelhw/fp/Outdoor.h"
 
+#include <exception>
 #include <utility>
 
 namespace tools {
@@ -19,6 +20,20 @@ Panel::Panel(const Wiring& wiring)
                                                wiring.ledCount(), wiring.invertedLeds, wiring.ledsOn);
     display = indoor.get();
     panel = std::move(indoor);
+}
+
+void Panel::run(const std::function<void()>& work) const
+{
+    try {
+        work();
+    } catch (...) {
+        try {
+            panel->stop();
+        } catch (const std::exception&) {
+            // The failure that is already on its way says more.
+        }
+        throw;
+    }
 }
 
 bool Panel::show(const frontpanelhw::drawing::DisplayBuffer& page) const

@@ -5,6 +5,7 @@
 #include "frontpanelhw/fp/ILcdFp.h"
 #include "tools/Wiring.h"
 
+#include <functional>
 #include <memory>
 
 namespace tools {
@@ -17,6 +18,15 @@ public:
      * @throws std::exception whatever a pin throws
      */
     explicit Panel(const Wiring& wiring);
+
+    /** @return all lines of a panel */
+    static UsedLines usedLines() { return {false, true, true, true}; }
+
+    /**
+     * Does the work. If it fails, the panel is stopped, as far as that goes, before the failure reaches the caller:
+     * LEDs shall not go on telling what is no longer so.
+     */
+    void run(const std::function<void()>& work) const;
 
     frontpanelhw::fp::IFp& keysAndLeds() const { return *panel; }
 

@@ -18,7 +18,9 @@ void printPage(const Wiring& wiring, const PrintedPage& page)
     if (wiring.panel == Wiring::Panel::Outdoor) {
         throw UsageError(noDisplay);
     }
-    const Wiring resolved = resolvePanel(wiring);
+    UsedLines used;
+    used.display = true;
+    const Wiring resolved = resolvePanel(wiring, used);
     if (resolved.panel == Wiring::Panel::Outdoor) {
         throw std::runtime_error(noDisplay);
     }

@@ -1,6 +1,8 @@
 #include "tools/Wiring.h"
 
 #include "frontpanelhw/FrontPanelType.h"
+#include "frontpanelhw/handler/GpioVectorCreator.h"
+#include "sysfs/PinDirectionEn.h"
 #include "sysfs/SysfsGpioFactory.h"
 #include "tools/UsageError.h"
 
@@ -35,16 +37,21 @@ struct Run {
     }
 };
 
-std::vector<Run> runsOf(const Wiring& wiring, bool withIdLines)
+std::vector<Run> runsOf(const Wiring& wiring, const UsedLines& used)
 {
+    const Run leds{"LEDs", wiring.ledBase, wiring.ledCount()};
     std::vector<Run> runs;
-    if (withIdLines) {
+    if (used.ids) {
         runs.push_back({"ID lines", wiring.idBase, idLineCount});
     }
-    runs.push_back({"keys", wiring.keyBase, wiring.keyCount()});
-    runs.push_back({"LEDs", wiring.ledBase, wiring.ledCount()});
-    if (wiring.panel == Wiring::Panel::Indoor) {
-        runs.push_back({"backlight", runs.back().end(), 1});
+    if (used.keys) {
+        runs.push_back({"keys", wiring.keyBase, wiring.keyCount()});
+    }
+    if (used.leds) {
+        runs.push_back(leds);
+    }
+    if (used.display && wiring.panel == Wiring::Panel::Indoor) {
+        runs.push_back({"backlight", leds.end(), 1});
         runs.push_back({"LCD lines", wiring.lcdBase, lcdLineCount});
     }
     return runs;
@@ -116,13 +123,13 @@ Wiring withPanel(const Wiring& wiring, Wiring::Panel panel)
 }
 
 /** Refuses what is wrong whichever panel the ID lines will show. */
-void checkBeforeDetection(const Wiring& wiring)
+void checkBeforeDetection(const Wiring& wiring, const UsedLines& used)
 {
     try {
-        checkWiring(withPanel(wiring, Wiring::Panel::Indoor), true);
+        checkWiring(withPanel(wiring, Wiring::Panel::Indoor), used);
     } catch (const UsageError&) {
         try {
-            checkWiring(withPanel(wiring, Wiring::Panel::Outdoor), true);
+            checkWiring(withPanel(wiring, Wiring::Panel::Outdoor), used);
             return;
         } catch (const UsageError&) {
             // The indoor panel allows more, so that its complaint is the one that helps.
@@ -133,6 +140,7 @@ void checkBeforeDetection(const Wiring& wiring)
 
 Wiring::Panel detectPanel(unsigned idBase)
 {
+    requireReadable(idBase, idLineCount);
     sysfs::SysfsGpioFactory factory;
     switch (frontpanelhw::detectType(factory, idBase)) {
     case frontpanelhw::FrontPanelType::Indoor:
@@ -157,26 +165,37 @@ unsigned Wiring::ledCount() const
     return givenLedCount.value_or(panel == Panel::Outdoor ? outdoorLedCount : indoorLedCount);
 }
 
-void checkWiring(const Wiring& wiring, bool withIdLines)
+void checkWiring(const Wiring& wiring, const UsedLines& used)
 {
     if (wiring.panel == Wiring::Panel::Outdoor) {
         checkOutdoor(wiring);
     } else {
         checkLeds(wiring);
     }
-    checkRuns(runsOf(wiring, withIdLines));
+    checkRuns(runsOf(wiring, used));
 }
 
-Wiring resolvePanel(const Wiring& wiring)
+Wiring resolvePanel(const Wiring& wiring, const UsedLines& used)
 {
     if (wiring.panel != Wiring::Panel::Auto) {
-        checkWiring(wiring);
+        checkWiring(wiring, used);
         return wiring;
     }
-    checkBeforeDetection(wiring);
+    UsedLines usedInAll = used;
+    usedInAll.ids = true;
+    checkBeforeDetection(wiring, usedInAll);
     Wiring resolved = withPanel(wiring, detectPanel(wiring.idBase));
-    checkWiring(resolved, true);
+    checkWiring(resolved, usedInAll);
     return resolved;
+}
+
+void requireReadable(unsigned firstGpio, unsigned count)
+{
+    const sysfs::SysfsGpioFactory factory;
+    frontpanelhw::handler::GpioVectorCreator lines(factory, firstGpio, count);
+    for (const auto& line : lines.createAndInit(false, sysfs::PinDirectionEn::Input, false)) {
+        line->getValue();
+    }
 }
 
 } // namespace tools

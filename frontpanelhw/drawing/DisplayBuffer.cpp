@@ -4,9 +4,11 @@
 
 namespace frontpanelhw::drawing {
 
-DisplayBuffer::DisplayBuffer(unsigned width, unsigned lineCount)
-    : lines(lineCount, DisplayLine(width)), charCount(width)
+DisplayBuffer::DisplayBuffer(unsigned width, unsigned lineCount) : charCount(width)
 {
+    for (unsigned i = 0; i < lineCount; ++i) {
+        lines.emplace_back(width);
+    }
 }
 
 DisplayBuffer::~DisplayBuffer() = default;

@@ -39,7 +39,7 @@ public:
     /** Writes text over a line from column 0 on; the rest of the line stays. */
     bool setLineContent(unsigned index, const std::u16string& text);
 
-    /** Sets the inversion of a line's columns from to to, both included, as DisplayLine::setInverted does. */
+    /** Sets the inversion of a line's columns `from` to `to`, both included, as DisplayLine::setInverted does. */
     bool setInverted(unsigned index, bool inverted, unsigned from, unsigned to);
 
     /** @return a copy of the line, empty past the last one */

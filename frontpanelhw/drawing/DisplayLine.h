@@ -40,8 +40,8 @@ public:
     void addCharacter(const DisplayChar& c);
 
     /**
-     * Sets the inversion of the cells from index from to index to, both included.
-     * @return false, with the line unchanged, when from is greater than to or to is past the end
+     * Sets the inversion of the cells `from` to `to`, both included.
+     * @return false, with the line unchanged, when `from` is greater than `to` or `to` is past the end
      */
     bool setInverted(unsigned from, unsigned to, bool inverted);
 

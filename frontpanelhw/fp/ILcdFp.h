@@ -33,7 +33,10 @@ public:
     /** Writes every line of the buffer, whatever becomes of the others, then shows the page. */
     virtual bool printBuffer(const drawing::DisplayBuffer& buffer) = 0;
 
-    /** Resets the controller chip, which takes at least 362 ms, and switches the backlight off. */
+    /**
+     * Resets the controller chip, which takes at least 362 ms, and switches the backlight off. The chip's registers are
+     * then at their reset values, which no operation here replaces: to show text again, construct the panel anew.
+     */
     virtual bool resetController() = 0;
 
     /** Shows the page that was being written and goes on writing into the other one. */

@@ -32,7 +32,7 @@ public:
      */
     bool initController(std::unique_ptr<lcd::LcdControllerBase> controller);
 
-    /** Display test: fills the display with inverted spaces, lit by the backlight; results are dropped. */
+    /** Display test: shows a page of inverted spaces, lit by the backlight; results are dropped. */
     void fullfillDisplay();
 
     /** As IFp::start; the lamp test fills the display first, and it stays filled. */

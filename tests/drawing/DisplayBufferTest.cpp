@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iomanip>
 #include <sstream>
 #include <stdexcept>
 
@@ -39,7 +40,7 @@ TEST(DisplayBuffer, RendersLineByLineAndFlushesBeforeEach)
           Case{20, 0, "\nchars: 20 - lines: 0", 1}, Case{0, 1, "\nchars: 0 - lines: 1\n'' -  - cnt: 0", 2}}) {
         FlushCounter buffer;
         std::ostream stream(&buffer);
-        stream << std::hex << DisplayBuffer(c.chars, c.lines);
+        stream << std::hex << std::setw(9) << DisplayBuffer(c.chars, c.lines);
         EXPECT_EQ(buffer.str(), c.text);
         EXPECT_EQ(buffer.flushes, c.flushes);
     }
@@ -83,6 +84,7 @@ TEST(DisplayBuffer, KeepsItsWidthWhateverTheLinesHold)
     EXPECT_TRUE(buffer.setInverted(1, true, 0, 19));
     EXPECT_EQ(buffer.getLine(0).getCharCount(), 25U);
     EXPECT_EQ(buffer.getCharCount(), 20U);
+    EXPECT_TRUE(buffer.setLineContent(0, 23, u"ab"));
     buffer.clear();
     EXPECT_EQ(buffer, DisplayBuffer(20, 2));
 }
@@ -91,7 +93,7 @@ TEST(DisplayBuffer, ComparesWidthLineCountAndLines)
 {
     EXPECT_FALSE(DisplayBuffer(3, 0) == DisplayBuffer(4, 0));
     EXPECT_FALSE(DisplayBuffer(3, 1) == DisplayBuffer(3, 2));
-    DisplayBuffer inverted(3, 1);
-    inverted.setInverted(0, true, 0, 0);
-    EXPECT_FALSE(DisplayBuffer(3, 1) == inverted);
+    DisplayBuffer inverted(3, 2);
+    inverted.setInverted(1, true, 0, 0);
+    EXPECT_FALSE(DisplayBuffer(3, 2) == inverted);
 }

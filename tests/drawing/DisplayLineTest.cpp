@@ -69,9 +69,11 @@ TEST(DisplayLine, WritesTextAtAnOffset)
         bool accepted;
         const char* line;
     };
-    const Case cases[] = {{2, u"xy", true, "'abxy' - iinn - cnt: 4"},  {3, u"xy", false, "'abcd' - iinn - cnt: 4"},
-                          {4, u"", true, "'abcd' - iinn - cnt: 4"},    {0, u"x\0z"s, true, "'xbzd' - iinn - cnt: 4"},
-                          {9, u"\0"s, true, "'abcd' - iinn - cnt: 4"}, {0, u"vwxyz", false, "'abcd' - iinn - cnt: 4"}};
+    const Case cases[] = {
+        {2, u"xy", true, "'abxy' - iinn - cnt: 4"},       {3, u"xy", false, "'abcd' - iinn - cnt: 4"},
+        {4, u"", true, "'abcd' - iinn - cnt: 4"},         {0, u"x\0z"s, true, "'xbzd' - iinn - cnt: 4"},
+        {~0U, u"\0\0z"s, true, "'azcd' - iinn - cnt: 4"}, {9, u"\0"s, true, "'abcd' - iinn - cnt: 4"},
+        {0, u"vwxyz", false, "'abcd' - iinn - cnt: 4"}};
     for (const Case& c : cases) {
         DisplayLine line = marked(u"abcd", 0, 1);
         const CapturedOutput output;

@@ -139,7 +139,9 @@ TEST_F(LcdFpTest, DarkensTheDisplayAfterAReset)
     install();
     EXPECT_TRUE(panel.resetController());
     EXPECT_EQ(pins.take(), "reset dark");
-    install({"dark"});
+    install({"dark", "swap", "print 2 'a' - n - cnt: 1"});
+    EXPECT_FALSE(panel.swapPage() || panel.printLine(2, DisplayLine(u"a")));
+    EXPECT_TRUE(panel.printLine(1, DisplayLine(u"a")) && panel.clear());
     EXPECT_FALSE(panel.resetController());
     install({"reset"});
     EXPECT_FALSE(panel.resetController());

@@ -183,6 +183,15 @@ TEST(LcdBus, NoticesWhatAChipWouldSufferFrom)
          },
          {Kind::AccessDuringReset}},
         {"contention", [](Bench& b) { b.strobe(readStrobe, [] {}); }, {Kind::Contention}},
+        {"strobe before chip select",
+         [](Bench& b) {
+             b.board.drive(writeStrobe, false);
+             b.board.drive(chipSelect, false);
+             b.now += 10us;
+             b.board.drive(writeStrobe, true);
+             b.board.drive(chipSelect, true);
+         },
+         {Kind::ChipSelectMoved}},
         {"strobe without chip select",
          [](Bench& b) {
              b.board.drive(writeStrobe, false);

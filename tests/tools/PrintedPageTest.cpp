@@ -26,6 +26,7 @@ TEST(Utf8, IsDecodedOrRefused)
         {"\xE2\x82", std::nullopt},         // cut short
         {"\xC3(", std::nullopt},            // start without a continuation
         {"\xC1\xBF", std::nullopt},         // overlong
+        {"\xED\xA0\x80", std::nullopt},     // surrogate
         {"\xF4\x90\x80\x80", std::nullopt}, // past the last code point
     };
     for (const Case& c : cases) {
