@@ -1,13 +1,11 @@
-#include "frontpanelhw/fp/LcdFp.h"
-
+#include "frontpanelhw/fp/IndoorFpImpl.h"
+#include "frontpanelhw/lcd/Ra8806RegistersController.h"
+#include "frontpanelhw/lcd/Ra8822LcdController.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakeLcd.h"
-#include "tests/support/FakePins.h"
 #include "tests/support/RecordedWaits.h"
 
 #include <gtest/gtest.h>
-
-#include <sstream>
 
 using namespace frontpanelhw;
 using drawing::DisplayBuffer;
@@ -15,135 +13,99 @@ using drawing::DisplayLine;
 
 namespace {
 
-/** Tells its calls, as "print 0 'ab' - nn - cnt: 2", to the same record as the pins. */
-class FakeController : public lcd::LcdControllerBase {
-public:
-    FakeController(lcd::ILcd& bus, const FakePins& record, std::set<std::string> failingCalls = {})
-        : LcdControllerBase(bus), pins(record), failing(std::move(failingCalls))
-    {
-    }
-    ~FakeController() override { pins.tell("gone"); }
-    bool clear() override { return happen("clear"); }
-    bool init() override { return happen("init"); }
-    bool resetController() override { return happen("reset"); }
-    bool printLine(unsigned line, const DisplayLine& text) override
-    {
-        std::ostringstream rendered;
-        rendered << "print " << line << " " << text;
-        return happen(rendered.str());
-    }
-    bool enable(bool) override { return happen("enable"); }
-    bool setCursor(unsigned, unsigned) override { return happen("cursor"); }
-    bool setContrast(unsigned) override { return happen("contrast"); }
-    bool swapPage() override { return happen("swap"); }
-    bool setBacklight(bool on) override { return happen(on ? "light" : "dark"); }
-
-private:
-    bool happen(const std::string& call)
-    {
-        pins.tell(call);
-        return failing.count(call) == 0;
-    }
-    const FakePins& pins;
-    std::set<std::string> failing;
-};
-
 /** A display of 2 lines of 3 characters. */
-class Panel : public fp::LcdFp {
+class Panel : public fp::IndoorFpImpl {
 public:
-    explicit Panel(sysfs::ISysfsGpioFactory& factory) : LcdFp(factory, 30, 1, 20, 1, {}, {}) {}
-    void connectAnyKeyChangedCb(const std::function<void(unsigned, bool)>& cb) override
-    {
-        FpBase::connectAnyKeyChangedCb(cb);
-    }
-    bool setLed(unsigned index, bool on) override { return FpBase::setLed(index, on); }
-    void setAllLeds(bool on) override { FpBase::setAllLeds(on); }
-    void stop() override { FpBase::stop(); }
-    bool isRunning() override { return FpBase::isRunning(); }
+    explicit Panel(sysfs::ISysfsGpioFactory& factory) : IndoorFpImpl(factory, 30, 20, 40, 1, 1, {}, {}) {}
     unsigned getChars() const override { return 3; }
     unsigned getLines() const override { return 2; }
-    bool enable(bool) override { return false; }
 };
 
+/** Tells its end to the record of its bus. */
+class Controller : public lcd::Ra8822LcdController {
+public:
+    Controller(lcd::ILcd& bus, const Record& itsRecord)
+        : Ra8822LcdController(bus, std::make_unique<lcd::Ra8806RegistersController>(bus)), record(itsRecord)
+    {
+    }
+    ~Controller() override { record.happen("gone"); }
+
+private:
+    const Record& record;
+};
+
+/** The panel's controller and its pins have one record; page 1 is shown, the cursor is not yet known. */
 class LcdFpTest : public testing::Test {
 protected:
-    void install(std::set<std::string> failing = {})
+    LcdFpTest() { EXPECT_TRUE(install()); }
+    bool install()
     {
-        panel.initController(std::make_unique<FakeController>(lcd, pins, std::move(failing)));
-        pins.take();
+        const bool ok = panel.initController(std::make_unique<Controller>(lcd, pins));
+        events = pins.take();
+        return ok;
     }
+    CapturedOutput log;
     FakePins pins;
-    FakeLcd lcd;
+    RecordedWaits waits{[this](const std::string& wait) { return pins.happen(wait); }};
+    FakeLcd lcd{pins};
     Panel panel{pins};
+    std::string events;
 };
 
 } // namespace
 
-TEST_F(LcdFpTest, AnswersFalseWithoutAController)
+TEST_F(LcdFpTest, InitialisesTheControllerThatItTakesOverAndAnswersFalseWithoutOne)
 {
-    pins.take();
-    EXPECT_FALSE(panel.clear() || panel.printLine(0, DisplayLine(3)) || panel.printBuffer(DisplayBuffer(3, 2)) ||
-                 panel.resetController() || panel.swapPage() || panel.initController(nullptr));
+    pins.refused = {"BL=1"};
+    EXPECT_FALSE(install());
+    EXPECT_EQ(events.rfind("gone 00=08/FF ", 0), 0U) << events;
+    EXPECT_FALSE(panel.initController(nullptr) || panel.clear() || panel.printLine(0, DisplayLine(3)) ||
+                 panel.printBuffer(DisplayBuffer(3, 2)) || panel.resetController() || panel.swapPage());
     panel.fullfillDisplay();
-    EXPECT_EQ(pins.take(), "");
-}
-
-TEST_F(LcdFpTest, InitialisesTheControllerThatItTakesOver)
-{
-    pins.take();
-    EXPECT_TRUE(panel.initController(std::make_unique<FakeController>(lcd, pins)));
-    EXPECT_EQ(pins.take(), "init");
-    EXPECT_FALSE(panel.initController(std::make_unique<FakeController>(lcd, pins, std::set<std::string>{"init"})));
-    EXPECT_EQ(pins.take(), "gone init");
+    EXPECT_EQ(pins.take(), "gone");
 }
 
 TEST_F(LcdFpTest, PrintsEveryLineThenSwaps)
 {
-    const std::string line = " 'ab ' - nnn - cnt: 3";
-    const std::string all = "print 0" + line + " print 1" + line + " print 2" + line + " print 3" + line + " swap";
-    DisplayBuffer buffer(3, 4);
+    DisplayBuffer buffer(2, 4);
     for (unsigned i = 0; i < 4; ++i) {
         buffer.setLineContent(i, u"ab");
     }
-    struct Case {
-        std::set<std::string> failing;
-        bool result;
-    };
-    for (const Case& c : {Case{{}, true}, Case{{"print 1" + line}, false}, Case{{"swap"}, false}}) {
-        install(c.failing);
-        EXPECT_EQ(panel.printBuffer(buffer), c.result);
-        EXPECT_EQ(pins.take(), all);
-        EXPECT_EQ(panel.printBuffer(DisplayBuffer(3, 0)), c.failing.count("swap") == 0);
-        EXPECT_EQ(pins.take(), "swap");
+    for (const std::string failing : {"", "70=10", "12=A1"}) {
+        EXPECT_TRUE(install());
+        pins.refused = {failing};
+        EXPECT_EQ(panel.printBuffer(buffer), failing.empty());
+        EXPECT_EQ(pins.take(), "60=00 70=00 d61 d62 60=00 70=10 " +
+                                   std::string(failing == "70=10" ? "" : "d61 d62 60=00 ") +
+                                   "70=20 d61 d62 60=00 70=30 d61 d62 12=A1");
+        pins.refused = {"12=92"};
+        EXPECT_FALSE(panel.printBuffer(DisplayBuffer(3, 0)));
+        EXPECT_EQ(pins.take(), "12=92");
+        pins.refused.clear();
     }
 }
 
 TEST_F(LcdFpTest, FillsTheDisplayBeforeTheLampTestFromBothSides)
 {
-    const std::string display = "print 0 '   ' - iii - cnt: 3 print 1 '   ' - iii - cnt: 3 light swap";
     for (const bool baseSide : {false, true}) {
-        install({"print 0 '   ' - iii - cnt: 3", "light", "swap"});
-        const CapturedOutput output;
-        const RecordedWaits waits([this](const std::string& wait) { pins.tell(wait); });
+        EXPECT_TRUE(install());
+        pins.refused = {"70=00", "BL=1", "12=A1"};
         EXPECT_TRUE(baseSide ? static_cast<fp::FpBase&>(panel).start(true, 1) : panel.start(true, 1));
         panel.stop();
-        EXPECT_EQ(pins.take().rfind(display + " 20=1 1s 20=0 ", 0), 0U);
+        EXPECT_EQ(pins.take().rfind("60=00 70=00 70=10 10? 10=62 d20 d20 d20 BL=1 12=A1 20=1 1s 20=0 ", 0), 0U);
         EXPECT_TRUE(panel.start(false, 5));
         panel.stop();
-        EXPECT_EQ(pins.take().find("print"), std::string::npos);
+        EXPECT_EQ(pins.take().find("70="), std::string::npos);
+        pins.refused.clear();
     }
 }
 
 TEST_F(LcdFpTest, DarkensTheDisplayAfterAReset)
 {
-    install();
-    EXPECT_TRUE(panel.resetController());
-    EXPECT_EQ(pins.take(), "reset dark");
-    install({"dark", "swap", "print 2 'a' - n - cnt: 1"});
-    EXPECT_FALSE(panel.swapPage() || panel.printLine(2, DisplayLine(u"a")));
-    EXPECT_TRUE(panel.printLine(1, DisplayLine(u"a")) && panel.clear());
+    EXPECT_TRUE(panel.resetController() && panel.printLine(1, DisplayLine(u"a")) && panel.clear());
+    pins.refused = {"BL=0", "12=A1", "70=20", "F0?"};
+    EXPECT_FALSE(panel.resetController() || panel.swapPage() || panel.printLine(2, DisplayLine(u"a")) || panel.clear());
+    pins.refused = {"reset"};
     EXPECT_FALSE(panel.resetController());
-    install({"reset"});
-    EXPECT_FALSE(panel.resetController());
-    EXPECT_EQ(pins.take(), "reset");
+    EXPECT_EQ(pins.take(), "reset BL=0 60=00 70=10 d61 F0? F0=0C reset BL=0 12=A1 60=00 70=20 F0? reset");
 }

@@ -6,14 +6,13 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cerrno>
 #include <dlfcn.h>
 #include <future>
 #include <pthread.h>
+#include <regex>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 
 using frontpanelhw::handler::GpioVectorCreator;
 using frontpanelhw::handler::KeyHandler;
@@ -37,193 +36,149 @@ namespace {
 
 constexpr unsigned base = 30;
 
-std::unique_ptr<KeyHandler> keysOn(const FakePins& pins, unsigned count)
-{
-    return std::make_unique<KeyHandler>(std::make_unique<GpioVectorCreator>(pins, base, count));
-}
-
-/** Scans all keys once, as the polling thread does. @return events as "0+ 1-", "!" for a key that threw */
-std::string scan(KeyHandler& keys, unsigned count)
-{
-    std::string events;
-    for (unsigned i = 0; i < count; ++i) {
-        try {
-            bool value = false;
-            if (keys.fireChangeEvent(i, value)) {
-                events += std::to_string(i) + (value ? "+" : "-");
-            }
-        } catch (const std::exception&) {
-            events += "!";
-        }
+class KeyHandlerTest : public testing::Test {
+protected:
+    /** The count of held polls is the process's own; a press starts it anew. */
+    KeyHandlerTest()
+    {
+        KeyHandler key = handlerOf(1);
+        pins.levels[base] = true;
+        EXPECT_EQ(poll(key, 1, 1), "0+");
+        pins.levels[base] = false;
     }
-    return events;
-}
+    KeyHandler handlerOf(unsigned keyCount)
+    {
+        return KeyHandler(std::make_unique<GpioVectorCreator>(pins, base, keyCount));
+    }
+    /** Polls as the polling thread does. @return "0+" and "1-" for events, "!" for a throw, "." for a quiet poll */
+    static std::string poll(KeyHandler& keys, unsigned keyCount, unsigned polls)
+    {
+        std::string trace;
+        for (unsigned i = 0; i < polls; ++i) {
+            std::string events;
+            for (unsigned key = 0; key < keyCount; ++key) {
+                try {
+                    bool value = false;
+                    events += keys.fireChangeEvent(key, value) ? std::to_string(key) + (value ? "+" : "-") : "";
+                } catch (const std::exception&) {
+                    events += "!";
+                }
+            }
+            trace += events.empty() ? "." : events;
+        }
+        return trace;
+    }
 
-/** The count of held polls is the process's own; a press and a release start it anew. */
-void restartRepeatCount()
-{
     FakePins pins;
-    const auto keys = keysOn(pins, 1);
-    pins.setLevel(base, true);
-    scan(*keys, 1);
-}
+    CapturedOutput log;
+    KeyEvents events;
+    const std::function<void(unsigned, bool)> tellEvents = [this](unsigned key, bool level) { events.add(key, level); };
+};
 
 } // namespace
 
-TEST(KeyHandler, ConfiguresAndReadsTheKeysOnce)
+TEST_F(KeyHandlerTest, TellsPressReleaseAndRepeats)
 {
-    const FakePins pins;
-    keysOn(pins, 2);
-    EXPECT_EQ(pins.take(), "create export 30 create export 31 init 30 in 0 init 31 in 0 30? 31? delete 30 delete 31");
+    KeyHandler keys = handlerOf(2);
+    std::string trace = poll(keys, 2, 1);
+    pins.levels[base + 1] = true;
+    trace += poll(keys, 2, 21);
+    pins.levels[base + 1] = false;
+    EXPECT_EQ(trace + poll(keys, 2, 2), ".1+........1+........1+..1-.");
 }
 
-TEST(KeyHandler, TellsPressReleaseAndRepeats)
+TEST_F(KeyHandlerTest, RepeatsAKeyHeldAtConstructionWithoutAPress)
 {
-    restartRepeatCount();
-    FakePins pins;
-    const auto keys = keysOn(pins, 2);
-    EXPECT_EQ(scan(*keys, 2), "");
-    pins.setLevel(base + 1, true);
-    EXPECT_EQ(scan(*keys, 2), "1+");
-    std::string held;
-    for (int poll = 1; poll <= 20; ++poll) {
-        held += scan(*keys, 2) + (poll % 9 == 0 ? "," : "");
-    }
-    EXPECT_EQ(held, "1+,1+,");
-    pins.setLevel(base + 1, false);
-    EXPECT_EQ(scan(*keys, 2), "1-");
-    EXPECT_EQ(scan(*keys, 2), "");
+    pins.levels[base] = true;
+    KeyHandler keys = handlerOf(1);
+    EXPECT_EQ(poll(keys, 1, 9), "........0+");
 }
 
-TEST(KeyHandler, RepeatsAKeyHeldAtConstructionWithoutAPress)
+TEST_F(KeyHandlerTest, SharesTheRepeatCountAmongKeys)
 {
-    restartRepeatCount();
-    FakePins pins;
-    pins.setLevel(base, true);
-    const auto keys = keysOn(pins, 1);
-    for (int poll = 1; poll <= 8; ++poll) {
-        EXPECT_EQ(scan(*keys, 1), "") << poll;
-    }
-    EXPECT_EQ(scan(*keys, 1), "0+");
+    KeyHandler keys = handlerOf(3);
+    pins.levels[base] = pins.levels[base + 1] = true;
+    const std::string trace = poll(keys, 3, 13);
+    pins.levels[base + 2] = true;
+    EXPECT_EQ(trace + poll(keys, 3, 4), "0+1+....0+...1+...2+..2+");
 }
 
-TEST(KeyHandler, SharesTheRepeatCountAmongKeys)
+TEST_F(KeyHandlerTest, LeavesOutKeysFromTheFirstThatCannotBeRead)
 {
-    restartRepeatCount();
-    FakePins pins;
-    const auto keys = keysOn(pins, 3);
-    pins.setLevel(base, true);
-    pins.setLevel(base + 1, true);
-    EXPECT_EQ(scan(*keys, 3), "0+1+");
-    std::string held;
-    for (int poll = 1; poll <= 9; ++poll) {
-        held += scan(*keys, 3) + ",";
-    }
-    EXPECT_EQ(held, ",,,,0+,,,,1+,");
-    for (int poll = 1; poll <= 3; ++poll) {
-        EXPECT_EQ(scan(*keys, 3), "");
-    }
-    pins.setLevel(base + 2, true);
-    EXPECT_EQ(scan(*keys, 3), "2+");
-    EXPECT_EQ(scan(*keys, 3) + scan(*keys, 3), "");
-    EXPECT_EQ(scan(*keys, 3), "2+");
-}
-
-TEST(KeyHandler, LeavesOutKeysFromTheFirstThatCannotBeRead)
-{
-    restartRepeatCount();
-    FakePins pins;
-    pins.breakOn("31?");
-    const CapturedOutput output;
-    const auto keys = keysOn(pins, 4);
-    EXPECT_EQ(output.err(), "ERROR: unable to get key gpio value: 31\n");
-    for (unsigned i = 0; i < 4; ++i) {
-        pins.setLevel(base + i, true);
-    }
-    EXPECT_EQ(scan(*keys, 4), "0+!!!");
+    std::cerr << std::hex;
+    pins.broken = {"31?"};
+    KeyHandler keys = handlerOf(4);
+    EXPECT_EQ(log.take(), "! ERROR: unable to get key gpio value: 31\n");
+    pins.levels[base] = pins.levels[base + 2] = true;
+    EXPECT_EQ(poll(keys, 4, 1), "0+!!!");
     bool value = false;
-    EXPECT_THROW(keys->fireChangeEvent(2, value), std::out_of_range);
+    EXPECT_THROW(keys.fireChangeEvent(2, value), std::out_of_range);
     EXPECT_TRUE(value);
-    EXPECT_THROW(keys->fireChangeEvent(4, value), std::out_of_range);
+    EXPECT_THROW(keys.fireChangeEvent(4, value), std::out_of_range);
 }
 
-TEST(KeyHandler, LogsEachEventInTheStreamsNumberBaseAndSurvivesTheCallback)
+TEST_F(KeyHandlerTest, LogsEachEventInTheStreamsNumberBaseAndSurvivesTheCallback)
 {
-    restartRepeatCount();
-    FakePins pins;
-    const CapturedOutput output;
     std::cout << std::hex;
-    const auto keys = keysOn(pins, 12);
-    KeyEvents events;
-    keys->anyKeyChangedCb = [&events](unsigned index, bool value) {
-        events.add(index, value);
+    KeyHandler keys = handlerOf(12);
+    keys.anyKeyChangedCb = [this](unsigned key, bool level) {
+        events.add(key, level);
         throw std::runtime_error("the application's own");
     };
-    EXPECT_TRUE(keys->start(1ms));
-    EXPECT_FALSE(keys->start(1ms));
-    pins.setLevel(base + 11, true);
+    EXPECT_TRUE(keys.start(1ms));
+    EXPECT_FALSE(keys.start(1ms));
+    pins.levels[base + 11] = true;
     EXPECT_TRUE(events.waitFor("11+"));
-    pins.setLevel(base + 11, false);
+    pins.levels[base + 11] = false;
     EXPECT_TRUE(events.waitFor("11-"));
-    keys->stop();
-    keys->stop();
-    EXPECT_FALSE(keys->running);
-    const std::string out = output.out();
-    EXPECT_EQ(out.rfind("INFO: key event from: b\nINFO: key event from: b\n", 0), 0U) << out;
-    const std::string last = "INFO: KeyHandler stop called\n";
-    EXPECT_EQ(out.find(last), out.size() - last.size()) << out;
-    EXPECT_EQ(output.err(), "");
+    keys.stop();
+    keys.stop();
+    EXPECT_FALSE(keys.running);
+    const std::string text = log.take();
+    const std::regex lines("(INFO: key event from: b\n){2,}INFO: KeyHandler stop called\n");
+    EXPECT_TRUE(std::regex_match(text, lines)) << text;
 }
 
-TEST(KeyHandler, ReplacesTheCallbackWhileItRunsWithoutWaitingForIt)
+TEST_F(KeyHandlerTest, ReplacesTheCallbackWhileItRunsWithoutWaitingForIt)
 {
-    FakePins pins;
-    const CapturedOutput output;
-    const auto keys = keysOn(pins, 1);
+    KeyHandler keys = handlerOf(1);
     std::promise<void> entered;
     std::promise<void> leave;
-    keys->anyKeyChangedCb = [&, left = leave.get_future().share()](unsigned, bool) {
+    keys.anyKeyChangedCb = [&, left = leave.get_future().share()](unsigned, bool) {
         entered.set_value();
         left.wait();
     };
-    keys->start(0ms);
-    pins.setLevel(base, true);
+    keys.start(0ms);
+    pins.levels[base] = true;
     entered.get_future().wait();
-    KeyEvents events;
-    keys->anyKeyChangedCb = [&events](unsigned index, bool value) { events.add(index, value); };
+    keys.anyKeyChangedCb = tellEvents;
     leave.set_value();
     EXPECT_TRUE(events.waitFor("0+"));
-    keys->anyKeyChangedCb = nullptr;
-    EXPECT_FALSE(keys->anyKeyChangedCb);
-    keys->stop();
+    keys.anyKeyChangedCb = nullptr;
+    EXPECT_FALSE(keys.anyKeyChangedCb);
+    keys.stop();
 }
 
-TEST(KeyHandler, StaysStoppedWhenNoThreadCanBeMade)
+TEST_F(KeyHandlerTest, StaysStoppedWhenNoThreadCanBeMade)
 {
-    const FakePins pins;
-    const auto keys = keysOn(pins, 1);
+    KeyHandler keys = handlerOf(1);
     noMoreThreads = true;
-    EXPECT_THROW(keys->start(1ms), std::system_error);
+    EXPECT_THROW(keys.start(1ms), std::system_error);
     noMoreThreads = false;
-    EXPECT_FALSE(keys->running);
+    EXPECT_FALSE(keys.running);
 }
 
-TEST(KeyHandler, TwoHandlersPollAtOnce)
+TEST_F(KeyHandlerTest, TwoHandlersPollAtOnce)
 {
-    FakePins pins;
-    const CapturedOutput output;
-    const auto first = keysOn(pins, 2);
-    const auto second = keysOn(pins, 2);
-    std::atomic<unsigned> events{0};
-    for (const auto* keys : {&first, &second}) {
-        (*keys)->anyKeyChangedCb = [&events](unsigned, bool) { ++events; };
-        (*keys)->start(0ms);
+    KeyHandler first = handlerOf(1);
+    KeyHandler second = handlerOf(1);
+    for (KeyHandler* keys : {&first, &second}) {
+        keys->anyKeyChangedCb = tellEvents;
+        keys->start(0ms);
     }
-    pins.setLevel(base, true);
-    while (events < 100) {
-        std::this_thread::yield();
-    }
-    EXPECT_TRUE(first->running && second->running);
-    first->stop();
-    second->stop();
+    pins.levels[base] = true;
+    EXPECT_TRUE(events.waitFor("0+0+0+0+0+0+0+0+0+0+0+0+0+0+0+0+0+0+0+0+"));
+    EXPECT_TRUE(first.running && second.running);
+    first.stop();
+    second.stop();
 }

@@ -1,6 +1,5 @@
 #include "frontpanelhw/lcd/LcdRa8822.h"
 
-#include "frontpanelhw/lcd/LcdConfig.h"
 #include "frontpanelhw/lcd/LcdRa8822GpioCreator.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakePins.h"
@@ -12,165 +11,122 @@ using namespace frontpanelhw::lcd;
 
 namespace {
 
+constexpr unsigned char ra8803Id = 0xC9;
+
 const std::string resetWaveform =
     "data->out data=FF RS=1 CS=0 RD=0 WR=0 RST=0 CS=1 1ms RST=1 300ms RST=0 1ms CS=0 60ms";
-/** Register 0 read as an RA8803: what identifies the chip. */
-const std::string idWaveform = "data=00 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us "
-                               "data->in RS=0 CS=1 RD=1 10us data? RD=0 CS=0 1us";
+/** Register 0 read as an RA8803, up to the byte that identifies the chip. */
+const std::string idWaveform = "data=00 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data->in RS=0 CS=1 RD=1 10us data?";
 
-/** A driver on fake pins: data lines on GPIO 0 to 7, then the others of the timing diagram. */
-class Bus {
-public:
-    explicit Bus(bool backlightInverted = false) : lcd(*record, backlightInverted) {}
-
-    /** Brings the driver up with the chip that answers this byte. */
-    void bringUp(unsigned char id)
+/** A driver on fake pins, in the order of the timing diagram. */
+struct Bus {
+    Bus() { pins.take(); }
+    /** Comes up with the chip that answers this byte. */
+    explicit Bus(unsigned char id)
     {
-        const CapturedOutput output;
         answer(id);
-        ASSERT_TRUE(lcd.init());
+        EXPECT_TRUE(lcd.init());
         pins.take();
+        log.take();
     }
     void answer(unsigned char byte)
     {
         for (unsigned i = 0; i < 8; ++i) {
-            pins.setLevel(i, (byte >> i & 1U) != 0);
+            pins.levels.at(i) = (byte >> i & 1U) != 0;
         }
     }
 
     FakePins pins;
-    RecordedWaits waits{[this](const std::string& wait) { pins.tell(wait); }};
-    std::unique_ptr<LcdRa8822Gpios> record = exported();
-    LcdRa8822 lcd;
-
-private:
-    std::unique_ptr<LcdRa8822Gpios> exported()
-    {
-        auto gpios = LcdRa8822GpioCreator(pins).create();
-        unsigned number = 0;
-        for (auto& gpio : gpios->dataGpios) {
-            gpio->exportGpio(number++);
-        }
-        for (auto* gpio : {&gpios->registerSelectGpio, &gpios->chipSelectGpio, &gpios->readStrobeGpio,
-                           &gpios->writeStrobeGpio, &gpios->resetGpio, &gpios->backlightGpio}) {
-            (*gpio)->exportGpio(number++);
-        }
-        pins.take();
-        return gpios;
-    }
+    CapturedOutput log;
+    RecordedWaits waits{[this](const std::string& wait) { return pins.happen(wait); }};
+    std::unique_ptr<LcdRa8822Gpios> gpios = LcdRa8822GpioCreator(pins).create();
+    LcdRa8822 lcd{*gpios, false};
 };
-
-constexpr unsigned char ra8803Id = 0xC9;
 
 } // namespace
 
-TEST(LcdRa8822Gpios, AreMadeInOrderAndDeletedInReverse)
+TEST(LcdRa8822Gpios, AreMadeInOrderAllConfiguredWhateverOneAnswersAndDeletedInReverse)
 {
-    FakePins pins;
-    {
-        const auto gpios = LcdRa8822GpioCreator(pins).create();
-        EXPECT_EQ(pins.take(), "create create create create create create create create create create create create "
-                               "create create");
-        gpios->dataGpios[0]->exportGpio(1);
-        gpios->dataGpios[7]->exportGpio(2);
-        gpios->registerSelectGpio->exportGpio(3);
-        gpios->backlightGpio->exportGpio(4);
-        pins.take();
+    for (unsigned refused = 0; refused <= 14; ++refused) {
+        for (const std::string backlight : {"init 13 out 0", "init 13 inverted out 0"}) {
+            FakePins pins;
+            const std::string number = std::to_string(refused);
+            pins.refused = {"init " + number + " out 0", "init " + number + " inverted out 0"};
+            auto gpios = LcdRa8822GpioCreator(pins).create();
+            EXPECT_EQ(initGpios(*gpios, backlight == "init 13 inverted out 0"), refused == 14) << refused;
+            gpios.reset();
+            EXPECT_EQ(pins.take(),
+                      "create create create create create create create create create create create create create "
+                      "create init 0 out 0 init 1 out 0 init 2 out 0 init 3 out 0 init 4 out 0 init 5 out 0 "
+                      "init 6 out 0 init 7 out 0 init 8 out 0 init 9 inverted out 0 init 10 inverted out 0 "
+                      "init 11 inverted out 0 init 12 inverted out 0 " +
+                          backlight +
+                          " delete 13 delete 12 delete 11 delete 10 delete 9 delete 8 delete 7 delete 6 delete 5 "
+                          "delete 4 delete 3 delete 2 delete 1 delete 0");
+        }
     }
-    EXPECT_EQ(pins.take(), "delete 4 delete 0 delete 0 delete 0 delete 0 delete 3 "
-                           "delete 2 delete 0 delete 0 delete 0 delete 0 delete 0 delete 0 delete 1");
-}
-
-TEST(LcdRa8822Gpios, AreAllConfiguredWhateverOneAnswers)
-{
-    const std::string common = "init 0 out 0 init 1 out 0 init 2 out 0 init 3 out 0 init 4 out 0 init 5 out 0 "
-                               "init 6 out 0 init 7 out 0 init 8 out 0 init 9 inverted out 0 init 10 inverted out 0 "
-                               "init 11 inverted out 0 init 12 inverted out 0 ";
-    for (const bool inverted : {false, true}) {
-        Bus bus;
-        EXPECT_TRUE(initGpios(*bus.record, inverted));
-        EXPECT_EQ(bus.pins.take(), common + (inverted ? "init 13 inverted out 0" : "init 13 out 0"));
-    }
-    for (unsigned gpio = 0; gpio < 14; ++gpio) {
-        Bus bus;
-        bus.pins.refuse("init " + std::to_string(gpio) + (gpio >= 9 && gpio < 13 ? " inverted out 0" : " out 0"));
-        EXPECT_FALSE(initGpios(*bus.record, false)) << gpio;
-        EXPECT_EQ(bus.pins.take(), common + "init 13 out 0");
-    }
-}
-
-TEST(LcdConfig, IsFixed)
-{
-    const LcdConfig c = getConfig();
-    EXPECT_EQ((std::array<unsigned, 10>{c.textAreaWidth, c.textAreaHeight, c.displayWidth, c.displayHeight, c.reg00Bit0,
-                                        c.reg00Bit1, c.reg80Value, c.reg00Bit3, c.regF0Bit2, c.reg01Bits}),
-              (std::array<unsigned, 10>{200, 48, 240, 48, 0, 0, 100, 1, 1, 3}));
 }
 
 TEST(LcdRa8822, ResetsAndIdentifiesTheChip)
 {
     struct Case {
         unsigned char id;
+        std::set<std::string> broken;
         unsigned type;
+        const char* end;
         const char* line;
     };
-    for (const Case& c : {Case{ra8803Id, 0, "INFO: LcdControl c9\n"}, Case{0x00, 1, "INFO: LcdControl 0\n"},
-                          Case{0x0F, 1, "INFO: LcdControl f\n"}}) {
+    for (const Case& c : {Case{ra8803Id, {}, 0, " RD=0 CS=0 1us", "INFO: LcdControl c9\nff"},
+                          Case{0x0F, {}, 1, " RD=0 CS=0 1us", "INFO: LcdControl f\nff"},
+                          Case{ra8803Id,
+                               {"7?"},
+                               1,
+                               "",
+                               "! ERROR: unable to read lcd controller register '0'; broken\n"
+                               "INFO: LcdControl 0\nff"}}) {
         Bus bus;
         bus.answer(c.id);
-        const CapturedOutput output;
-        EXPECT_TRUE(bus.lcd.init());
+        bus.pins.broken = c.broken;
+        EXPECT_TRUE(bus.lcd.init() && bus.lcd.isInitialized());
         const std::string waveform = bus.pins.takeWaveform();
-        EXPECT_EQ(waveform.substr(waveform.find("data->out")), resetWaveform + " " + idWaveform);
+        EXPECT_EQ(waveform.substr(waveform.find("data->out")), resetWaveform + " " + idWaveform + c.end);
         EXPECT_EQ(bus.lcd.lcdType(), c.type);
-        EXPECT_TRUE(bus.lcd.isInitialized());
-        EXPECT_EQ(output.out(), c.line);
         std::cout << 255;
-        EXPECT_EQ(output.out(), std::string(c.line) + "ff");
+        EXPECT_EQ(bus.log.take(), c.line);
+        bus.pins.broken.clear();
+        bus.answer(ra8803Id);
+        EXPECT_TRUE(bus.lcd.init());
+        EXPECT_EQ(bus.lcd.lcdType(), c.type) << "a variant once found is kept";
     }
 }
 
 TEST(LcdRa8822, ProducesTheBusCyclesOfBothVariants)
 {
-    struct Case {
-        const char* what;
-        std::function<bool(LcdRa8822&)> operation;
-        const char* ra8803;
-        const char* ra8806;
-    };
-    unsigned char read = 0;
-    const Case cases[] = {
-        {"first write after a read", [](LcdRa8822& lcd) { return lcd.writeCmd(0x12, 0xA1); },
-         "data->out data=12 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=A1 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us",
-         "data->out data=12 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=A1 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us"},
-        {"register write", [](LcdRa8822& lcd) { return lcd.writeCmd(0xFE, 0x01); },
-         "data=FE RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=01 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us",
-         "data=FE RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=01 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us"},
-        {"display data", [](LcdRa8822& lcd) { return lcd.writeData(0x41); },
-         "data=41 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0",
-         "data=B0 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=41 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0"},
-        {"register read", [&](LcdRa8822& lcd) { return lcd.readCmd(0x10, read); },
-         "data=10 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data->in RS=0 CS=1 RD=1 10us data? RD=0 CS=0 1us",
-         "data=10 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data->in RS=0 CS=1 RD=1 10us data? RD=0 CS=0 1us"},
-        {"status read, with the lines already inputs", [&](LcdRa8822& lcd) { return lcd.readStatus(read); },
-         "data->in RS=1 CS=1 RD=1 WR=0 10us data? RD=0 CS=0", "data->in RS=1 CS=1 RD=1 WR=0 10us data? RD=0 CS=0"},
-        {"display data after a read", [](LcdRa8822& lcd) { return lcd.writeData(0x80); },
-         "data->out data=80 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0",
-         "data->out data=B0 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=80 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0"},
-        {"backlight", [](LcdRa8822& lcd) { return lcd.setBacklight(true); }, "BL=1", "BL=1"},
-        {"reset", [](LcdRa8822& lcd) { return lcd.resetController(); }, resetWaveform.c_str(), resetWaveform.c_str()},
-    };
-    for (const unsigned char id : {ra8803Id, static_cast<unsigned char>(0)}) {
-        Bus bus;
-        bus.bringUp(id);
+    const std::string statusRead = "data->in RS=1 CS=1 RD=1 WR=0 10us data? RD=0 CS=0 ";
+    const std::string ra8803 =
+        "data->out data=12 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=A1 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us "
+        "data=FE RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=01 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us "
+        "data=41 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 "
+        "data=10 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data->in RS=0 CS=1 RD=1 10us data? RD=0 CS=0 1us " +
+        statusRead + "data->out data=80 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 ";
+    const std::string ra8806 =
+        "data->out data=12 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=A1 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us "
+        "data=FE RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=01 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us "
+        "data=B0 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=41 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 "
+        "data=10 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data->in RS=0 CS=1 RD=1 10us data? RD=0 CS=0 1us " +
+        statusRead +
+        "data->out data=B0 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=80 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 ";
+    for (const bool isRa8803 : {true, false}) {
+        Bus bus(isRa8803 ? ra8803Id : 0);
         bus.answer(0x8B);
-        for (const Case& c : cases) {
-            read = 0;
-            EXPECT_TRUE(c.operation(bus.lcd)) << c.what;
-            const std::string waveform = bus.pins.takeWaveform();
-            EXPECT_EQ(waveform, id == ra8803Id ? c.ra8803 : c.ra8806) << c.what;
-            EXPECT_EQ(read, waveform.find("data?") == std::string::npos ? 0 : 0x8B) << c.what;
-        }
+        unsigned char value = 0;
+        unsigned char status = 0;
+        EXPECT_TRUE(bus.lcd.writeCmd(0x12, 0xA1) && bus.lcd.writeCmd(0xFE, 0x01) && bus.lcd.writeData(0x41));
+        EXPECT_TRUE(bus.lcd.readCmd(0x10, value) && bus.lcd.readStatus(status) && bus.lcd.writeData(0x80));
+        EXPECT_TRUE(bus.lcd.setBacklight(true) && bus.lcd.resetController());
+        EXPECT_EQ(bus.pins.takeWaveform(), (isRa8803 ? ra8803 : ra8806) + "BL=1 " + resetWaveform);
+        EXPECT_EQ(value, 0x8B);
+        EXPECT_EQ(status, 0x8B);
     }
 }
 
@@ -184,11 +140,10 @@ TEST(LcdRa8822, RefusesAccessWhileNotInitialised)
                bus.lcd.getData() == 0 && byte == 7 && !bus.lcd.isInitialized();
     };
     EXPECT_TRUE(refusesAll());
-    EXPECT_EQ(bus.pins.take(), "");
     EXPECT_TRUE(bus.lcd.resetController());
     EXPECT_EQ(bus.pins.takeWaveform(), resetWaveform);
-    bus.bringUp(ra8803Id);
-    EXPECT_TRUE(bus.lcd.deinit());
+    EXPECT_TRUE(bus.lcd.init() && bus.lcd.deinit());
+    bus.pins.take();
     EXPECT_TRUE(refusesAll());
     EXPECT_EQ(bus.pins.take(), "");
 }
@@ -197,131 +152,75 @@ TEST(LcdRa8822, ChecksTheBitsOfTheMask)
 {
     struct Case {
         unsigned char value, readBack, mask;
-        const char* warning;
+        std::string warning;
     };
     for (const Case& c : {Case{0x6B, 0x4B, 0xFF, "WARNING: value '107' written to register 16 read back as '75'\n"},
                           Case{0x6B, 0x6B, 0xFF, ""}, Case{0x55, 0xAA, 0x00, ""}, Case{0x6B, 0x1B, 0x0F, ""},
                           Case{0x6C, 0x1B, 0x0F, "WARNING: value '12' written to register 16 read back as '11'\n"}}) {
-        Bus bus;
-        bus.bringUp(ra8803Id);
+        Bus bus(ra8803Id);
         bus.answer(c.readBack);
-        const CapturedOutput output;
         std::cout << std::hex;
-        EXPECT_EQ(bus.lcd.writeCmdAndVerify(0x10, c.value, c.mask), *c.warning == '\0');
-        EXPECT_EQ(output.out(), c.warning);
+        EXPECT_EQ(bus.lcd.writeCmdAndVerify(0x10, c.value, c.mask), c.warning.empty());
+        EXPECT_EQ(bus.log.take(), c.warning);
     }
 }
 
-TEST(LcdRa8822, ReportsAPinThatFails)
+TEST(LcdRa8822, ReportsAPinThatThrowsAndStopsThere)
 {
-    struct Case {
-        const char* broken;
-        std::function<bool(LcdRa8822&)> operation;
-        const char* line;
-    };
+    Bus bus(ra8803Id);
     unsigned char byte = 0;
-    const Case cases[] = {
-        {"13=1", [](LcdRa8822& lcd) { return lcd.setBacklight(true); },
-         "ERROR: unable to set lcd backlight gpio value; broken\n"},
-        {"12=1", [](LcdRa8822& lcd) { return lcd.resetController(); },
-         "ERROR: unable to reset lcd controller; broken\n"},
-        {"11=1", [](LcdRa8822& lcd) { return lcd.writeData(1); },
-         "ERROR: unable to write lcd controller data; broken\n"},
-        {"in 3", [&](LcdRa8822& lcd) { return lcd.readStatus(byte); },
-         "ERROR: unable to read lcd controller status broken\n"},
-        {"9=1", [](LcdRa8822& lcd) { return lcd.writeCmd(0x12, 0xA1); },
-         "ERROR: unable to write lcd controller command '161' to register '18'; broken\n"},
-        {"5?", [&](LcdRa8822& lcd) { return lcd.readCmd(0x12, byte); },
-         "ERROR: unable to read lcd controller register '18'; broken\n"},
-        {"9=1", [](LcdRa8822& lcd) { return lcd.writeCmdAndVerify(0x12, 0xA1, 0xFF); },
-         "ERROR: unable to write lcd controller command '161' to register '18'; broken\n"
-         "ERROR: unable to read lcd controller register '18'; broken\n"},
-        {"5=1", [](LcdRa8822& lcd) { return lcd.writeCmdAndVerify(0x01, 0x20, 0); },
-         "ERROR: unable to write lcd controller command '32' to register '1'; broken\n"},
-        {"5?", [](LcdRa8822& lcd) { return lcd.writeCmdAndVerify(0x12, 0xA1, 0xFF); },
-         "ERROR: unable to read lcd controller register '18'; broken\n"},
-    };
-    for (const Case& c : cases) {
-        Bus bus;
-        bus.bringUp(ra8803Id);
-        bus.pins.breakOn(c.broken);
-        const CapturedOutput output;
-        EXPECT_FALSE(c.operation(bus.lcd)) << c.line;
-        EXPECT_EQ(output.err(), c.line);
-        EXPECT_EQ(output.out(), "");
-        EXPECT_TRUE(bus.lcd.isInitialized());
-    }
-}
-
-TEST(LcdRa8822, StopsWhereAPinFails)
-{
-    Bus bus;
-    bus.bringUp(ra8803Id);
-    bus.pins.breakOn("out 1");
-    const CapturedOutput output;
+    std::cerr << std::hex;
+    bus.pins.broken = {"out 1"};
     EXPECT_FALSE(bus.lcd.writeCmd(0x12, 0xA1));
-    EXPECT_EQ(bus.pins.take(), "out 0 out 1");
-    EXPECT_FALSE(bus.lcd.writeCmd(0x12, 0xA1)) << "the direction is still taken for input";
-    EXPECT_EQ(bus.pins.take(), "out 0 out 1");
+    EXPECT_FALSE(bus.lcd.writeCmd(0x12, 0xA1));
+    EXPECT_EQ(bus.pins.take(), "out 0 out 1 out 0 out 1") << "the direction is still taken for input";
+    bus.pins.broken = {"13=1", "12=1", "11=1", "in 3"};
+    EXPECT_FALSE(bus.lcd.setBacklight(true));
+    EXPECT_FALSE(bus.lcd.resetController());
+    EXPECT_FALSE(bus.lcd.writeData(1));
+    EXPECT_FALSE(bus.lcd.readStatus(byte));
+    bus.pins.broken = {"5?"};
+    EXPECT_FALSE(bus.lcd.readCmd(0x12, byte));
+    EXPECT_FALSE(bus.lcd.writeCmdAndVerify(0x12, 0xA1, 0xFF)) << "only the read fails";
+    bus.pins.broken = {"5=1"};
+    EXPECT_FALSE(bus.lcd.writeCmdAndVerify(0x01, 0x20, 0)) << "only the write fails";
+    bus.pins.broken = {"9=1"};
+    EXPECT_FALSE(bus.lcd.writeCmdAndVerify(0x12, 0xA1, 0xFF)) << "both fail";
+    EXPECT_TRUE(bus.lcd.isInitialized());
+    EXPECT_EQ(bus.log.take(), "! ERROR: unable to write lcd controller command '161' to register '18'; broken\n"
+                              "! ERROR: unable to write lcd controller command '161' to register '18'; broken\n"
+                              "! ERROR: unable to set lcd backlight gpio value; broken\n"
+                              "! ERROR: unable to reset lcd controller; broken\n"
+                              "! ERROR: unable to write lcd controller data; broken\n"
+                              "! ERROR: unable to read lcd controller status broken\n"
+                              "! ERROR: unable to read lcd controller register '18'; broken\n"
+                              "! ERROR: unable to read lcd controller register '18'; broken\n"
+                              "! ERROR: unable to write lcd controller command '32' to register '1'; broken\n"
+                              "! ERROR: unable to write lcd controller command '161' to register '18'; broken\n"
+                              "! ERROR: unable to read lcd controller register '18'; broken\n");
 }
 
 TEST(LcdRa8822, TakesOnlyTheBacklightsAnswer)
 {
-    Bus bus;
-    bus.bringUp(ra8803Id);
-    for (const char* refused : {"9=1", "11=1", "0=1", "13=1"}) {
-        bus.pins.refuse(refused);
-    }
-    const CapturedOutput output;
+    Bus bus(ra8803Id);
+    bus.pins.refused = {"9=1", "11=1", "0=1", "13=1"};
     EXPECT_TRUE(bus.lcd.writeCmd(1, 1));
     EXPECT_FALSE(bus.lcd.setBacklight(true));
-    EXPECT_EQ(output.err(), "");
+    EXPECT_EQ(bus.log.take(), "");
 }
 
 TEST(LcdRa8822, DoesNotComeUpWithoutItsPins)
 {
-    struct Case {
-        std::function<void(FakePins&)> harm;
-        const char* line;
-    };
-    for (const Case& c :
-         {Case{[](FakePins& pins) { pins.refuse("init 13 out 0"); },
-               "ERROR: failed to initialize one or more gpio(s)\n"},
-          Case{[](FakePins& pins) { pins.breakOn("12=1"); }, "ERROR: unable to reset lcd controller; broken\n"
-                                                             "ERROR: error while resetting lcd controller\n"}}) {
-        Bus bus;
-        c.harm(bus.pins);
-        const CapturedOutput output;
-        EXPECT_FALSE(bus.lcd.init());
-        EXPECT_FALSE(bus.lcd.isInitialized());
-        EXPECT_EQ(output.err(), c.line);
-        EXPECT_EQ(output.out(), "");
-    }
     Bus bus;
-    bus.pins.breakOn("init 3 out 0");
+    bus.pins.refused = {"init 13 out 0"};
+    EXPECT_FALSE(bus.lcd.init());
+    bus.pins.refused.clear();
+    bus.pins.broken = {"12=1"};
+    EXPECT_FALSE(bus.lcd.init());
+    bus.pins.broken = {"init 3 out 0"};
     EXPECT_THROW(bus.lcd.init(), Broken);
     EXPECT_FALSE(bus.lcd.isInitialized());
-}
-
-TEST(LcdRa8822, TakesAFailedIdentificationForAnRa8806)
-{
-    Bus bus;
-    bus.answer(ra8803Id);
-    bus.pins.breakOn("7?");
-    const CapturedOutput output;
-    EXPECT_TRUE(bus.lcd.init());
-    EXPECT_EQ(bus.lcd.lcdType(), 1U);
-    EXPECT_EQ(output.out(), "INFO: LcdControl 0\n");
-    bus.answer(ra8803Id);
-    EXPECT_TRUE(bus.lcd.init());
-    EXPECT_EQ(bus.lcd.lcdType(), 1U) << "a variant once found is kept";
-}
-
-TEST(LcdRa8822, GoesOnWithAnInterruptedWait)
-{
-    Bus bus;
-    bus.bringUp(ra8803Id);
-    bus.waits.interruptNext();
-    EXPECT_TRUE(bus.lcd.writeData(0));
-    EXPECT_EQ(bus.pins.takeWaveform(), "data->out data=00 RS=1 CS=1 RD=0 WR=1 10us 5us WR=0 CS=0");
+    EXPECT_EQ(bus.log.take(), "! ERROR: failed to initialize one or more gpio(s)\n"
+                              "! ERROR: unable to reset lcd controller; broken\n"
+                              "! ERROR: error while resetting lcd controller\n");
 }

@@ -13,80 +13,66 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr unsigned data0 = 40;
-constexpr unsigned registerSelect = 48;
-constexpr unsigned chipSelect = 49;
-constexpr unsigned readStrobe = 50;
-constexpr unsigned writeStrobe = 51;
-constexpr unsigned reset = 52;
-
-/** The bus by hand, with a clock that stands still unless told otherwise. */
+/** The bus by hand, with a clock that stands still but during a strobe. */
 class Bench {
 public:
-    explicit Bench(ChipVariant chip) : board(config(chip), [this] { return now; })
-    {
-        for (unsigned gpio = data0; gpio <= reset; ++gpio) {
-            board.makeOutput(gpio, gpio >= chipSelect);
-        }
-    }
-    void data(unsigned char byte)
-    {
-        for (unsigned i = 0; i < 8; ++i) {
-            board.drive(data0 + i, (byte >> i & 1U) != 0);
-        }
-    }
+    using Line = bool LcdLevels::*;
+    using Action = std::function<void()>;
+
+    explicit Bench(ChipVariant chip) : bus(chip, 10us) {}
+
     void write(bool select, unsigned char byte)
     {
-        data(byte);
-        board.drive(registerSelect, select);
-        strobe(writeStrobe, [] {});
+        levels.data = byte;
+        levels.dataDriven = 0xFF;
+        drive(&LcdLevels::registerSelect, select);
+        strobe(&LcdLevels::writeStrobe, [] {});
     }
-    template <typename Meanwhile>
-    void strobe(unsigned line, Meanwhile meanwhile, std::chrono::nanoseconds width = 10us)
+    void writeRa8806(unsigned char reg, unsigned char value)
     {
-        board.drive(chipSelect, false);
-        board.drive(line, false);
-        now += width;
-        meanwhile();
-        board.drive(line, true);
-        board.drive(chipSelect, true);
+        write(true, reg);
+        write(false, value);
     }
-    unsigned char read(bool select)
+    unsigned read(bool select)
     {
         unsigned byte = 0;
-        for (unsigned i = 0; i < 8; ++i) {
-            board.makeInput(data0 + i);
-        }
-        board.drive(registerSelect, select);
-        strobe(readStrobe, [&] {
-            for (unsigned i = 0; i < 8; ++i) {
-                byte |= static_cast<unsigned>(board.read(data0 + i)) << i;
-            }
-        });
-        for (unsigned i = 0; i < 8; ++i) {
-            board.makeOutput(data0 + i, false);
-        }
-        return static_cast<unsigned char>(byte);
+        levels.dataDriven = 0;
+        drive(&LcdLevels::registerSelect, select);
+        strobe(&LcdLevels::readStrobe, [&] { byte = bus.drivenByte().value_or(0); });
+        EXPECT_FALSE(bus.drivenByte());
+        return byte;
     }
-    std::vector<BusFault::Kind> faults() const
+    void strobe(Line line, const Action& meanwhile, std::chrono::nanoseconds width = 10us)
     {
-        std::vector<BusFault::Kind> kinds;
-        for (const BusFault& fault : board.busFaults()) {
-            kinds.push_back(fault.kind);
-        }
-        return kinds;
+        pulse(&LcdLevels::chipSelect, [&] {
+            pulse(line, [&] {
+                now += width;
+                meanwhile();
+            });
+        });
     }
+    /** Drives the line low meanwhile. */
+    void pulse(Line line, const Action& meanwhile)
+    {
+        drive(line, false);
+        meanwhile();
+        drive(line, true);
+    }
+    void drive(Line line, bool level)
+    {
+        levels.*line = level;
+        bus.update(levels, now);
+    }
+    void driveData(unsigned char byte)
+    {
+        levels.data = byte;
+        bus.update(levels, now);
+    }
+    unsigned char shownCode(std::size_t column) const { return bus.chip().shownCell(column, 0).code; }
 
     std::chrono::nanoseconds now{0};
-    Board board;
-
-private:
-    static BoardConfig config(ChipVariant chip)
-    {
-        BoardConfig config;
-        config.chip = chip;
-        return config;
-    }
+    LcdLevels levels;
+    LcdBus bus;
 };
 
 std::unique_ptr<sysfs::ISysfsGpio> pinOn(Board& board, unsigned gpio)
@@ -96,8 +82,7 @@ std::unique_ptr<sysfs::ISysfsGpio> pinOn(Board& board, unsigned gpio)
     return pin;
 }
 
-template <typename Action>
-int errorOf(Action action)
+int errorOf(const std::function<void()>& action)
 {
     try {
         action();
@@ -117,32 +102,23 @@ TEST(LcdBus, DecodesCyclesAsTheVariantDoes)
     ra8803.write(false, 0x20);
     ra8803.write(false, 0x18);
     ra8803.write(false, 0x20);
-    EXPECT_EQ(ra8803.read(false), 0x18);
+    EXPECT_EQ(ra8803.read(false), 0x18U);
     ra8803.write(true, 'x');
-    EXPECT_EQ(ra8803.board.view().lcd->lines[0][0].code, 'x');
-    EXPECT_EQ(ra8803.read(true), 0x40);
+    EXPECT_EQ(ra8803.shownCode(0), 'x');
+    EXPECT_EQ(ra8803.read(true), 0x40U);
 
     Bench ra8806(ChipVariant::Ra8806);
-    ra8806.write(true, 0x20);
-    ra8806.write(false, 0x18);
-    EXPECT_EQ(ra8806.read(false), 0x18);
-    ra8806.write(true, 0xB0);
-    ra8806.write(false, 'x');
+    ra8806.writeRa8806(0x20, 0x18);
+    EXPECT_EQ(ra8806.read(false), 0x18U);
+    ra8806.writeRa8806(0xB0, 'x');
     ra8806.write(false, 'y');
-    EXPECT_EQ(ra8806.board.view().lcd->lines[0][1].code, 'y');
-    EXPECT_EQ(ra8806.read(true), 0x40);
-    EXPECT_TRUE(ra8803.faults().empty() && ra8806.faults().empty());
-}
-
-TEST(LcdBus, KeepsMemoryButNotRegistersOverAReset)
-{
-    Bench bench(ChipVariant::Ra8806);
-    bench.write(true, 0xB0);
-    bench.write(false, 'x');
-    bench.board.drive(reset, false);
-    bench.board.drive(reset, true);
-    EXPECT_EQ(bench.board.lcdRegister(0x60), 0);
-    EXPECT_EQ(bench.board.view().lcd->lines[0][0].code, 'x');
+    EXPECT_EQ(ra8806.read(true), 0x40U);
+    ra8806.pulse(&LcdLevels::reset, [] {});
+    EXPECT_EQ(ra8806.bus.chip().registerValue(0x60), 0) << "a reset clears registers but not the memory";
+    EXPECT_EQ(ra8806.shownCode(0), 'x');
+    ra8806.writeRa8806(0x20, 0x18);
+    EXPECT_EQ(ra8806.shownCode(1), 'y');
+    EXPECT_EQ(ra8803.bus.faultCount() + ra8806.bus.faultCount(), 0U);
 }
 
 TEST(LcdBus, NoticesWhatAChipWouldSufferFrom)
@@ -153,62 +129,50 @@ TEST(LcdBus, NoticesWhatAChipWouldSufferFrom)
         std::function<void(Bench&)> action;
         std::vector<Kind> faults;
     };
+    const auto nothing = [] {};
+    const auto chipSelect = &LcdLevels::chipSelect;
+    const auto readStrobe = &LcdLevels::readStrobe;
+    const auto writeStrobe = &LcdLevels::writeStrobe;
+    const auto moveData = [](Bench& b) {
+        b.driveData(1);
+        b.driveData(3);
+    };
     const Case cases[] = {
-        {"data moved", [](Bench& b) { b.strobe(writeStrobe, [&] { b.data(0xFF); }); }, {Kind::DataChanged}},
+        {"data moved", [&](Bench& b) { b.strobe(writeStrobe, [&] { moveData(b); }); }, {Kind::DataChanged}},
         {"register select moved",
-         [](Bench& b) { b.strobe(readStrobe, [&] { b.board.drive(registerSelect, true); }); },
-         {Kind::Contention, Kind::DataChanged}},
+         [&](Bench& b) { b.strobe(readStrobe, [&] { b.drive(&LcdLevels::registerSelect, true); }); },
+         {Kind::DataChanged}},
         {"both strobes",
-         [](Bench& b) {
-             b.strobe(writeStrobe, [&] {
-                 b.board.drive(readStrobe, false);
-                 b.board.drive(readStrobe, true);
-             });
-         },
+         [&](Bench& b) { b.strobe(writeStrobe, [&] { b.pulse(readStrobe, nothing); }); },
          {Kind::BothStrobes}},
-        {"short strobe",
-         [](Bench& b) {
-             b.strobe(
-                 writeStrobe, [] {}, 9999ns);
-         },
-         {Kind::ShortStrobe}},
+        {"short strobe", [&](Bench& b) { b.strobe(writeStrobe, nothing, 9999ns); }, {Kind::ShortStrobe}},
         {"chip select released",
-         [](Bench& b) { b.strobe(writeStrobe, [&] { b.board.drive(chipSelect, true); }); },
+         [&](Bench& b) { b.strobe(writeStrobe, [&] { b.drive(chipSelect, true); }); },
          {Kind::ChipSelectMoved}},
         {"access during reset",
-         [](Bench& b) {
-             b.board.drive(reset, false);
-             b.write(true, 0);
-             b.board.drive(reset, true);
-         },
+         [](Bench& b) { b.pulse(&LcdLevels::reset, [&] { b.write(true, 0); }); },
          {Kind::AccessDuringReset}},
-        {"contention", [](Bench& b) { b.strobe(readStrobe, [] {}); }, {Kind::Contention}},
         {"strobe before chip select",
-         [](Bench& b) {
-             b.board.drive(writeStrobe, false);
-             b.board.drive(chipSelect, false);
-             b.now += 10us;
-             b.board.drive(writeStrobe, true);
-             b.board.drive(chipSelect, true);
+         [&](Bench& b) {
+             b.drive(writeStrobe, false);
+             b.strobe(writeStrobe, nothing);
          },
          {Kind::ChipSelectMoved}},
-        {"strobe without chip select",
-         [](Bench& b) {
-             b.board.drive(writeStrobe, false);
-             b.board.drive(writeStrobe, true);
-         },
-         {}},
+        {"strobe without chip select", [&](Bench& b) { b.pulse(writeStrobe, nothing); }, {}},
     };
     for (const Case& c : cases) {
         Bench bench(ChipVariant::Ra8806);
         c.action(bench);
-        EXPECT_EQ(bench.faults(), c.faults) << c.what;
-        EXPECT_EQ(bench.board.busFaultCount(), c.faults.size());
-        bench.board.clearBusFaults();
-        bench.write(true, 0x20);
-        bench.write(false, 0x18);
-        EXPECT_EQ(bench.read(false), 0x18) << "works on after: " << c.what;
-        EXPECT_TRUE(bench.faults().empty());
+        std::vector<Kind> kinds;
+        for (const BusFault& fault : bench.bus.faults()) {
+            kinds.push_back(fault.kind);
+        }
+        EXPECT_EQ(kinds, c.faults) << c.what;
+        EXPECT_EQ(bench.bus.faultCount(), c.faults.size());
+        bench.bus.clearFaults();
+        bench.writeRa8806(0x20, 0x18);
+        EXPECT_EQ(bench.read(false), 0x18U) << "works on after: " << c.what;
+        EXPECT_TRUE(bench.bus.faults().empty() && bench.bus.faultCount() == 0);
     }
 }
 
@@ -234,16 +198,8 @@ TEST(BoardGpio, AnswersAsTheKernelDoes)
 TEST(BoardGpio, FailsWhenItIsToldTo)
 {
     Board board{BoardConfig()};
-    PinFault second;
-    second.gpio = 20;
-    second.operation = PinOperation::SetValue;
-    second.call = 2;
-    board.failPin(second);
-    PinFault refused;
-    refused.kind = PinFault::Kind::False;
-    refused.gpio = 21;
-    refused.lasting = true;
-    board.failPin(refused);
+    board.failPin({20, PinOperation::SetValue, 2});
+    board.failPin({21, {}, 1, true, PinFault::Kind::False});
     const auto a = pinOn(board, 20);
     const auto b = pinOn(board, 21);
     EXPECT_TRUE(a->init(false, PinDirectionEn::Output, false));
@@ -259,6 +215,18 @@ TEST(BoardGpio, FailsWhenItIsToldTo)
     EXPECT_TRUE(b->init(false, PinDirectionEn::Output, true));
 }
 
+TEST(Board, TellsTheBusWhatItsLinesDo)
+{
+    Board board{BoardConfig()};
+    for (const unsigned dataThenSelectThenReadStrobe : {40U, 49U, 50U}) {
+        board.makeOutput(dataThenSelectThenReadStrobe, false);
+    }
+    EXPECT_EQ(board.busFaults().at(0).kind, BusFault::Kind::Contention);
+    EXPECT_EQ(board.busFaultCount(), 1U);
+    board.clearBusFaults();
+    EXPECT_EQ(board.busFaults().size() + board.busFaultCount(), 0U);
+}
+
 TEST(Board, RefusesWiringThatOverlapsAndKeysThatItHasNot)
 {
     BoardConfig config;
@@ -270,24 +238,24 @@ TEST(Board, RefusesWiringThatOverlapsAndKeysThatItHasNot)
 
 TEST(PanelText, DrawsThePanelPlainAndForATerminal)
 {
+    const std::string plainLeds = "LEDs ● ○   keys  0  [1]\n";
     PanelView view;
     view.leds = {true, false};
     view.keys = {false, true};
+    EXPECT_EQ(drawPanel(view, TextStyle::Plain), plainLeds);
     view.lcd.emplace();
-    view.lcd->displayOn = true;
-    view.lcd->contrast = 15;
+    view.lcd->backlight = true;
     view.lcd->lines = {{{'a', false}, {0xE4, true}, {0x01, true}}, {{'b', false}, {'c', false}, {'d', false}}};
+    EXPECT_EQ(drawPanel(view, TextStyle::Plain), "┌─────┐\n│     │\n│     │\n└─────┘\n"
+                                                 "display off, backlight on\n" +
+                                                     plainLeds);
+    view.lcd->displayOn = true;
+    view.lcd->backlight = false;
+    view.lcd->contrast = 15;
     EXPECT_EQ(drawPanel(view, TextStyle::Plain), "┌─────┐\n│ aä· │\n│  ^^ │\n│ bcd │\n└─────┘\n"
-                                                 "display on, backlight off, contrast 15/31\n"
-                                                 "LEDs ● ○   keys  0  [1]\n");
+                                                 "display on, backlight off, contrast 15/31\n" +
+                                                     plainLeds);
     EXPECT_EQ(drawPanel(view, TextStyle::Terminal), "┌─────┐\n│ a\033[7mä·\033[0m │\n│ bcd │\n└─────┘\n"
                                                     "display on, backlight off, contrast 15/31\n"
                                                     "LEDs \033[32m●\033[0m ○   keys  0  [1]\n");
-    view.lcd->displayOn = false;
-    view.lcd->backlight = true;
-    view.lcd->contrast.reset();
-    EXPECT_EQ(drawPanel(view, TextStyle::Plain), "┌─────┐\n│     │\n│     │\n└─────┘\ndisplay off, backlight on\n"
-                                                 "LEDs ● ○   keys  0  [1]\n");
-    view.lcd.reset();
-    EXPECT_EQ(drawPanel(view, TextStyle::Plain), "LEDs ● ○   keys  0  [1]\n");
 }

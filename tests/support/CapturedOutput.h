@@ -4,58 +4,49 @@
 #include <mutex>
 #include <streambuf>
 #include <string>
+#include <utility>
 
-/** Keeps what any thread writes, as the standard streams themselves may be written to by several threads at once. */
-class SharedBuffer : public std::streambuf {
-public:
-    std::string text() const
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        return kept;
-    }
-
-protected:
-    std::streamsize xsputn(const char* characters, std::streamsize count) override
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        kept.append(characters, static_cast<std::size_t>(count));
-        return count;
-    }
-    int overflow(int character) override
-    {
-        const char narrow = traits_type::to_char_type(character);
-        xsputn(&narrow, 1);
-        return character;
-    }
-
-private:
-    mutable std::mutex mutex;
-    std::string kept;
-};
-
-/** While it lives, std::cout and std::cerr are kept; at its end both are as they were, their number base included. */
+/** While it lives, it keeps what any thread writes to std::cout and std::cerr; at its end both are as they were. */
 class CapturedOutput {
 public:
-    CapturedOutput() : coutState(nullptr), coutBuffer(std::cout.rdbuf(&outText)), cerrBuffer(std::cerr.rdbuf(&errText))
-    {
-        coutState.copyfmt(std::cout);
-    }
-    ~CapturedOutput()
-    {
-        std::cout.rdbuf(coutBuffer);
-        std::cerr.rdbuf(cerrBuffer);
-        std::cout.copyfmt(coutState);
-    }
-    CapturedOutput(const CapturedOutput&) = delete;
-    CapturedOutput& operator=(const CapturedOutput&) = delete;
+    CapturedOutput() { coutFormat.copyfmt(std::cout); }
+    ~CapturedOutput() { std::cout.copyfmt(coutFormat); }
 
-    std::string out() const { return outText.text(); }
-    std::string err() const { return errText.text(); }
+    /** Takes the text since the last call; a line on standard error begins with "! ". */
+    std::string take()
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return std::exchange(text, "");
+    }
 
 private:
-    SharedBuffer outText;
-    SharedBuffer errText;
-    std::ios coutState;
-    std::streambuf* coutBuffer;
-    std::streambuf* cerrBuffer;
+    class Diversion : public std::streambuf {
+    public:
+        Diversion(CapturedOutput& itsOwner, std::ostream& itsStream, const char* itsMark)
+            : owner(itsOwner), stream(itsStream), mark(itsMark), original(stream.rdbuf(this))
+        {
+        }
+        ~Diversion() override { stream.rdbuf(original); }
+
+    protected:
+        int overflow(int character) override
+        {
+            const std::lock_guard<std::mutex> lock(owner.mutex);
+            owner.text += owner.text.empty() || owner.text.back() == '\n' ? mark : "";
+            owner.text += traits_type::to_char_type(character);
+            return character;
+        }
+
+    private:
+        CapturedOutput& owner;
+        std::ostream& stream;
+        const char* mark;
+        std::streambuf* original;
+    };
+
+    std::mutex mutex;
+    std::string text;
+    std::ios coutFormat{nullptr};
+    Diversion out{*this, std::cout, ""};
+    Diversion err{*this, std::cerr, "! "};
 };

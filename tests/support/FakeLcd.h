@@ -1,39 +1,48 @@
 #pragma once
 
 #include "frontpanelhw/lcd/ILcd.h"
-
-#include <array>
-#include <set>
-#include <string>
+#include "tests/support/FakePins.h"
 
 /**
- * An LCD bus that only tells what is done on it: "w 12 A1" a register write, "v 12 A1 FF" one with read-back check and
- * its mask, "r 10" a register read, "d 41" display data, "s" the status read, "reset", "deinit", "backlight 1".
+ * An LCD bus that only tells what is done on it: "12=A1" a register write, "12=A1/FF" one with read-back check and its
+ * mask, "10?" a register read, "d41" display data, "status", "reset", "deinit", "BL=1". Registers read as written.
  */
 class FakeLcd : public frontpanelhw::lcd::ILcd {
 public:
+    explicit FakeLcd(const Record& itsRecord) : record(itsRecord) {}
+
     bool initialized = true;
-    unsigned char status = 0x40;
     std::array<unsigned char, 256> registers{};
-    std::set<std::string> failing; ///< accesses that answer false
 
-    /** Takes the accesses since the last call, with a comma between them. */
-    std::string take();
-
-    bool resetController() override { return happen("reset"); }
-    bool deinit() override { return happen("deinit"); }
-    bool setBacklight(bool on) override { return happen(on ? "backlight 1" : "backlight 0"); }
-    bool writeCmd(unsigned char reg, unsigned char value) override;
-    bool readCmd(unsigned char reg, unsigned char& value) override;
-    bool readStatus(unsigned char& value) override;
-    bool writeCmdAndVerify(unsigned char reg, unsigned char value, unsigned char mask) override;
-    bool writeData(unsigned char value) override;
+    bool resetController() override { return record.happen("reset"); }
+    bool deinit() override { return record.happen("deinit"); }
+    bool setBacklight(bool on) override { return record.happen(on ? "BL=1" : "BL=0"); }
+    bool writeCmd(unsigned char reg, unsigned char value) override { return write(reg, value, ""); }
+    bool writeCmdAndVerify(unsigned char reg, unsigned char value, unsigned char mask) override
+    {
+        return write(reg, value, "/" + hex(mask));
+    }
+    bool readCmd(unsigned char reg, unsigned char& value) override
+    {
+        value = registers.at(reg);
+        return record.happen(hex(reg) + "?");
+    }
+    bool readStatus(unsigned char& value) override
+    {
+        value = initialized ? 0x0A : value;
+        return initialized && record.happen("status");
+    }
+    bool writeData(unsigned char value) override { return record.happen("d" + hex(value)); }
     bool isInitialized() override { return initialized; }
     unsigned getLines() const override { return 3; }
     unsigned getChars() const override { return 25; }
 
 private:
-    bool happen(const std::string& access);
+    bool write(unsigned char reg, unsigned char value, const std::string& mask)
+    {
+        registers.at(reg) = value;
+        return record.happen(hex(reg) + "=" + hex(value) + mask);
+    }
 
-    std::string accesses;
+    const Record& record;
 };

@@ -1,27 +1,25 @@
 #include "tests/support/FakePins.h"
 
+#include <utility>
+
+namespace {
+
 class FakeGpio : public sysfs::ISysfsGpio {
 public:
-    explicit FakeGpio(const FakePins& itsPins) : pins(itsPins) {}
-    ~FakeGpio() override { pins.tell("delete " + name()); }
+    FakeGpio(const FakePins& itsPins, unsigned itsNumber) : pins(itsPins), number(itsNumber) {}
+    ~FakeGpio() override { pins.happen("delete " + name()); }
 
-    bool init(bool inverted, sysfs::PinDirectionEn direction, bool initialValue) override
+    bool init(bool inverted, sysfs::PinDirectionEn direction, bool value) override
     {
-        return pins.happen("init " + name() + (inverted ? " inverted" : "") +
-                           (direction == sysfs::PinDirectionEn::Output ? " out " : " in ") + digit(initialValue));
+        return pins.happen("init " + name() + (inverted ? " inverted " : " ") + word(direction) + (value ? "1" : "0"));
     }
     void deinit() override { pins.happen("deinit " + name()); }
-    void setDirection(sysfs::PinDirectionEn direction) override
-    {
-        pins.happen((direction == sysfs::PinDirectionEn::Output ? "out " : "in ") + name());
-    }
-    bool setValue(bool value) override { return pins.happen(name() + "=" + digit(value)); }
+    void setDirection(sysfs::PinDirectionEn direction) override { pins.happen(word(direction) + name()); }
+    bool setValue(bool value) override { return pins.happen(name() + (value ? "=1" : "=0")); }
     bool getValue() const override
     {
         pins.happen(name() + "?");
-        const std::lock_guard<std::mutex> lock(pins.mutex);
-        const auto found = pins.levels.find(number);
-        return found != pins.levels.end() && found->second;
+        return pins.levels.at(number);
     }
     void exportGpio(unsigned gpioNumber) override
     {
@@ -32,61 +30,34 @@ public:
 
 private:
     std::string name() const { return std::to_string(number); }
-    static const char* digit(bool value) { return value ? "1" : "0"; }
+    static std::string word(sysfs::PinDirectionEn d) { return d == sysfs::PinDirectionEn::Output ? "out " : "in "; }
 
     const FakePins& pins;
-    unsigned number = 0;
+    unsigned number;
 };
 
-std::unique_ptr<sysfs::ISysfsGpio> FakePins::create() const
-{
-    happen("create");
-    return std::make_unique<FakeGpio>(*this);
-}
+} // namespace
 
-void FakePins::breakOn(const std::string& event)
+bool Record::happen(const std::string& event) const
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    broken.insert(event);
-}
-
-void FakePins::refuse(const std::string& event)
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    refused.insert(event);
-}
-
-void FakePins::setLevel(unsigned gpio, bool level)
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    levels[gpio] = level;
-}
-
-void FakePins::tell(const std::string& event) const
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    events.push_back(event);
-}
-
-bool FakePins::happen(const std::string& event) const
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    events.push_back(event);
+    events += (events.empty() ? "" : " ") + event;
     if (broken.count(event) != 0) {
         throw Broken();
     }
     return refused.count(event) == 0;
 }
 
-std::string FakePins::take() const
+std::string Record::take() const
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    std::string text;
-    for (const std::string& event : events) {
-        text += (text.empty() ? "" : " ") + event;
-    }
-    events.clear();
-    return text;
+    return std::exchange(events, "");
+}
+
+std::unique_ptr<sysfs::ISysfsGpio> FakePins::create() const
+{
+    happen("create");
+    return std::make_unique<FakeGpio>(*this, created++);
 }
 
 std::string FakePins::takeWaveform() const
@@ -104,14 +75,19 @@ std::string FakePins::takeWaveform() const
     for (unsigned byte = 0; byte < 256; ++byte) {
         std::string bits;
         for (unsigned line = 0; line < 8; ++line) {
-            bits += " " + std::to_string(line) + "=" + ((byte >> line & 1U) != 0 ? "1" : "0");
+            bits += " " + std::to_string(line) + "=" + std::to_string(byte >> line & 1U);
         }
-        const char* const digits = "0123456789ABCDEF";
-        rename(bits, std::string(" data=") + digits[byte >> 4] + digits[byte & 0xF]);
+        rename(bits, " data=" + hex(static_cast<unsigned char>(byte)));
     }
     unsigned line = 8;
     for (const char* name : {" RS=", " CS=", " RD=", " WR=", " RST=", " BL="}) {
         rename(" " + std::to_string(line++) + "=", name);
     }
     return text.substr(1);
+}
+
+std::string hex(unsigned char byte)
+{
+    const char* const digits = "0123456789ABCDEF";
+    return {digits[byte >> 4], digits[byte & 0xF]};
 }

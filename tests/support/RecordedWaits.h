@@ -4,16 +4,15 @@
 #include <string>
 
 /**
- * While it lives, the sleeps of the thread that made it take no time: each is told instead, as "10us", "300ms" or "2s".
- * Other threads sleep as ever.
+ * While it lives, the sleeps of the thread that made it take no time: each is told instead, as "10us", "300ms" or "2s",
+ * and is interrupted by a signal halfway when the answer is false. Other threads sleep as ever.
  */
 class RecordedWaits {
 public:
-    explicit RecordedWaits(std::function<void(const std::string&)> tell = {});
+    using Listener = std::function<bool(const std::string& wait)>;
+
+    explicit RecordedWaits(Listener listener = [](const std::string&) { return true; });
     ~RecordedWaits();
     RecordedWaits(const RecordedWaits&) = delete;
     RecordedWaits& operator=(const RecordedWaits&) = delete;
-
-    /** The next sleep is interrupted by a signal, with half of it remaining. */
-    void interruptNext();
 };

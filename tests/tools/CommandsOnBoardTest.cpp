@@ -1,91 +1,203 @@
 #include "panelsim/Board.h"
 #include "panelsim/InstalledBoard.h"
 #include "panelsim/PanelText.h"
-#include "tools/Frontpanel.h"
+#include "tests/tools/RunTool.h"
 
+#include <chrono>
+#include <csignal>
+#include <functional>
 #include <gtest/gtest.h>
-
-#include <sstream>
-#include <vector>
+#include <thread>
+#include <unistd.h>
 
 using panelsim::Board;
 using panelsim::BoardConfig;
+using panelsim::PinFault;
+using panelsim::PinOperation;
 
 namespace {
 
-/** Runs a command of the tool on the installed board. @return its exit status, with what it wrote but the library's
- * INFO lines */
-std::string run(std::vector<const char*> arguments)
+std::string drawn(const Board& board)
 {
-    arguments.insert(arguments.begin(), "frontpanel");
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    const int status = tools::runFrontpanel(static_cast<int>(arguments.size()), arguments.data());
-    std::istringstream written(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr());
-    std::string text = std::to_string(status);
-    for (std::string line; std::getline(written, line);) {
-        text += line.rfind("INFO: ", 0) == 0 ? "" : "|" + line;
+    return drawPanel(board.view(), panelsim::TextStyle::Plain);
+}
+
+std::string ledsAndKeys(const std::string& panel)
+{
+    return panel.substr(panel.find("LEDs"));
+}
+
+/** Waits for what a command leads to, but not forever: when it does not come, the expectation that follows fails. */
+void waitUntil(const std::function<bool()>& happened)
+{
+    for (int i = 0; i < 10000 && !happened(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
+}
+
+/** @return the panel when it shows the text */
+std::string waitFor(const Board& board, const std::string& text)
+{
+    waitUntil([&] { return drawn(board).find(text) != std::string::npos; });
+    return drawn(board);
+}
+
+/** Lets a command for three keys get to its polling, or poll until each key that is held has repeated. */
+void letPoll(const Board& board)
+{
+    const auto enough = board.pinOperations() + 60;
+    waitUntil([&] { return board.pinOperations() >= enough; });
+}
+
+/** Runs a command that a person ends with SIGTERM after having done something. */
+std::string runWith(const std::function<void()>& person, const std::string& words)
+{
+    std::thread thread([&person] {
+        sigset_t all{};
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, nullptr);
+        person();
+        kill(getpid(), SIGTERM);
+    });
+    const std::string text = runTool(words);
+    thread.join();
     return text;
 }
 
-std::string ledsAndKeys(const Board& board)
-{
-    const std::string text = drawPanel(board.view(), panelsim::TextStyle::Plain);
-    return text.substr(text.find("LEDs"));
-}
+const std::string edge = "───────────────────────────";
+const std::string top = "┌" + edge + "┐\n";
+const std::string bottom = "└" + edge + "┘\ndisplay on, backlight on\n";
+const std::string blank = "│                           │\n";
+const std::string inverted = "│ ^^^^^^^^^^^^^^^^^^^^^^^^^ │\n";
 
-} // namespace
-
-TEST(CommandsOnBoard, DoWhatTheySay)
+TEST(CommandsOnBoard, SwitchLedsAndPrintText)
 {
     BoardConfig config;
     config.invertedLeds = {3};
+    config.backlightInverted = true;
     Board board(config);
     const panelsim::InstalledBoard installed(board);
-    EXPECT_EQ(run({"detect"}), "0|indoor");
-    EXPECT_EQ(run({"led", "3", "on", "--inverted-leds", "3"}), "0");
-    EXPECT_EQ(run({"led", "5", "on"}), "0");
-    EXPECT_EQ(ledsAndKeys(board), "LEDs ○ ○ ○ ● ○ ● ○ ○   keys  0   1   2\n") << "one LED leaves the others alone";
-    EXPECT_EQ(run({"print", "Gr\u00fc\u00dfe", "", "21 \u00b0C", "--invert", "2:0-1"}), "0");
-    EXPECT_EQ(drawPanel(board.view(), panelsim::TextStyle::Plain), "┌───────────────────────────┐\n"
-                                                                   "│ Grüße                     │\n"
-                                                                   "│                           │\n"
-                                                                   "│ 21 °C                     │\n"
-                                                                   "│ ^^                        │\n"
-                                                                   "└───────────────────────────┘\n"
-                                                                   "display on, backlight on\n"
-                                                                   "LEDs ○ ○ ○ ● ○ ● ○ ○   keys  0   1   2\n");
-    EXPECT_EQ(run({"leds", "off", "--inverted-leds", "3"}), "0");
-    EXPECT_EQ(run({"lamptest", "0"}), "0");
-    EXPECT_EQ(ledsAndKeys(board), "LEDs ○ ○ ○ ● ○ ○ ○ ○   keys  0   1   2\n") << "LED 3 was not said to be inverted";
+    const struct {
+        std::string words, leds;
+    } cases[] = {{"leds off --inverted-leds 3", "○ ○ ○ ○ ○ ○ ○ ○"},
+                 {"leds on", "● ● ● ○ ● ● ● ●"}, // LED 3 was not said to be inverted
+                 {"led 7 off", "● ● ● ○ ● ● ● ○"},
+                 {"lamptest 0 --leds-on 1", "○ ● ○ ● ○ ○ ○ ○"},
+                 {"led 3 on --inverted-leds 3", "○ ● ○ ● ○ ○ ○ ○"},
+                 {"print Grüße  21°C --invert 0:1-2 --invert 0:23 --invert 2 --inverted-leds 28", "○ ● ○ ● ○ ○ ○ ○"}};
+    for (const auto& row : cases) {
+        EXPECT_EQ(runTool(row.words), "0") << row.words;
+        EXPECT_EQ(ledsAndKeys(drawn(board)), "LEDs " + row.leds + "   keys  0   1   2\n") << row.words;
+    }
+    EXPECT_EQ(drawn(board), top + "│ Grüße                     │\n│  ^^                    ^  │\n" + blank +
+                                "│ 21°C                      │\n" + inverted + bottom +
+                                "LEDs ○ ● ○ ● ○ ○ ○ ○   keys  0   1   2\n");
     EXPECT_EQ(board.claimedLines(), 0U);
     EXPECT_EQ(board.busFaultCount(), 0U);
 }
 
-TEST(CommandsOnBoard, SayInOneLineWhatFailed)
+TEST(CommandsOnBoard, ShowLampsAndKeysUntilTheyAreEnded)
 {
     BoardConfig config;
-    config.panelId = 3;
+    config.ledCount = 3;
+    config.invertedLeds = {1};
+    config.backlightInverted = true;
     Board board(config);
     const panelsim::InstalledBoard installed(board);
-    EXPECT_EQ(run({"detect"}),
-              "1|WARNING: detected unknown front panel type: 3|frontpanel: ID lines (GPIO 4 to 7) show no known panel");
-    EXPECT_EQ(run({"led", "1", "on", "--led-base", "60"}), "1|frontpanel: GPIO 61: no such GPIO on this board: "
-                                                           "Invalid argument");
-    panelsim::PinFault refused;
-    refused.gpio = 22;
-    refused.kind = panelsim::PinFault::Kind::False;
-    refused.lasting = true;
-    board.failPin(refused);
-    EXPECT_EQ(run({"led", "2", "on"}), "1|frontpanel: LED 2 on GPIO 22 did not take its level");
-    panelsim::PinFault broken;
-    broken.gpio = 51;
-    broken.operation = panelsim::PinOperation::SetValue;
-    broken.lasting = true;
-    board.failPin(broken);
-    const std::string failed = run({"print", "x", "--panel", "indoor"});
-    EXPECT_EQ(failed.front(), '1');
-    EXPECT_EQ(failed.substr(failed.rfind('|')), "|frontpanel: the display failed to show the text");
-    EXPECT_EQ(board.claimedLines(), 0U);
+    const std::string wiring = " --led-count 3 --inverted-leds 1,23 --leds-on 0";
+    const std::string events = "0|key 1 pressed|key 1 repeated|key 1 released|key 2 pressed|key 2 repeated";
+    std::string seen;
+    const auto lampWatcher = [&] { seen = waitFor(board, inverted + "└"); };
+    EXPECT_EQ(runWith(lampWatcher, "lamptest 60" + wiring), "0");
+    seen += ledsAndKeys(drawn(board));
+    EXPECT_EQ(seen, top + blank + inverted + blank + inverted + blank + inverted + bottom +
+                        "LEDs ● ● ●   keys  0   1   2\nLEDs ● ○ ○   keys  0   1   2\n");
+
+    const auto typist = [&] {
+        letPoll(board);
+        board.press(1);
+        letPoll(board);
+        board.release(1);
+        board.press(2);
+        letPoll(board);
+    };
+    EXPECT_EQ(runWith(typist, "keys --key-count 3"), events);
+    board.release(2);
+    EXPECT_EQ(ledsAndKeys(drawn(board)), "LEDs ● ○ ○   keys  0   1   2\n") << "keys leaves LEDs alone";
+
+    std::string page;
+    const auto player = [&] {
+        seen = ledsAndKeys(waitFor(board, "Press a key "));
+        board.press(1);
+        seen += ledsAndKeys(waitFor(board, "Key 1 held ("));
+        board.release(1);
+        page = waitFor(board, "Key 1 released ");
+        board.press(2);
+        seen += ledsAndKeys(waitFor(board, "Key 2 held ("));
+    };
+    EXPECT_EQ(runWith(player, "demo --lamp-seconds 0" + wiring), events);
+    EXPECT_EQ(seen, "LEDs ● ○ ○   keys  0   1   2\nLEDs ● ● ○   keys  0  [1]  2\nLEDs ● ○ ●   keys  0   1  [2]\n");
+    EXPECT_EQ(page.find(top + "│  Front panel              │\n" + inverted + "│ Key 1 released            │\n"), 0U);
+    EXPECT_EQ(page.find("Events: 0"), std::string::npos);
+    EXPECT_EQ(drawn(board), top + blank + blank + blank + bottom + "LEDs ○ ○ ○   keys  0   1  [2]\n");
 }
+
+TEST(CommandsOnBoard, SayInOneLineWhatFailedAndLeaveNoLedLit)
+{
+    const BoardConfig indoor;
+    const BoardConfig outdoor = panelsim::outdoorBoard();
+    const PinFault none{99};
+    const PinFault badLcd{51, PinOperation::SetValue, 1, true};
+    const PinFault badLed{27, PinOperation::SetValue, 1, true};
+    const PinFault badKey{11, PinOperation::GetValue, 1, true};
+    const auto refusing = [](unsigned gpio) { return PinFault{gpio, {}, 1, true, PinFault::Kind::False}; };
+    const std::string demo = "demo --lamp-seconds 0";
+    const std::string start = "Press a key";
+    const std::string held = "1|key 1 pressed|key 1 repeated";
+    const struct {
+        BoardConfig config;
+        PinFault fault;
+        std::string words, outcome;
+        std::string shown = ""; // what the fault waits for on the panel
+        bool presses = false;   // whether key 1 is pressed then
+    } cases[] = {
+        {BoardConfig{3}, none, "detect", "1|frontpanel: ID lines (GPIO 4 to 7) show no known panel"},
+        {outdoor, none, "detect", "0|outdoor"},
+        {outdoor, none, "lamptest 0", "0"},
+        {outdoor, none, "print x", "1|frontpanel: the outdoor panel has no display"},
+        {indoor, none, demo + " --seconds 0", "0"},
+        {indoor, none, "led 1 on --led-base 60", "1|frontpanel: GPIO 61: no such GPIO on this board: Invalid argument"},
+        {indoor, refusing(22), "led 2 on", "1|frontpanel: LED 2 on GPIO 22 did not take its level"},
+        {indoor, badLcd, "print x --panel indoor", "1|frontpanel: the display failed to show the text"},
+        {indoor, badLed, "lamptest 0", "1|frontpanel: GPIO 27: made to fail"},
+        {indoor, badLed, demo, "1|frontpanel: GPIO 27: made to fail"},
+        {indoor, badKey, "keys", "1|frontpanel: GPIO 11: made to fail"},
+        {indoor, badKey, demo, "1|frontpanel: GPIO 11: made to fail"},
+        {indoor, {5, PinOperation::GetValue, 1, true}, "detect", "1|frontpanel: GPIO 5: made to fail"},
+        {indoor, badLcd, "lamptest 60", "1|frontpanel: the display failed during the lamp test", inverted + "└"},
+        {indoor, badLcd, demo, "1|frontpanel: the display failed", start},
+        {indoor, {51, PinOperation::SetValue}, demo, held + "|frontpanel: the display failed", start, true},
+        {indoor, refusing(21), demo, held + "|frontpanel: LED 1 did not take its level", start, true},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.words + row.outcome);
+        Board board(row.config);
+        const panelsim::InstalledBoard installed(board);
+        const auto person = [&] {
+            waitFor(board, row.shown);
+            board.failPin(row.fault);
+            if (row.presses) {
+                board.press(1);
+                waitFor(board, "Key 1 held (");
+            }
+        };
+        if (row.shown.empty()) {
+            board.failPin(row.fault);
+        }
+        EXPECT_EQ(row.shown.empty() ? runTool(row.words) : runWith(person, row.words), row.outcome);
+        EXPECT_EQ(drawn(board).find("●"), std::string::npos);
+        EXPECT_EQ(board.claimedLines(), 0U);
+    }
+}
+
+} // namespace
