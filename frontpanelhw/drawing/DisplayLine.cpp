@@ -63,6 +63,7 @@ bool DisplayLine::getInverted(unsigned index) const
 void DisplayLine::setLine(const std::u16string& text)
 {
     characters.clear();
+    characters.reserve(text.size());
     std::transform(text.begin(), text.end(), std::back_inserter(characters), [](char16_t codeUnit) {
         return DisplayChar{codeUnit, false};
     });

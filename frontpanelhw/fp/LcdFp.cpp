@@ -23,10 +23,8 @@ void LcdFp::fullfillDisplay()
     if (!controller) {
         return;
     }
-    drawing::DisplayLine filled;
-    for (unsigned i = 0; i < getChars(); ++i) {
-        filled.addCharacter({u' ', true});
-    }
+    drawing::DisplayLine filled(getChars());
+    filled.setInverted(0, getChars() - 1, true);
     for (unsigned row = 0; row < getLines(); ++row) {
         controller->printLine(row, filled);
     }
