@@ -1,5 +1,7 @@
 #include "panelsim/LcdBus.h"
 
+#include <cstddef>
+
 namespace panelsim {
 
 namespace {

@@ -10,8 +10,7 @@
 
 namespace panelsim {
 
-/** Electrical levels of the LCD's bus and reset lines, as the processor drives them; strobes, select, reset idle high.
- */
+/** Electrical levels of the LCD's bus and reset lines, as the processor drives them; the control lines idle high. */
 struct LcdLevels {
     unsigned char data = 0;       ///< of the lines that the processor drives; 0 for the others
     unsigned char dataDriven = 0; ///< which data lines the processor drives

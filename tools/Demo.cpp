@@ -37,12 +37,12 @@ std::u16string toLine(const std::string& text)
 
 bool Demo::run(const Wiring& given, const Times& times, Interrupt& interrupt)
 {
-    const Wiring wiring = resolvePanel(given, Panel::usedLines());
-    requireReadable(wiring.keyBase, wiring.keyCount());
+    const Wiring resolved = resolvePanel(given, Panel::usedLines());
+    requireReadable(resolved.keyBase, resolved.keyCount());
     KeyEventQueue events; // outlives the panel, whose polling thread fills it
-    const Panel panel(wiring);
-    Demo demo(panel, wiring.ledCount());
-    panel.run([&] { demo.play(times, interrupt, events); });
+    const Panel fitted(resolved);
+    Demo demo(fitted, resolved);
+    fitted.run([&] { demo.play(times, interrupt, events); });
     return !demo.failed;
 }
 
@@ -68,7 +68,7 @@ void Demo::play(const Times& times, Interrupt& interrupt, KeyEventQueue& events)
     note(panel.show(PrintedPage().toBuffer()), displayFailure);
 }
 
-Demo::Demo(const Panel& shown, unsigned leds) : panel(shown), ledCount(leds)
+Demo::Demo(const Panel& shown, const Wiring& itsWiring) : panel(shown), wiring(itsWiring)
 {
 }
 
@@ -76,9 +76,10 @@ void Demo::apply(const KeyEvent& event)
 {
     ++eventCount;
     lastEvent = sentence(event);
-    if (event.key < ledCount) {
+    if (event.key < wiring.ledCount()) {
         note(panel.keysAndLeds().setLed(event.key, event.change != KeyEvent::Change::Released),
-             "LED " + std::to_string(event.key) + " did not take its level");
+             "LED " + std::to_string(event.key) + " on GPIO " + std::to_string(wiring.ledBase + event.key) +
+                 " did not take its level");
     }
 }
 

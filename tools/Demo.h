@@ -28,7 +28,7 @@ public:
     static bool run(const Wiring& wiring, const Times& times, Interrupt& interrupt);
 
 private:
-    Demo(const Panel& panel, unsigned ledCount);
+    Demo(const Panel& panel, const Wiring& wiring);
 
     void play(const Times& times, Interrupt& interrupt, KeyEventQueue& events);
     void apply(const KeyEvent& event);
@@ -36,7 +36,7 @@ private:
     void note(bool ok, const std::string& failure);
 
     const Panel& panel;
-    unsigned ledCount;
+    const Wiring& wiring;
     unsigned eventCount = 0;
     std::string lastEvent = "Press a key";
     bool failed = false;

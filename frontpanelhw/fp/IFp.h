@@ -10,9 +10,9 @@ namespace frontpanelhw::fp {
  * A front panel with keys and LEDs.
  *
  * Operations are called from one thread at a time, the key callback's thread included; only isRunning and
- * connectAnyKeyChangedCb may be called from anywhere at any time. stop and the destructor must not be
- * called from the key callback, and a panel whose callback uses it is stopped before it is destroyed. Whatever an LED
- * pin throws leaves the operation that wrote it.
+ * connectAnyKeyChangedCb may be called from anywhere at any time. stop and the destructor must not be called from the
+ * key callback, and a panel whose callback uses it is stopped before it is destroyed. Whatever an LED pin throws leaves
+ * the operation that wrote it.
  *
  * Panels write log lines to std::cout, from the polling thread too; that needs std::cout to be synchronised with stdio,
  * as it is by default.

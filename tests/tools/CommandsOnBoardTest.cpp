@@ -177,7 +177,7 @@ TEST(CommandsOnBoard, SayInOneLineWhatFailedAndLeaveNoLedLit)
         {indoor, badLcd, "lamptest 60", "1|frontpanel: the display failed during the lamp test", inverted + "└"},
         {indoor, badLcd, demo, "1|frontpanel: the display failed", start},
         {indoor, {51, PinOperation::SetValue}, demo, held + "|frontpanel: the display failed", start, true},
-        {indoor, refusing(21), demo, held + "|frontpanel: LED 1 did not take its level", start, true},
+        {indoor, refusing(21), demo, held + "|frontpanel: LED 1 on GPIO 21 did not take its level", start, true},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.words + row.outcome);
