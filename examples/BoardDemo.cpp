@@ -83,7 +83,8 @@ bool play(Board& board, const Step& step, const std::atomic<bool>& over)
             draw("Instead the panel shows", view);
             return false;
         }
-        view = board.waitForOtherView(view, std::chrono::milliseconds(100));
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        view = board.view();
     }
     draw(step.caption, view);
     step.reaction(board);

@@ -25,6 +25,11 @@ void setBit(unsigned char& byte, unsigned index, bool value)
     byte = static_cast<unsigned char>(value ? byte | bit : byte & ~bit);
 }
 
+LineLevel toLevel(bool high)
+{
+    return high ? LineLevel::High : LineLevel::Low;
+}
+
 bool canAnswerFalse(PinOperation operation)
 {
     return operation == PinOperation::Init || operation == PinOperation::SetValue;
@@ -54,19 +59,20 @@ Board::Board(BoardConfig boardConfig, Clock boardClock)
         addLines(Role::Backlight, config.ledGpioBase + config.ledCount, 1);
         addLines(Role::LcdData, config.lcdGpioBase, dataLineCount);
         addLines(Role::LcdRegisterSelect, afterData, 1);
-        addLines(Role::LcdChipSelect, afterData + 1, 1, true);
-        addLines(Role::LcdReadStrobe, afterData + 2, 1, true);
-        addLines(Role::LcdWriteStrobe, afterData + 3, 1, true);
-        addLines(Role::LcdReset, afterData + 4, 1, true);
+        addLines(Role::LcdChipSelect, afterData + 1, 1, LineLevel::High);
+        addLines(Role::LcdReadStrobe, afterData + 2, 1, LineLevel::High);
+        addLines(Role::LcdWriteStrobe, afterData + 3, 1, LineLevel::High);
+        addLines(Role::LcdReset, afterData + 4, 1, LineLevel::High);
         bus.emplace(config.chip, config.shortestStrobe);
     }
 }
 
-void Board::addLines(Role role, unsigned firstGpio, unsigned count, bool pull)
+void Board::addLines(Role role, unsigned firstGpio, unsigned count, LineLevel pull)
 {
     for (unsigned i = 0; i < count; ++i) {
         Line line;
         line.role = role;
+        line.gpio = firstGpio + i;
         line.index = i;
         line.pull = pull;
         if (!lines.emplace(firstGpio + i, line).second) {
@@ -91,11 +97,12 @@ void Board::setKey(unsigned key, bool isPressed)
     if (key >= pressed.size()) {
         throw std::out_of_range("there is no key " + std::to_string(key));
     }
-    pressed[key] = isPressed;
-    if (observer) {
-        observer({clock(), config.keyGpioBase + key, false, isPressed});
+    if (pressed[key] == isPressed) {
+        return;
     }
-    changed.notify_all();
+    pressed[key] = isPressed;
+    tellObserver(lineAt(config.keyGpioBase + key));
+    tellListener();
 }
 
 PanelView Board::view() const
@@ -104,15 +111,10 @@ PanelView Board::view() const
     return currentView();
 }
 
-PanelView Board::waitForOtherView(const PanelView& seen, std::chrono::milliseconds timeout) const
+void Board::onChange(std::function<void()> newListener)
 {
-    std::unique_lock<std::mutex> lock(mutex);
-    PanelView current = currentView();
-    changed.wait_for(lock, timeout, [&] {
-        current = currentView();
-        return current != seen;
-    });
-    return current;
+    const std::lock_guard<std::mutex> lock(mutex);
+    listener = std::move(newListener);
 }
 
 void Board::failPin(const PinFault& fault)
@@ -157,10 +159,11 @@ void Board::clearBusFaults()
     const std::lock_guard<std::mutex> lock(mutex);
     if (bus) {
         bus->clearFaults();
+        tellListener();
     }
 }
 
-bool Board::lineLevel(unsigned gpio) const
+LineLevel Board::lineLevel(unsigned gpio) const
 {
     const std::lock_guard<std::mutex> lock(mutex);
     return levelOf(lineAt(gpio));
@@ -186,16 +189,24 @@ bool Board::admit(PinOperation operation, std::optional<unsigned> gpio)
     for (ArmedFault& armed : faults) {
         if (matches(armed.fault, operation, gpio)) {
             ++armed.calls;
-            if (armed.calls == armed.fault.call || (armed.fault.lasting && armed.calls > armed.fault.call)) {
+            if (armed.calls >= armed.fault.call) {
                 due = armed.fault.kind;
             }
         }
     }
+    faults.erase(std::remove_if(faults.begin(), faults.end(), isSpent), faults.end());
     if (due == PinFault::Kind::Throw) {
         throw std::runtime_error((gpio ? "GPIO " + std::to_string(*gpio) : std::string("pin factory")) +
                                  ": made to fail");
     }
     return !due;
+}
+
+bool Board::isSpent(const ArmedFault& armed)
+{
+    // No overflow: counted from the first call that fails, which is at least 1.
+    return armed.fault.calls && armed.calls >= armed.fault.call &&
+           armed.calls - armed.fault.call + 1 >= *armed.fault.calls;
 }
 
 void Board::claim(unsigned gpio)
@@ -238,7 +249,7 @@ void Board::drive(unsigned gpio, bool level)
 bool Board::read(unsigned gpio) const
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    return levelOf(lineAt(gpio));
+    return levelOf(lineAt(gpio)) == LineLevel::High;
 }
 
 Board::Line& Board::lineAt(unsigned gpio)
@@ -261,30 +272,43 @@ void Board::setLine(unsigned gpio, bool driven, bool level)
     if (line.driven == driven && line.output == level) {
         return;
     }
+    const LineLevel before = levelOf(line);
     line.driven = driven;
     line.output = level;
-    if (follow(line)) {
-        changed.notify_all();
+    if (levelOf(line) != before) {
+        tellObserver(line);
     }
-    if (observer) {
-        observer({clock(), gpio, driven, levelOf(line)});
-    }
+    follow(line);
 }
 
-bool Board::levelOf(const Line& line) const
+LineLevel Board::levelOf(const Line& line) const
 {
     if (line.driven) {
-        return line.output;
+        return toLevel(line.output);
     }
     switch (line.role) {
     case Role::Id:
-        return (config.panelId >> line.index & 1U) != 0;
+        return toLevel((config.panelId >> line.index & 1U) != 0);
     case Role::Key:
-        return pressed[line.index];
+        return toLevel(pressed[line.index]);
     case Role::LcdData:
-        return bus->drivenByte() && (*bus->drivenByte() >> line.index & 1U) != 0;
+        return bus->drivenByte() ? toLevel((*bus->drivenByte() >> line.index & 1U) != 0) : line.pull;
     default:
         return line.pull;
+    }
+}
+
+void Board::tellObserver(const Line& line)
+{
+    if (observer) {
+        observer({clock(), line.gpio, levelOf(line)});
+    }
+}
+
+void Board::tellListener()
+{
+    if (listener) {
+        listener();
     }
 }
 
@@ -294,16 +318,17 @@ bool Board::isLit(unsigned gpio, bool inverted) const
     return line.driven && line.output != inverted;
 }
 
-bool Board::follow(const Line& line)
+void Board::follow(const Line& line)
 {
-    const bool level = levelOf(line);
+    const bool level = levelOf(line) == LineLevel::High;
     switch (line.role) {
     case Role::Id:
     case Role::Key:
-        return false;
+        return;
     case Role::Led:
     case Role::Backlight:
-        return true;
+        tellListener();
+        return;
     case Role::LcdData:
         setBit(levels.data, line.index, line.driven && line.output);
         setBit(levels.dataDriven, line.index, line.driven);
@@ -324,9 +349,25 @@ bool Board::follow(const Line& line)
         levels.reset = level;
         break;
     }
-    const std::uint64_t before = bus->chipChanges();
+    updateBus();
+}
+
+void Board::updateBus()
+{
+    const std::uint64_t before = bus->changeCount();
+    const std::optional<unsigned char> drivenBefore = bus->drivenByte();
     bus->update(levels, clock());
-    return bus->chipChanges() != before;
+    if (observer && bus->drivenByte() != drivenBefore) {
+        for (unsigned i = 0; i < dataLineCount; ++i) {
+            const Line& line = lineAt(config.lcdGpioBase + i);
+            if (!line.driven) {
+                tellObserver(line);
+            }
+        }
+    }
+    if (bus->changeCount() != before) {
+        tellListener();
+    }
 }
 
 PanelView Board::currentView() const
@@ -341,6 +382,8 @@ PanelView Board::currentView() const
     if (bus) {
         const LcdChip& chip = bus->chip();
         LcdView& lcd = view.lcd.emplace();
+        lcd.chip = config.chip;
+        lcd.identified = chip.identified();
         lcd.displayOn = chip.displayOn();
         lcd.backlight = isLit(config.ledGpioBase + config.ledCount, config.backlightInverted);
         lcd.contrast = chip.contrast();

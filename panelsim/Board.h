@@ -7,7 +7,6 @@
 #include "panelsim/PinFault.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -17,12 +16,14 @@
 
 namespace panelsim {
 
-/** A line that changed at the connector. */
+/** Electrical level of a line; floating when nothing drives or pulls it. */
+enum class LineLevel { Low, High, Floating };
+
+/** A line whose level changed, whoever drives it. */
 struct LineChange {
     std::chrono::nanoseconds time; ///< of the board's clock
     unsigned gpio;
-    bool driven; ///< whether the processor drives it
-    bool level;  ///< electrical
+    LineLevel level;
 };
 
 /**
@@ -54,10 +55,10 @@ public:
     void release(unsigned key);
     PanelView view() const;
     /**
-     * Waits until the view differs from the one given.
-     * @return the view then, or the same one after the timeout
+     * Calls the listener whenever the view or the number of bus faults may have changed, under the board's lock: it
+     * must not call the board.
      */
-    PanelView waitForOtherView(const PanelView& seen, std::chrono::milliseconds timeout) const;
+    void onChange(std::function<void()> listener);
     ///@}
 
     /** @name The laboratory */
@@ -74,9 +75,8 @@ public:
     std::vector<BusFault> busFaults() const;
     std::uint64_t busFaultCount() const;
     void clearBusFaults();
-    /** @return the level that drives the line or that it is pulled to */
-    bool lineLevel(unsigned gpio) const;
-    /** Calls the observer at each change of a line, under the board's lock: it must not call the board. */
+    LineLevel lineLevel(unsigned gpio) const;
+    /** Calls the observer at each change of a line's level, under the board's lock: it must not call the board. */
     void observe(std::function<void(const LineChange&)> observer);
     /** @return a register of the LCD's chip as it would read back */
     unsigned char lcdRegister(unsigned char reg) const;
@@ -118,8 +118,9 @@ private:
 
     struct Line {
         Role role = Role::Id;
-        unsigned index = 0; ///< among the lines of its role
-        bool pull = false;  ///< level while nobody drives it
+        unsigned gpio = 0;
+        unsigned index = 0;                   ///< among the lines of its role
+        LineLevel pull = LineLevel::Floating; ///< level while nobody drives it
         bool claimed = false;
         bool driven = false;
         bool output = false; ///< level that the processor drives it to
@@ -127,24 +128,26 @@ private:
 
     struct ArmedFault {
         PinFault fault;
-        std::uint64_t calls = 0;
+        std::uint64_t calls = 0; ///< that matched so far
     };
 
-    void addLines(Role role, unsigned firstGpio, unsigned count, bool pull = false);
+    void addLines(Role role, unsigned firstGpio, unsigned count, LineLevel pull = LineLevel::Floating);
+    static bool isSpent(const ArmedFault& armed);
     Line& lineAt(unsigned gpio);
     const Line& lineAt(unsigned gpio) const;
     void setKey(unsigned key, bool pressed);
     void setLine(unsigned gpio, bool driven, bool level);
-    bool levelOf(const Line& line) const;
+    LineLevel levelOf(const Line& line) const;
     bool isLit(unsigned gpio, bool inverted) const;
-    /** @return whether the panel may look different now */
-    bool follow(const Line& line);
+    void tellObserver(const Line& line);
+    void tellListener();
+    void follow(const Line& line);
+    void updateBus();
     PanelView currentView() const;
 
     const BoardConfig config;
     const Clock clock;
     mutable std::mutex mutex;
-    mutable std::condition_variable changed;
     std::map<unsigned, Line> lines;
     std::vector<bool> pressed;
     std::optional<LcdBus> bus;
@@ -152,6 +155,7 @@ private:
     std::vector<ArmedFault> faults;
     std::uint64_t operations = 0;
     std::function<void(const LineChange&)> observer;
+    std::function<void()> listener;
 };
 
 } // namespace panelsim

@@ -56,7 +56,9 @@ void LcdBus::beginCycle(const LcdLevels& levels, std::chrono::nanoseconds now)
         report(BusFault::Kind::ChipSelectMoved, now);
     }
     if (reading && !spoilt) {
+        const bool known = lcdChip.identified();
         driven = lcdChip.read(levels.registerSelect);
+        changes += known != lcdChip.identified();
         if (levels.dataDriven != 0) {
             report(BusFault::Kind::Contention, now);
         }
@@ -107,6 +109,7 @@ void LcdBus::report(BusFault::Kind kind, std::chrono::nanoseconds now)
     reportedInCycle |= bit;
     spoilt |= kind == BusFault::Kind::BothStrobes || kind == BusFault::Kind::AccessDuringReset;
     ++allFaults;
+    ++changes;
     if (firstFaults.size() < faultsKept) {
         firstFaults.push_back({kind, now});
     }

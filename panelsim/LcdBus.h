@@ -35,8 +35,8 @@ public:
 
     const LcdChip& chip() const { return lcdChip; }
 
-    /** @return how often the chip was written to or reset */
-    std::uint64_t chipChanges() const { return changes; }
+    /** @return how often the chip was written to, reset or identified, and faults seen */
+    std::uint64_t changeCount() const { return changes; }
 
     /** @return the first faults since the start or since they were cleared */
     const std::vector<BusFault>& faults() const { return firstFaults; }

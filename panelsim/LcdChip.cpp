@@ -57,6 +57,7 @@ void LcdChip::reset()
     registers[pageRegister] = firstPageWrittenAndShown;
     selected = 0;
     valueExpected = false;
+    identifiedSinceReset = false;
 }
 
 void LcdChip::write(bool registerSelect, unsigned char value)
@@ -84,6 +85,7 @@ void LcdChip::write(bool registerSelect, unsigned char value)
 unsigned char LcdChip::read(bool registerSelect)
 {
     valueExpected = false;
+    identifiedSinceReset |= !registerSelect && selected == modeRegister;
     return registerSelect ? idleStatus : registerValue(selected);
 }
 

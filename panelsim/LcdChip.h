@@ -42,6 +42,9 @@ public:
     /** @return a register as it would read back */
     unsigned char registerValue(unsigned char reg) const;
 
+    /** @return whether the register that tells the variants apart was read since the last reset */
+    bool identified() const { return identifiedSinceReset; }
+
     bool displayOn() const;
 
     /** @return 0 to 31, empty for the RA8806, whose contrast is not set through a register */
@@ -67,6 +70,7 @@ private:
     std::array<Page, 2> pages{};
     unsigned char selected = 0;
     bool valueExpected = false;
+    bool identifiedSinceReset = false;
 };
 
 } // namespace panelsim

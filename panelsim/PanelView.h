@@ -1,5 +1,7 @@
 #pragma once
 
+#include "panelsim/BoardConfig.h"
+
 #include <optional>
 #include <vector>
 
@@ -15,6 +17,8 @@ struct LcdCell {
 
 /** What the LCD shows. */
 struct LcdView {
+    ChipVariant chip = ChipVariant::Ra8806; ///< the LCD's controller
+    bool identified = false;                ///< whether the chip was asked what it is since its last reset
     bool displayOn = false;
     bool backlight = false;
     std::optional<unsigned> contrast = {};        ///< 0 to 31; empty on a chip that has no contrast register
@@ -22,8 +26,8 @@ struct LcdView {
 
     bool operator==(const LcdView& other) const
     {
-        return displayOn == other.displayOn && backlight == other.backlight && contrast == other.contrast &&
-               lines == other.lines;
+        return chip == other.chip && identified == other.identified && displayOn == other.displayOn &&
+               backlight == other.backlight && contrast == other.contrast && lines == other.lines;
     }
 };
 

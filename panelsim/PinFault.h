@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 
 namespace panelsim {
@@ -16,8 +17,8 @@ struct PinFault {
 
     std::optional<unsigned> gpio = {};          ///< the line; any when empty, and none for Create
     std::optional<PinOperation> operation = {}; ///< the operation; any when empty
-    unsigned call = 1;                          ///< which matching call from now on fails, the first being 1
-    bool lasting = false;                       ///< whether all matching calls after that one fail too
+    std::uint64_t call = 1;                     ///< first matching call from now on that fails, the next being 1
+    std::optional<std::uint64_t> calls = 1;     ///< how many fail from that one on; all of them when empty
     Kind kind = Kind::Throw;
 };
 

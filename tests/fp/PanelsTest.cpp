@@ -67,7 +67,8 @@ TEST_P(IndoorOnBoard, ComesUpEmptyAndLitWithoutAFlashOfOtherLeds)
     std::vector<unsigned> lit;
     board.observe([&](const panelsim::LineChange& change) {
         const bool inverted = change.gpio == 21 || change.gpio == 27;
-        if (change.gpio >= 20 && change.gpio < 28 && change.level != inverted) {
+        const auto litLevel = inverted ? panelsim::LineLevel::Low : panelsim::LineLevel::High;
+        if (change.gpio >= 20 && change.gpio < 28 && change.level == litLevel) {
             lit.push_back(change.gpio);
         }
     });

@@ -185,11 +185,11 @@ TEST(BoardGpio, AnswersAsTheKernelDoes)
     led->init(true, PinDirectionEn::Input, false);
     EXPECT_EQ(errorOf([&] { led->setValue(true); }), EPERM);
     led->init(true, PinDirectionEn::Output, true);
-    EXPECT_FALSE(board.lineLevel(20));
+    EXPECT_EQ(board.lineLevel(20), LineLevel::Low);
     EXPECT_TRUE(led->getValue());
     led->setDirection(PinDirectionEn::Input);
     led->setDirection(PinDirectionEn::Output);
-    EXPECT_FALSE(board.lineLevel(20)) << "the last level comes back";
+    EXPECT_EQ(board.lineLevel(20), LineLevel::Low) << "the last level comes back";
     led->deinit();
     EXPECT_EQ(errorOf([&] { pinOn(board, 20); }), 0);
     EXPECT_THROW(led->setValue(true), std::logic_error);
@@ -199,15 +199,15 @@ TEST(BoardGpio, FailsWhenItIsToldTo)
 {
     Board board{BoardConfig()};
     board.failPin({20, PinOperation::SetValue, 2});
-    board.failPin({21, {}, 1, true, PinFault::Kind::False});
+    board.failPin({21, {}, 1, {}, PinFault::Kind::False});
     const auto a = pinOn(board, 20);
     const auto b = pinOn(board, 21);
     EXPECT_TRUE(a->init(false, PinDirectionEn::Output, false));
     EXPECT_FALSE(b->init(false, PinDirectionEn::Output, true));
-    EXPECT_FALSE(board.lineLevel(21));
+    EXPECT_NE(board.lineLevel(21), LineLevel::High);
     EXPECT_TRUE(a->setValue(true));
     EXPECT_THROW(a->setValue(false), std::runtime_error);
-    EXPECT_TRUE(board.lineLevel(20)) << "a failing call has no effect";
+    EXPECT_EQ(board.lineLevel(20), LineLevel::High) << "a failing call has no effect";
     EXPECT_TRUE(a->setValue(false));
     EXPECT_FALSE(b->setValue(true));
     EXPECT_EQ(board.pinOperations(), 10U);

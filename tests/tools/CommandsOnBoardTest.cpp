@@ -7,6 +7,7 @@
 #include <csignal>
 #include <functional>
 #include <gtest/gtest.h>
+#include <optional>
 #include <thread>
 #include <unistd.h>
 
@@ -147,10 +148,10 @@ TEST(CommandsOnBoard, SayInOneLineWhatFailedAndLeaveNoLedLit)
     const BoardConfig indoor;
     const BoardConfig outdoor = panelsim::outdoorBoard();
     const PinFault none{99};
-    const PinFault badLcd{51, PinOperation::SetValue, 1, true};
-    const PinFault badLed{27, PinOperation::SetValue, 1, true};
-    const PinFault badKey{11, PinOperation::GetValue, 1, true};
-    const auto refusing = [](unsigned gpio) { return PinFault{gpio, {}, 1, true, PinFault::Kind::False}; };
+    const PinFault badLcd{51, PinOperation::SetValue, 1, std::nullopt};
+    const PinFault badLed{27, PinOperation::SetValue, 1, std::nullopt};
+    const PinFault badKey{11, PinOperation::GetValue, 1, std::nullopt};
+    const auto refusing = [](unsigned gpio) { return PinFault{gpio, {}, 1, std::nullopt, PinFault::Kind::False}; };
     const std::string demo = "demo --lamp-seconds 0";
     const std::string start = "Press a key";
     const std::string held = "1|key 1 pressed|key 1 repeated";

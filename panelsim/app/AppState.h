@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+namespace panelsim {
+
+/** How an application is doing. */
+struct AppState {
+    enum class Phase { NotStarted, Running, Exited, Killed };
+
+    Phase phase = Phase::NotStarted;
+    int status = 0; ///< exit status of an application that exited, signal number of one that was killed
+
+    bool hasEnded() const { return phase == Phase::Exited || phase == Phase::Killed; }
+
+    /** @return whether it ended by itself with status 0 */
+    bool succeeded() const { return phase == Phase::Exited && status == 0; }
+
+    /** @return as a shell has it: the exit status, or 128 more than the signal's number */
+    int shellStatus() const { return phase == Phase::Killed ? 128 + status : status; }
+
+    bool operator==(const AppState& other) const { return phase == other.phase && status == other.status; }
+    bool operator!=(const AppState& other) const { return !(*this == other); }
+};
+
+/** @return "not started", "running", "ended with status 1" or "ended by signal 11 (Segmentation fault)" */
+std::string describe(const AppState& state);
+
+} // namespace panelsim
