@@ -1,0 +1,37 @@
+#pragma once
+
+#include "panelsim/ChangeSignal.h"
+#include "panelsim/app/AppState.h"
+
+#include <mutex>
+
+namespace panelsim {
+
+/** The application's state, for several threads. */
+class AppStatus {
+public:
+    /** @param changes is notified of each new state; must outlive this object */
+    explicit AppStatus(ChangeSignal& changes) : changes(changes) {}
+
+    AppState get() const
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return state;
+    }
+
+    void set(const AppState& next)
+    {
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            state = next;
+        }
+        changes.notify();
+    }
+
+private:
+    ChangeSignal& changes;
+    mutable std::mutex mutex;
+    AppState state;
+};
+
+} // namespace panelsim
