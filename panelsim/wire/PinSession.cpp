@@ -1,0 +1,91 @@
+#include "panelsim/wire/PinSession.h"
+
+#include "panelsim/BoardGpioFactory.h"
+#include "sysfs/PinDirectionEn.h"
+
+#include <atomic>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace panelsim {
+
+namespace {
+
+/** Pins of all sessions have different numbers, so that a forked process can name its own and its parent's. */
+std::atomic<std::uint32_t> lastPin{0};
+
+sysfs::PinDirectionEn directionOf(const Request& request)
+{
+    return request.output != 0 ? sysfs::PinDirectionEn::Output : sysfs::PinDirectionEn::Input;
+}
+
+} // namespace
+
+PinSession::PinSession(Board& itsBoard, std::uint64_t itsNumber, std::shared_ptr<PinSession> itsParent)
+    : board(itsBoard), sessionNumber(itsNumber), parent(std::move(itsParent)),
+      generation(parent == nullptr ? 1 : parent->generation + 1)
+{
+    if (generation > mostGenerations) {
+        throw std::invalid_argument("forked more than " + std::to_string(mostGenerations) + " times over");
+    }
+}
+
+std::uint64_t PinSession::perform(const Request& request)
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (request.operation == Request::Operation::Create) {
+            return create();
+        }
+        const auto found = pins.find(request.pin);
+        if (found != pins.end()) {
+            return performOn(found, request);
+        }
+    }
+    if (parent == nullptr) {
+        throw std::invalid_argument("there is no pin " + std::to_string(request.pin));
+    }
+    return parent->perform(request);
+}
+
+std::uint64_t PinSession::create()
+{
+    if (pins.size() >= mostPins) {
+        throw std::runtime_error("an application has " + std::to_string(mostPins) + " pins at most");
+    }
+    auto pin = BoardGpioFactory(board).create();
+    const std::uint32_t number = ++lastPin;
+    pins[number] = std::move(pin);
+    return number;
+}
+
+std::uint64_t PinSession::performOn(Pins::iterator found, const Request& request)
+{
+    sysfs::ISysfsGpio& pin = *found->second;
+    switch (request.operation) {
+    case Request::Operation::Export:
+        pin.exportGpio(request.gpio);
+        return 0;
+    case Request::Operation::Init:
+        return pin.init(request.inverted != 0, directionOf(request), request.level != 0) ? 1 : 0;
+    case Request::Operation::Deinit:
+        pin.deinit();
+        return 0;
+    case Request::Operation::SetDirection:
+        pin.setDirection(directionOf(request));
+        return 0;
+    case Request::Operation::SetValue:
+        return pin.setValue(request.level != 0) ? 1 : 0;
+    case Request::Operation::GetValue:
+        return pin.getValue() ? 1 : 0;
+    case Request::Operation::Destroy:
+        pins.erase(found);
+        return 0;
+    default:
+        throw std::invalid_argument("there is no pin operation " +
+                                    std::to_string(static_cast<unsigned>(request.operation)));
+    }
+}
+
+} // namespace panelsim
