@@ -1,0 +1,182 @@
+/*
+ * What a pin operation through panelsim costs, against the least that it could: one byte to another process and back
+ * over a Unix socket pair. Both are measured in turns in one run, since machines change their speed; the ratio counts.
+ * Where the scheduler puts the two processes makes a multiple of the time, so each placement is measured on its own.
+ */
+#include "panelsim/Board.h"
+#include "panelsim/BoardConfig.h"
+#include "panelsim/wire/PinServer.h"
+#include "panelsim/wire/Protocol.h"
+#include "panelsim/wire/RemoteGpio.h"
+#include "panelsim/wire/StampedClock.h"
+#include "sysfs/PinDirectionEn.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <sched.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/sysinfo.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr int rounds = 200;
+constexpr int operationsInRound = 500;
+constexpr unsigned led = 20;
+constexpr unsigned chipSelect = 49;
+
+using Work = std::function<void(int i)>;
+
+void check(bool ok, const char* what)
+{
+    if (!ok) {
+        std::perror(what);
+        std::exit(1);
+    }
+}
+
+void stayOn(int processor)
+{
+    cpu_set_t processors;
+    CPU_ZERO(&processors);
+    CPU_SET(static_cast<unsigned>(processor), &processors);
+    check(sched_setaffinity(0, sizeof processors, &processors) == 0, "cannot choose a processor");
+}
+
+/** A process of its own, for as long as the object lives. */
+class Peer {
+public:
+    Peer(int processor, const std::function<void()>& work) : pid(fork())
+    {
+        if (pid == 0) {
+            stayOn(processor);
+            work();
+            _exit(0);
+        }
+    }
+    ~Peer()
+    {
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+    }
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+
+private:
+    pid_t pid;
+};
+
+void echoBytes(int socket)
+{
+    char byte = 0;
+    while (read(socket, &byte, 1) == 1 && write(socket, &byte, 1) == 1) {
+    }
+}
+
+void serveBoard(int addressTo)
+{
+    panelsim::StampedClock clock;
+    panelsim::Board board(panelsim::BoardConfig(), [&clock] { return clock.now(); });
+    const panelsim::PinServer server(board, [](const std::string& text) { std::cerr << text << "\n"; });
+    check(write(addressTo, server.address().c_str(), server.address().size()) > 0, "cannot tell the address");
+    while (true) {
+        pause();
+    }
+}
+
+double nanosecondsEach(const Work& work)
+{
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < operationsInRound; ++i) {
+        work(i);
+    }
+    const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
+    return taken.count() / operationsInRound;
+}
+
+double median(std::vector<double> values)
+{
+    std::nth_element(values.begin(), values.begin() + rounds / 2, values.end());
+    return values[rounds / 2];
+}
+
+void compare(int peerProcessor)
+{
+    stayOn(0);
+    std::array<int, 2> pair{};
+    std::array<int, 2> addressPipe{};
+    check(socketpair(AF_UNIX, SOCK_STREAM, 0, pair.data()) == 0 && pipe(addressPipe.data()) == 0, "cannot connect");
+    const Peer echo(peerProcessor, [&] { echoBytes(pair[1]); });
+    const Peer simulator(peerProcessor, [&] { serveBoard(addressPipe[1]); });
+    std::array<char, 100> address{};
+    check(read(addressPipe[0], address.data(), address.size() - 1) > 0, "the board did not come up");
+    setenv(panelsim::socketVariable, address.data(), 1);
+
+    panelsim::RemoteGpio ledPin;
+    ledPin.exportGpio(led);
+    ledPin.init(false, sysfs::PinDirectionEn::Output, false);
+    panelsim::RemoteGpio lcdPin;
+    lcdPin.exportGpio(chipSelect);
+    lcdPin.init(true, sysfs::PinDirectionEn::Output, false);
+
+    struct Row {
+        const char* what;
+        Work work;
+        std::vector<double> times = {};
+    };
+    Row rows[] = {
+        {"one byte over a socket pair and back",
+         [&](int) {
+             char byte = 0;
+             check(write(pair[0], &byte, 1) == 1 && read(pair[0], &byte, 1) == 1, "the echo failed");
+         }},
+        {"LED switched through panelsim", [&](int i) { ledPin.setValue(i % 2 == 0); }},
+        {"LCD chip select switched through panelsim", [&](int i) { lcdPin.setValue(i % 2 == 0); }},
+        {"LED read through panelsim", [&](int) { ledPin.getValue(); }},
+    };
+    for (int round = 0; round < rounds; ++round) {
+        for (Row& row : rows) {
+            row.times.push_back(nanosecondsEach(row.work));
+        }
+    }
+    std::printf("both processes on %s\n", peerProcessor == 0 ? "one processor" : "a processor each");
+    const double floor = median(rows[0].times);
+    for (const Row& row : rows) {
+        const double time = median(row.times);
+        std::printf("  %-42s %7.0f ns   ratio %.2f\n", row.what, time, time / floor);
+    }
+}
+
+} // namespace
+
+int main()
+{
+    // A process for each placement: the connection to panelsim is the process's.
+    for (int peerProcessor = 0; peerProcessor < std::min(get_nprocs(), 2); ++peerProcessor) {
+        const pid_t pid = fork();
+        if (pid == 0) {
+            try {
+                compare(peerProcessor);
+                return 0;
+            } catch (const std::exception& error) {
+                std::cerr << "pin-round-trip: " << error.what() << "\n";
+                return 1;
+            }
+        }
+        int status = 0;
+        if (waitpid(pid, &status, 0) != pid || status != 0) {
+            return 1;
+        }
+    }
+    return 0;
+}
