@@ -67,6 +67,12 @@ Board::Board(BoardConfig boardConfig, Clock boardClock)
     }
 }
 
+std::chrono::nanoseconds Board::now() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return clock();
+}
+
 void Board::addLines(Role role, unsigned firstGpio, unsigned count, LineLevel pull)
 {
     for (unsigned i = 0; i < count; ++i) {
@@ -173,6 +179,12 @@ void Board::observe(std::function<void(const LineChange&)> newObserver)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     observer = std::move(newObserver);
+    if (observer) {
+        const std::chrono::nanoseconds time = clock();
+        for (const auto& [gpio, line] : lines) {
+            observer({time, gpio, levelOf(line)});
+        }
+    }
 }
 
 unsigned char Board::lcdRegister(unsigned char reg) const

@@ -47,6 +47,9 @@ public:
 
     const BoardConfig& getConfig() const { return config; }
 
+    /** @return the time of the board's clock */
+    std::chrono::nanoseconds now() const;
+
     /** @name The person in front of the panel */
     ///@{
     /** @throws std::out_of_range when there is no such key */
@@ -76,7 +79,10 @@ public:
     std::uint64_t busFaultCount() const;
     void clearBusFaults();
     LineLevel lineLevel(unsigned gpio) const;
-    /** Calls the observer at each change of a line's level, under the board's lock: it must not call the board. */
+    /**
+     * Calls the observer for each line, with the level it has at this time, and then at each change of a line's level,
+     * all under the board's lock: it must not call the board. Once this returns, no observer before it is called.
+     */
     void observe(std::function<void(const LineChange&)> observer);
     /** @return a register of the LCD's chip as it would read back */
     unsigned char lcdRegister(unsigned char reg) const;
