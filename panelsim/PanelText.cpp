@@ -1,5 +1,7 @@
 #include "panelsim/PanelText.h"
 
+#include "panelsim/Glyph.h"
+
 #include <algorithm>
 #include <cstddef>
 
@@ -10,18 +12,6 @@ namespace {
 constexpr const char* reverseVideo = "\033[7m";
 constexpr const char* green = "\033[32m";
 constexpr const char* normal = "\033[0m";
-
-std::string glyph(unsigned char code)
-{
-    const bool control = code < 0x20 || (code >= 0x7F && code < 0xA0);
-    if (control) {
-        return "\u00B7";
-    }
-    if (code < 0x80) {
-        return std::string(1, static_cast<char>(code));
-    }
-    return {static_cast<char>(0xC0 | code >> 6), static_cast<char>(0x80 | (code & 0x3F))};
-}
 
 std::string repeat(const std::string& text, std::size_t count)
 {
@@ -70,11 +60,7 @@ std::string drawLcd(const LcdView& lcd, TextStyle style)
         }
     }
     text += "\u2514" + edge + "\u2518\n";
-    text += std::string("display ") + (lcd.displayOn ? "on" : "off") + ", backlight " + (lcd.backlight ? "on" : "off");
-    if (lcd.contrast) {
-        text += ", contrast " + std::to_string(*lcd.contrast) + "/31";
-    }
-    return text + "\n";
+    return text + describe(lcd) + "\n";
 }
 
 std::string drawLed(bool lit, TextStyle style)
@@ -86,6 +72,13 @@ std::string drawLed(bool lit, TextStyle style)
 }
 
 } // namespace
+
+std::string describe(const LcdView& lcd)
+{
+    const std::string contrast = lcd.contrast ? ", contrast " + std::to_string(*lcd.contrast) + "/31" : "";
+    return std::string("display ") + (lcd.displayOn ? "on" : "off") + ", backlight " + (lcd.backlight ? "on" : "off") +
+           contrast;
+}
 
 std::string drawPanel(const PanelView& view, TextStyle style)
 {

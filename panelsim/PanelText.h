@@ -19,4 +19,7 @@ enum class TextStyle {
  */
 std::string drawPanel(const PanelView& view, TextStyle style);
 
+/** @return "display on, backlight off, contrast 15/31"; contrast only if the LCD has a register for it */
+std::string describe(const LcdView& lcd);
+
 } // namespace panelsim
