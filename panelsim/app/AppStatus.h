@@ -10,8 +10,8 @@ namespace panelsim {
 /** The application's state, for several threads. */
 class AppStatus {
 public:
-    /** @param changes is notified of each new state; must outlive this object */
-    explicit AppStatus(ChangeSignal& changes) : changes(changes) {}
+    /** @param signal is notified of each new state; must outlive this object */
+    explicit AppStatus(ChangeSignal& signal) : changes(signal) {}
 
     AppState get() const
     {

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "panelsim/BoardConfig.h"
+#include "panelsim/scenario/Scenario.h"
+
+#include <cstddef>
+#include <filesystem>
+
+namespace panelsim {
+
+constexpr std::size_t largestScenario = std::size_t{1} << 20U; ///< bytes
+
+/**
+ * Reads a scenario from a file. Files that it names are relative to the file's directory; those that it compares with
+ * have to be there.
+ * @param config of the board that it is to be played on
+ * @throws ScenarioError for the first thing that is wrong in the file, or when it cannot be read
+ * @throws std::invalid_argument when there can be no such board
+ */
+Scenario readScenario(const std::filesystem::path& file, const BoardConfig& config);
+
+} // namespace panelsim

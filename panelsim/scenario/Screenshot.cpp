@@ -1,0 +1,65 @@
+#include "panelsim/scenario/Screenshot.h"
+
+#include "panelsim/PanelSvg.h"
+#include "panelsim/PanelText.h"
+#include "panelsim/scenario/Files.h"
+#include "panelsim/scenario/Utf8.h"
+
+#include <cstddef>
+#include <sstream>
+
+namespace panelsim {
+
+namespace {
+
+constexpr std::size_t largestPicture = std::size_t{1} << 20U; ///< bytes
+
+bool isText(const std::filesystem::path& file)
+{
+    return file.extension() == ".txt";
+}
+
+std::string draw(const PanelView& view, const std::filesystem::path& file)
+{
+    return isText(file) ? drawPanel(view, TextStyle::Plain) : drawPanelSvg(view, SvgExtent::Panel);
+}
+
+/** @return the first line in which the texts differ, of both of them */
+std::string firstDifference(const std::string& expected, const std::string& actual)
+{
+    std::istringstream expectedLines(expected);
+    std::istringstream actualLines(actual);
+    std::string expectedLine;
+    std::string actualLine;
+    for (std::size_t number = 1;; ++number) {
+        const bool hasExpected = !std::getline(expectedLines, expectedLine).fail();
+        const bool hasActual = !std::getline(actualLines, actualLine).fail();
+        if (!hasExpected && !hasActual) {
+            return "only the newline at the end differs";
+        }
+        if (hasExpected != hasActual || expectedLine != actualLine) {
+            return "line " + std::to_string(number) +
+                   " differs:\n  file:  " + (hasExpected ? printable(expectedLine) : "(at its end)") +
+                   "\n  panel: " + (hasActual ? printable(actualLine) : "(at its end)");
+        }
+    }
+}
+
+} // namespace
+
+void saveScreenshot(const PanelView& view, const std::filesystem::path& file)
+{
+    replaceFile(file, draw(view, file));
+}
+
+std::optional<std::string> compareScreenshot(const PanelView& view, const std::filesystem::path& file)
+{
+    const std::string expected = readFile(file, largestPicture);
+    const std::string actual = draw(view, file);
+    if (expected == actual) {
+        return std::nullopt;
+    }
+    return isText(file) ? firstDifference(expected, actual) : "the picture differs";
+}
+
+} // namespace panelsim
