@@ -1,0 +1,45 @@
+#include "panelsim/web/EventClients.h"
+
+namespace panelsim {
+
+EventClients::EventClients(HeldKeys& itsKeys) : keys(itsKeys)
+{
+}
+
+EventClients::Presence EventClients::join()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (present.size() == most) {
+        return nullptr;
+    }
+    const HeldKeys::Hand client = ++lastNumber;
+    present.insert(client);
+    return {new HeldKeys::Hand(client), [this](const HeldKeys::Hand* number) {
+                leave(*number);
+                delete number;
+            }};
+}
+
+bool EventClients::setKey(HeldKeys::Hand client, unsigned key, bool pressed)
+{
+    // Locked until the key has moved: a client that leaves meanwhile takes its hand off that key too.
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (present.count(client) == 0) {
+        return false;
+    }
+    if (pressed) {
+        keys.press(client, key);
+    } else {
+        keys.release(client, key);
+    }
+    return true;
+}
+
+void EventClients::leave(HeldKeys::Hand client)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    present.erase(client);
+    keys.leave(client);
+}
+
+} // namespace panelsim

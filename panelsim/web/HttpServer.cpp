@@ -1,0 +1,288 @@
+#include "panelsim/web/HttpServer.h"
+
+#include "panelsim/web/HttpStream.h"
+#include "panelsim/web/ListeningSocket.h"
+#include "panelsim/web/RequestGuard.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <cstddef>
+#include <exception>
+#include <httplib.h>
+#include <iterator>
+#include <mutex>
+#include <set>
+#include <thread>
+
+namespace panelsim {
+
+namespace {
+
+using namespace std::chrono_literals;
+using httplib::Request;
+using httplib::Response;
+
+/** How long clients have to take their last answer. */
+constexpr auto grace = 1s;
+
+const httplib::Headers commonHeaders = {
+    {"Content-Security-Policy", "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
+                                "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+    {"X-Content-Type-Options", "nosniff"},
+    {"Cache-Control", "no-store"},
+    {"Referrer-Policy", "no-referrer"}};
+
+std::vector<std::string> valuesOf(const Request& request, const std::string& header)
+{
+    std::vector<std::string> values;
+    const auto [first, last] = request.headers.equal_range(header);
+    std::transform(first, last, std::back_inserter(values), [](const auto& entry) { return entry.second; });
+    return values;
+}
+
+/** @return why the body is refused, before it is read; nothing when it is not */
+std::optional<HttpAnswer> bodyRefusal(const Request& request)
+{
+    constexpr std::size_t mostDigits = 9;
+    const std::vector<std::string> lengths = valuesOf(request, "Content-Length");
+    if (lengths.empty() || request.has_header("Transfer-Encoding")) {
+        return textAnswer(411, "the body's Content-Length is missing");
+    }
+    const std::string& length = lengths.front();
+    if (lengths.size() > 1 || length.find_first_not_of("0123456789") != std::string::npos) {
+        return textAnswer(400, "the Content-Length is no number");
+    }
+    if (length.size() > mostDigits || std::stoul(length) > HttpServer::mostBodyBytes) {
+        return textAnswer(413, "the body may have " + std::to_string(HttpServer::mostBodyBytes) + " bytes at most");
+    }
+    if (request.has_header("Content-Encoding")) {
+        return textAnswer(415, "the body must not be encoded");
+    }
+    if (request.is_multipart_form_data()) {
+        return textAnswer(415, "the body must not be a form");
+    }
+    return std::nullopt;
+}
+
+void give(HttpAnswer answer, Response& response)
+{
+    response.status = answer.status;
+    for (const auto& [name, value] : answer.headers) {
+        response.set_header(name, value);
+    }
+    if (answer.more) {
+        response.set_content_provider(answer.type,
+                                      [more = std::move(answer.more)](std::size_t /*offset*/, httplib::DataSink& sink) {
+                                          const std::optional<std::string> bytes = more();
+                                          if (!bytes) {
+                                              sink.done();
+                                              return true;
+                                          }
+                                          return sink.is_writable() && sink.write(bytes->data(), bytes->size());
+                                      });
+    } else if (!answer.body.empty()) {
+        response.set_content(answer.body, answer.type);
+    }
+}
+
+/** Says a line about what the HTTP library has refused by itself. */
+httplib::Server::HandlerResponse explain(const Request& /*request*/, Response& response)
+{
+    if (response.body.empty()) {
+        const bool tooLong = response.status == 414;
+        response.set_content(tooLong ? "the request's address is too long\n" : "the request cannot be understood\n",
+                             "text/plain; charset=utf-8");
+    }
+    return httplib::Server::HandlerResponse::Handled;
+}
+
+/** Making the library's server has SIGPIPE ignored in the whole process, and in the programs that it starts. */
+class KeptSigpipe {
+public:
+    KeptSigpipe() { sigaction(SIGPIPE, nullptr, &before); }
+    ~KeptSigpipe() { sigaction(SIGPIPE, &before, nullptr); }
+    KeptSigpipe(const KeptSigpipe&) = delete;
+    KeptSigpipe& operator=(const KeptSigpipe&) = delete;
+
+private:
+    struct sigaction before {};
+};
+
+} // namespace
+
+HttpAnswer textAnswer(int status, const std::string& line)
+{
+    HttpAnswer answer;
+    answer.status = status;
+    answer.body = line + "\n";
+    return answer;
+}
+
+/** The connections and the threads that serve them. The library does the talking only. */
+class HttpServer::Connections final : private httplib::Server {
+public:
+    Connections(const HttpAddress& address, std::vector<HttpRoute> itsRoutes)
+        : listening(address), guard(listening.address()), routes(std::move(itsRoutes))
+    {
+        svr_sock_ = listening.descriptor(); // the library streams as long as it has a socket
+        set_default_headers(commonHeaders);
+        set_error_handler(HandlerWithResponse(explain));
+        set_exception_handler([](const Request&, Response& response, const std::exception_ptr&) {
+            give(textAnswer(500, "the simulator failed to answer"), response);
+        });
+        set_pre_routing_handler(
+            [this](const Request& request, Response& response) { return begin(request, response); });
+        for (const HttpRoute& route : routes) {
+            if (route.method == "POST") {
+                // The library takes the path as a regular expression.
+                Post(route.path,
+                     [&route](const Request& request, Response& response, const httplib::ContentReader& reader) {
+                         post(route, request, response, reader);
+                     });
+            }
+        }
+        try {
+            while (threads.size() < mostConnections) {
+                threads.emplace_back([this] { work(); });
+            }
+        } catch (...) {
+            end();
+            throw;
+        }
+    }
+
+    ~Connections() override { end(); }
+
+    Connections(const Connections&) = delete;
+    Connections& operator=(const Connections&) = delete;
+
+    const HttpAddress& address() const { return listening.address(); }
+
+private:
+    void end()
+    {
+        listening.stop();
+        {
+            std::unique_lock<std::mutex> lock(mutex);
+            ending = true;
+            for (HttpStream* const stream : streams) {
+                stream->stopReading();
+            }
+            ended.wait_for(lock, grace, [this] { return streams.empty(); });
+            for (HttpStream* const stream : streams) {
+                stream->abort();
+            }
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    }
+
+    void work()
+    {
+        while (auto socket = listening.accept()) {
+            HttpStream stream(std::move(*socket));
+            if (enter(stream)) {
+                serve(stream);
+                leave(stream);
+            }
+        }
+    }
+
+    bool enter(HttpStream& stream)
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (!ending) {
+            streams.insert(&stream);
+        }
+        return !ending;
+    }
+
+    void leave(HttpStream& stream)
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        streams.erase(&stream);
+        ended.notify_all();
+    }
+
+    void serve(HttpStream& stream)
+    {
+        // One request only: after one that is refused, its body would be taken for the next.
+        bool closed = true;
+        try {
+            process_request(stream, true, closed, [](Request& request) {
+                request.ranges.clear();
+                request.headers.erase("Accept-Encoding");
+            });
+            stream.finish();
+        } catch (const std::exception&) {
+            stream.abort(); // out of memory, say; the client sees its answer end
+        }
+    }
+
+    HandlerResponse begin(const Request& request, Response& response)
+    {
+        HttpAnswer answer;
+        const auto hasPath = [&](const HttpRoute& route) { return route.path == request.path; };
+        const auto route = std::find_if(routes.begin(), routes.end(), hasPath);
+        if (const auto reason = guard.refusal(valuesOf(request, "Host"), valuesOf(request, "Origin"))) {
+            answer = textAnswer(403, *reason);
+        } else if (route == routes.end()) {
+            answer = textAnswer(404, "there is no such page");
+        } else if (route->method != request.method) {
+            answer = textAnswer(405, "this takes " + route->method + " only");
+            answer.headers.emplace_back("Allow", route->method);
+        } else if (route->method == "GET") {
+            answer = route->answer({});
+        } else if (const auto refusal = bodyRefusal(request)) {
+            answer = *refusal;
+        } else {
+            return HandlerResponse::Unhandled; // post takes it
+        }
+        give(std::move(answer), response);
+        return HandlerResponse::Handled;
+    }
+
+    static void post(const HttpRoute& route, const Request& request, Response& response,
+                     const httplib::ContentReader& reader)
+    {
+        HttpRequest taken;
+        const bool whole = reader([&](const char* bytes, std::size_t count) {
+            taken.body.append(bytes, count);
+            return true;
+        });
+        if (!whole) {
+            give(textAnswer(400, "the body is shorter than its Content-Length"), response);
+            return;
+        }
+        const std::vector<std::string> types = valuesOf(request, "Content-Type");
+        taken.contentType = types.size() == 1 ? types.front() : std::string();
+        give(route.answer(taken), response);
+    }
+
+    ListeningSocket listening;
+    const RequestGuard guard;
+    const std::vector<HttpRoute> routes;
+    std::mutex mutex;
+    std::condition_variable ended;
+    std::set<HttpStream*> streams; ///< being served
+    bool ending = false;
+    std::vector<std::thread> threads;
+};
+
+HttpServer::HttpServer(const HttpAddress& address, std::vector<HttpRoute> routes)
+{
+    const KeptSigpipe kept;
+    connections = std::make_unique<Connections>(address, std::move(routes));
+}
+
+HttpServer::~HttpServer() = default;
+
+const HttpAddress& HttpServer::address() const
+{
+    return connections->address();
+}
+
+} // namespace panelsim
