@@ -33,24 +33,22 @@ PinSession::PinSession(Board& itsBoard, std::uint64_t itsNumber, std::shared_ptr
 
 std::uint64_t PinSession::perform(const Request& request)
 {
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        if (request.operation == Request::Operation::Create) {
-            return create();
-        }
-        const auto found = pins.find(request.pin);
-        if (found != pins.end()) {
-            return performOn(found, request);
+    if (request.operation == Request::Operation::Create) {
+        return create();
+    }
+    for (PinSession* owner = this; owner != nullptr; owner = owner->parent.get()) {
+        const std::lock_guard<std::mutex> lock(owner->mutex);
+        const auto found = owner->pins.find(request.pin);
+        if (found != owner->pins.end()) {
+            return owner->performOn(found, request);
         }
     }
-    if (parent == nullptr) {
-        throw std::invalid_argument("there is no pin " + std::to_string(request.pin));
-    }
-    return parent->perform(request);
+    throw std::invalid_argument("there is no pin " + std::to_string(request.pin));
 }
 
 std::uint64_t PinSession::create()
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     if (pins.size() >= mostPins) {
         throw std::runtime_error("an application has " + std::to_string(mostPins) + " pins at most");
     }

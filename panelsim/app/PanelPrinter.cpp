@@ -1,0 +1,62 @@
+#include "panelsim/app/PanelPrinter.h"
+
+#include "panelsim/PanelText.h"
+#include "panelsim/app/Output.h"
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace panelsim {
+
+namespace {
+
+// A page takes some ten milliseconds to write, and nobody wants to see each of its characters come.
+constexpr std::chrono::milliseconds rest{80};
+constexpr std::chrono::seconds patience{1};
+
+} // namespace
+
+PanelPrinter::PanelPrinter(Simulation& itsSimulation)
+    : simulation(itsSimulation), drawn(itsSimulation.board.view()), drawing([this] { drawChanges(); })
+{
+}
+
+PanelPrinter::~PanelPrinter()
+{
+    ending = true;
+    simulation.changes.notify();
+    drawing.join();
+}
+
+void PanelPrinter::drawChanges()
+{
+    while (!ending) {
+        const std::uint64_t seen = simulation.changes.count();
+        PanelView view = simulation.board.view();
+        if (view == drawn) {
+            simulation.changes.wait(seen, ChangeSignal::Clock::now() + std::chrono::hours(1));
+            continue;
+        }
+        const auto deadline = ChangeSignal::Clock::now() + patience;
+        for (PanelView last; last != view && !ending && ChangeSignal::Clock::now() < deadline;) {
+            last = view;
+            std::this_thread::sleep_for(rest);
+            view = simulation.board.view();
+        }
+        draw(view);
+    }
+    draw(simulation.board.view());
+}
+
+void PanelPrinter::draw(const PanelView& view)
+{
+    if (view != drawn) {
+        const bool inColour = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
+        writeAll(STDOUT_FILENO, "\n" + drawPanel(view, inColour ? TextStyle::Terminal : TextStyle::Plain));
+        drawn = view;
+    }
+}
+
+} // namespace panelsim

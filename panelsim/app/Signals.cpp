@@ -1,0 +1,32 @@
+#include "panelsim/app/Signals.h"
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace panelsim {
+
+Signals::Signals()
+{
+    sigset_t ours;
+    sigemptyset(&ours);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) {
+        sigaddset(&ours, number);
+    }
+    arrivals = FileDescriptor(signalfd(-1, &ours, SFD_NONBLOCK | SFD_CLOEXEC), "cannot wait for signals");
+    pthread_sigmask(SIG_BLOCK, &ours, &mask);
+
+    struct sigaction ignore {};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &ignore, nullptr);
+}
+
+std::optional<Signals::Arrived> Signals::take() const
+{
+    signalfd_siginfo taken{};
+    if (read(arrivals.get(), &taken, sizeof taken) != sizeof taken) {
+        return std::nullopt;
+    }
+    return Arrived{static_cast<int>(taken.ssi_signo), taken.ssi_code == SI_KERNEL};
+}
+
+} // namespace panelsim

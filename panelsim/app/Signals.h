@@ -1,0 +1,39 @@
+#pragma once
+
+#include "panelsim/FileDescriptor.h"
+
+#include <csignal>
+#include <optional>
+#include <sys/types.h>
+
+namespace panelsim {
+
+/**
+ * The signals of the simulator's own: SIGINT, SIGTERM, SIGHUP and SIGCHLD are blocked from construction on, in this
+ * thread and those that it starts, and read where the main thread waits; SIGPIPE is ignored.
+ */
+class Signals {
+public:
+    struct Arrived {
+        int number;
+        bool fromTerminal; ///< or else from the kernel; then the application got it as well
+    };
+
+    /** To be constructed before any other thread is started. @throws std::system_error */
+    Signals();
+
+    /** @return a descriptor that is readable when a signal has come */
+    int descriptor() const { return arrivals.get(); }
+
+    /** @return the next one that has come, without waiting */
+    std::optional<Arrived> take() const;
+
+    /** @return the signals that were blocked before */
+    const sigset_t& previousMask() const { return mask; }
+
+private:
+    sigset_t mask{};
+    FileDescriptor arrivals;
+};
+
+} // namespace panelsim
