@@ -8,7 +8,7 @@ namespace panelsim {
 /** The operations of a pin and, first, of the factory that makes it. */
 enum class PinOperation { Create, Export, Init, Deinit, SetDirection, SetValue, GetValue };
 
-/** Lets pin operations of a board fail, before they have any effect. */
+/** Lets pin operations of a board fail, before they have any effect; only deinit lets go of the line all the same. */
 struct PinFault {
     enum class Kind {
         Throw, ///< a std::runtime_error

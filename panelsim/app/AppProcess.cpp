@@ -41,7 +41,7 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts)
     return pointers;
 }
 
-pid_t spawn(const AppProcess::Start& start, int output, int error)
+pid_t spawn(const AppProcess::Start& start, bool ownGroup, int output, int error)
 {
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
@@ -55,7 +55,9 @@ pid_t spawn(const AppProcess::Start& start, int output, int error)
     sigaddset(&defaults, SIGPIPE);
     posix_spawnattr_setsigmask(&attributes, &start.signalMask);
     posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    const int groupFlag = ownGroup ? POSIX_SPAWN_SETPGROUP : 0;
+    posix_spawnattr_setflags(&attributes,
+                             static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | groupFlag));
 
     pid_t pid = -1;
     const int failure = posix_spawnp(&pid, start.command.front().c_str(), &files, &attributes,
@@ -70,11 +72,11 @@ pid_t spawn(const AppProcess::Start& start, int output, int error)
 
 } // namespace
 
-AppProcess::AppProcess(const Start& start, AppLog& log)
+AppProcess::AppProcess(const Start& start, AppLog& log) : ownGroup(isatty(STDIN_FILENO) == 0)
 {
     Pipe outputPipe = openPipe();
     Pipe errorPipe = openPipe();
-    pid = spawn(start, outputPipe.writing.get(), errorPipe.writing.get());
+    pid = spawn(start, ownGroup, outputPipe.writing.get(), errorPipe.writing.get());
     output = std::make_unique<OutputCopier>(std::move(outputPipe.reading), STDOUT_FILENO, LogLine::Source::Output, log);
     error = std::make_unique<OutputCopier>(std::move(errorPipe.reading), STDERR_FILENO, LogLine::Source::Error, log);
 }
@@ -99,8 +101,13 @@ std::optional<AppState> AppProcess::takeEnd()
 void AppProcess::sendSignal(int number) const
 {
     if (pid >= 0) {
-        kill(pid, number);
+        kill(ownGroup ? -pid : pid, number);
     }
+}
+
+bool AppProcess::sharesProcessGroup() const
+{
+    return pid >= 0 && getpgid(pid) == getpgrp();
 }
 
 } // namespace panelsim

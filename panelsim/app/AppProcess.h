@@ -13,7 +13,10 @@
 
 namespace panelsim {
 
-/** An application, from its start to its end. Its standard output and error are copied to this process's own. */
+/**
+ * An application, from its start to its end. Its standard output and error are copied to this process's own. It gets a
+ * process group of its own unless standard input is a terminal, whose foreground it then shares.
+ */
 class AppProcess {
 public:
     /** What an application is started with. */
@@ -37,10 +40,14 @@ public:
     /** @return its state once it has ended and all of its output is copied, for the first time only */
     std::optional<AppState> takeEnd();
 
-    /** Sends a signal, if it has not ended. */
+    /** Sends a signal, if it has not ended: to it and, if it has a process group of its own, to the others in there. */
     void sendSignal(int number) const;
 
+    /** @return whether it has not ended and gets the signals of the same terminal as this process */
+    bool sharesProcessGroup() const;
+
 private:
+    const bool ownGroup;
     pid_t pid = -1;
     std::unique_ptr<OutputCopier> output;
     std::unique_ptr<OutputCopier> error;

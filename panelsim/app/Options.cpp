@@ -148,7 +148,9 @@ CLI::Option* OptionParser::add(const std::string& name, const std::string& value
             throw UsageError(name + ": " + error.what());
         }
     };
-    return app.add_option_function<std::string>(name, takeOrRefuse, description)->type_name(value);
+    return app.add_option_function<std::string>(name, takeOrRefuse, description)
+        ->type_name(value)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
 }
 
 void OptionParser::addPanel()
@@ -252,6 +254,9 @@ bool OptionParser::readOwn(const std::vector<std::string>& arguments)
         std::cout << app.help() << std::flush;
     } catch (const CLI::CallForVersion& version) {
         std::cout << version.what() << std::endl;
+    } catch (const CLI::ArgumentMismatch& error) {
+        const std::string text = error.what();
+        throw UsageError(text.substr(0, text.find(':')) + ": a value is missing");
     } catch (const CLI::ParseError& error) {
         refuseExtras();
         throw UsageError(error.what());

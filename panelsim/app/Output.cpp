@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 namespace panelsim {
@@ -21,7 +22,10 @@ bool writeAll(int descriptor, std::string_view bytes)
 {
     while (!bytes.empty()) {
         const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-        if (written < 0 && errno != EINTR) {
+        if (written < 0 && errno == EAGAIN) {
+            pollfd polled{descriptor, POLLOUT, 0};
+            poll(&polled, 1, -1);
+        } else if (written < 0 && errno != EINTR) {
             return false;
         }
         bytes.remove_prefix(written < 0 ? 0 : static_cast<std::size_t>(written));

@@ -11,7 +11,7 @@ namespace panelsim {
  */
 void occupyStandardDescriptors();
 
-/** @return whether all of it was written */
+/** Waits while the descriptor takes nothing. @return whether all of it was written, or else errno tells why not */
 bool writeAll(int descriptor, std::string_view bytes);
 
 /** Writes "panelsim: " and the text, of one or more lines, to standard error. */

@@ -3,6 +3,8 @@
 #include "panelsim/FileDescriptor.h"
 #include "panelsim/app/AppLog.h"
 
+#include <cstddef>
+#include <string_view>
 #include <thread>
 
 namespace panelsim {
@@ -16,7 +18,10 @@ public:
      * @param log  must outlive this object
      */
     OutputCopier(FileDescriptor from, int to, LogLine::Source source, AppLog& log);
-    /** Copies what the pipe still holds, without waiting for those who have it open and write no more. */
+    /**
+     * Copies what the pipe still holds, and no more, whoever else may have it open; gives up when nothing was taken for
+     * two seconds.
+     */
     ~OutputCopier();
 
     OutputCopier(const OutputCopier&) = delete;
@@ -25,12 +30,18 @@ public:
 private:
     void copy();
     bool waitForMore();
+    void pass(std::string_view bytes);
+    bool waitUntilTaken();
+    void takeEnd();
 
     FileDescriptor from;
     const int to;
     const LogLine::Source source;
     AppLog& log;
     FileDescriptor endEvent;
+    bool ending = false;
+    std::size_t left = 0;    ///< bytes to copy once it is ending
+    bool discarding = false; ///< whether what was copied so far could not all be written
     std::thread copying;
 };
 

@@ -1,5 +1,6 @@
 #include "panelsim/app/Panelsim.h"
 
+#include "panelsim/app/ExitStatus.h"
 #include "panelsim/app/Options.h"
 #include "panelsim/app/Output.h"
 #include "panelsim/app/Signals.h"
@@ -15,8 +16,6 @@
 namespace panelsim {
 
 namespace {
-
-constexpr int usageFailure = 2;
 
 int run(int argc, const char* const* argv)
 {
@@ -50,7 +49,7 @@ int runPanelsim(int argc, const char* const* argv)
         return run(argc, argv);
     } catch (const std::exception& error) {
         say(asOneLine(error.what()));
-        return usageFailure;
+        return exitStatus::usageFailure;
     }
 }
 

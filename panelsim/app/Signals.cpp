@@ -5,12 +5,27 @@
 
 namespace panelsim {
 
+namespace {
+
+bool isIgnored(int number)
+{
+    struct sigaction action {};
+    sigaction(number, nullptr, &action);
+    return action.sa_handler == SIG_IGN;
+}
+
+} // namespace
+
 Signals::Signals()
 {
     sigset_t ours;
     sigemptyset(&ours);
+    // Ignored, the end of a child would go by without a trace.
+    std::signal(SIGCHLD, SIG_DFL);
     for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) {
-        sigaddset(&ours, number);
+        if (!isIgnored(number)) {
+            sigaddset(&ours, number);
+        }
     }
     arrivals = FileDescriptor(signalfd(-1, &ours, SFD_NONBLOCK | SFD_CLOEXEC), "cannot wait for signals");
     pthread_sigmask(SIG_BLOCK, &ours, &mask);

@@ -10,7 +10,8 @@ namespace panelsim {
 
 /**
  * The signals of the simulator's own: SIGINT, SIGTERM, SIGHUP and SIGCHLD are blocked from construction on, in this
- * thread and those that it starts, and read where the main thread waits; SIGPIPE is ignored.
+ * thread and those that it starts, and read where the main thread waits; SIGPIPE is ignored. Those that are ignored
+ * already, as under nohup, stay so.
  */
 class Signals {
 public:

@@ -2,9 +2,9 @@
 
 #include "panelsim/app/Duration.h"
 #include "panelsim/app/Environment.h"
+#include "panelsim/app/ExitStatus.h"
 #include "panelsim/app/Output.h"
 #include "panelsim/app/Situation.h"
-#include "panelsim/app/UsageError.h"
 #include "panelsim/scenario/ScenarioFile.h"
 
 #include <algorithm>
@@ -20,13 +20,6 @@
 namespace panelsim {
 
 namespace {
-
-constexpr int passed = 0;
-constexpr int stepFailed = 1;
-constexpr int usageFailure = 2;
-constexpr int applicationFailure = 3;
-constexpr int timeoutStatus = 42;
-constexpr int signalBase = 128;
 
 constexpr std::uint16_t usualPort = 8080;
 constexpr std::chrono::seconds hintAfter{5};
@@ -105,11 +98,16 @@ int Simulator::run()
     if (options.timeout) {
         timeout = Clock::now() + *options.timeout;
     }
+    takeSignals();
+    if (interruptedBy != 0) {
+        return exitStatus::signalBase + interruptedBy;
+    }
     startApplication();
     startScenario();
     while (!isDone()) {
         waitForEvents();
         takeSignals();
+        restartIfWanted();
         takeEndOfApplication();
         takeEndOfScenario();
         checkDeadlines();
@@ -122,13 +120,26 @@ int Simulator::run()
 
 void Simulator::startApplication()
 {
+    simulation.board.clearBusFaults();
+    operationsAtStart = simulation.board.pinOperations();
+    application = std::make_unique<AppProcess>(start, simulation.log);
     simulation.app.set({AppState::Phase::Running, 0});
-    try {
-        application = std::make_unique<AppProcess>(start, simulation.log);
-    } catch (const std::system_error& error) {
-        throw UsageError(error.what());
-    }
     hintDue = Clock::now() + hintAfter;
+}
+
+void Simulator::restartIfWanted()
+{
+    if (!restartWanted.exchange(false) || !staying) {
+        return;
+    }
+    try {
+        remark("the application is started again");
+        startApplication();
+        staying = false;
+        page->offerRestart(false);
+    } catch (const std::system_error& error) {
+        remark(error.what()); // it is being built just now, say
+    }
 }
 
 void Simulator::startScenario()
@@ -151,12 +162,6 @@ void Simulator::waitForEvents()
     poll(polled.data(), polled.size(), static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
     std::uint64_t count = 0;
     static_cast<void>(read(wakeup.get(), &count, sizeof count));
-    if (restartWanted.exchange(false) && staying) {
-        staying = false;
-        page->offerRestart(false);
-        remark("the application is started again");
-        startApplication();
-    }
 }
 
 Simulator::Clock::time_point Simulator::nextDeadline() const
@@ -185,7 +190,9 @@ void Simulator::takeSignal(const Signals::Arrived& signal)
     if (playing != nullptr) {
         playing->stop();
     }
-    if (application != nullptr && !signal.fromTerminal) {
+    // The terminal sends Ctrl-C to all that share its foreground; what to do about it is then the application's affair.
+    const bool gotItToo = signal.fromTerminal && signal.number == SIGINT;
+    if (application != nullptr && !(gotItToo && application->sharesProcessGroup())) {
         application->sendSignal(signal.number);
         killDue = killDue.value_or(Clock::now() + graceAfterSignal);
     }
@@ -201,7 +208,7 @@ void Simulator::takeEndOfApplication()
     hintDue.reset();
     killDue.reset();
     simulation.log.remark("the application " + describe(*state));
-    if (page != nullptr && !scenario && !timedOut && interruptedBy == 0) {
+    if (!scenario && !timedOut && interruptedBy == 0) {
         stayOrEnd(*state);
     }
     // The state comes last: whoever sees it finds all that the application wrote in the log.
@@ -211,11 +218,11 @@ void Simulator::takeEndOfApplication()
 void Simulator::stayOrEnd(const AppState& state)
 {
     const bool failedAtTerminal = !state.succeeded() && isatty(STDERR_FILENO) != 0;
-    staying = options.stay || failedAtTerminal;
+    staying = page != nullptr && (options.stay || failedAtTerminal);
     if (staying) {
         page->offerRestart(true);
         say("the application " + describe(state) + "; the panel stays at " + page->url() + " until Ctrl-C");
-    } else if (state.phase == AppState::Phase::Killed) {
+    } else if (state.phase == AppState::Phase::Killed && state.status != SIGPIPE) { // which ends many a pipeline
         say("the application " + describe(state) + "\n" + describeSituation(simulation));
     }
 }
@@ -229,6 +236,7 @@ void Simulator::takeEndOfScenario()
     if (!result) {
         return;
     }
+    timeout.reset(); // the application has a time of its own to end
     if (result->outcome != ScenarioResult::Outcome::Passed && result->outcome != ScenarioResult::Outcome::Stopped) {
         say(result->message);
     }
@@ -250,7 +258,7 @@ void Simulator::checkDeadlines()
     }
     if (hintDue && now >= *hintDue) {
         hintDue.reset();
-        if (simulation.board.pinOperations() == 0) {
+        if (simulation.board.pinOperations() == operationsAtStart) {
             remark("the application has not used a pin for 5 s. If it should have: is it statically linked, "
                    "or set-user-ID, so that libpanelsim-gpio.so cannot be loaded into it? Does it use another GPIO "
                    "library than libsysfsgpio.so?");
@@ -279,7 +287,7 @@ void Simulator::judgeEnd()
         return;
     }
     const AppState end = simulation.app.get();
-    const bool asAsked = askedToEnd && end.shellStatus() == signalBase + SIGTERM;
+    const bool asAsked = askedToEnd && end.shellStatus() == exitStatus::signalBase + SIGTERM;
     if (!result->exitAccepted && !end.succeeded() && !asAsked) {
         applicationFailed = true;
         say("the scenario passed, but the application " + describe(end) + "\n" + describeSituation(simulation));
@@ -303,27 +311,27 @@ void Simulator::closeTrace()
 int Simulator::status() const
 {
     if (timedOut) {
-        return timeoutStatus;
+        return exitStatus::timeout;
     }
     const int own = scenario ? scenarioStatus() : simulation.app.get().shellStatus();
-    return own == passed && traceFailed ? usageFailure : own;
+    return own == exitStatus::passed && traceFailed ? exitStatus::usageFailure : own;
 }
 
 int Simulator::scenarioStatus() const
 {
     switch (result->outcome) {
     case ScenarioResult::Outcome::Failed:
-        return stepFailed;
+        return exitStatus::stepFailed;
     case ScenarioResult::Outcome::ApplicationFailed:
-        return applicationFailure;
+        return exitStatus::applicationFailure;
     case ScenarioResult::Outcome::FileError:
-        return usageFailure;
+        return exitStatus::usageFailure;
     case ScenarioResult::Outcome::Stopped:
-        return signalBase + interruptedBy;
+        return exitStatus::signalBase + interruptedBy;
     case ScenarioResult::Outcome::Passed:
         break;
     }
-    return applicationFailed ? applicationFailure : passed;
+    return applicationFailed ? exitStatus::applicationFailure : exitStatus::passed;
 }
 
 void Simulator::remark(const std::string& text)

@@ -16,6 +16,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,14 +29,14 @@ public:
     /**
      * Sets everything up but the application.
      * @param signals must outlive this object
-     * @throws UsageError, std::exception when a file, a port or anything else cannot be had
+     * @throws std::exception when a file, a port or anything else cannot be had
      */
     Simulator(const Options& options, const Signals& signals);
 
     Simulator(const Simulator&) = delete;
     Simulator& operator=(const Simulator&) = delete;
 
-    /** @return the exit status @throws UsageError when the application cannot be started */
+    /** @return the exit status @throws std::system_error when the application cannot be started */
     int run();
 
 private:
@@ -43,6 +44,7 @@ private:
 
     void openPage();
     void startApplication();
+    void restartIfWanted();
     void startScenario();
     bool isDone() const;
     void waitForEvents();
@@ -80,6 +82,7 @@ private:
     bool applicationFailed = false; ///< although the scenario passed
 
     bool staying = false;
+    std::uint64_t operationsAtStart = 0; ///< pin operations when the application was started
     bool timedOut = false;
     bool askedToEnd = false; ///< whether the application was, by this program
     bool traceFailed = false;

@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <system_error>
 #include <unistd.h>
@@ -21,20 +22,48 @@ namespace {
 
 // Pins of static objects are used until the very end of the process, so none of this has a destructor.
 
+/**
+ * A socket of this library's in somebody else's process, which may close all descriptors, as daemons do, and get the
+ * same number for another file. By its inode number it is known to be the same.
+ */
+struct Socket {
+    int descriptor;
+    ino_t inode;
+};
+
 /** Guards the session, which the first connection begins. */
 std::mutex sessionMutex;
 std::uint64_t session = 0;
 std::uint64_t parentSession = 0;
 /** Holds the session while threads come and go; never used otherwise. */
-int anchor = -1;
+Socket anchor{-1, 0};
 /** Counts forks, since a child must not talk on the connections of its parent. */
 std::atomic<unsigned> forks{0};
 
 struct ThreadConnection {
-    int socket;
+    Socket socket;
     unsigned forks;
 };
-thread_local ThreadConnection connection{-1, 0};
+thread_local ThreadConnection connection{{-1, 0}, 0};
+
+ino_t inodeOf(int descriptor)
+{
+    struct stat status {};
+    return fstat(descriptor, &status) == 0 ? status.st_ino : 0;
+}
+
+bool isOpen(const Socket& socket)
+{
+    return socket.descriptor >= 0 && inodeOf(socket.descriptor) == socket.inode;
+}
+
+void closeIfOpen(Socket& socket)
+{
+    if (isOpen(socket)) {
+        close(socket.descriptor);
+    }
+    socket = {-1, 0};
+}
 
 [[noreturn]] void throwUnreachable(const std::string& why)
 {
@@ -43,8 +72,8 @@ thread_local ThreadConnection connection{-1, 0};
 
 [[noreturn]] void throwGone(int error)
 {
-    throwUnreachable("the connection to panelsim is gone, has it ended? (" + std::generic_category().message(error) +
-                     ")");
+    throwUnreachable("the connection to panelsim is gone: has panelsim ended? (" +
+                     std::generic_category().message(error) + ")");
 }
 
 /** @return the error number as a failed call leaves it, or that of a peer that has closed */
@@ -101,23 +130,28 @@ int connectToSimulator()
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (name == nullptr || std::strlen(name) + 1 > sizeof address.sun_path) {
-        throwUnreachable(std::string(socketVariable) + " is not set; start the application by panelsim");
+        throwUnreachable(std::string(socketVariable) + " does not name a socket; start the application by panelsim");
     }
     // After the zero byte that says so, the name is in the abstract namespace.
     const std::size_t length = std::strlen(name);
     std::memcpy(address.sun_path + 1, name, length);
     const int socket = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    if (socket < 0) {
+        throwUnreachable("no socket for panelsim: " + std::generic_category().message(errno));
+    }
     const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + length);
-    if (socket < 0 || connect(socket, reinterpret_cast<const sockaddr*>(&address), size) != 0) {
+    if (connect(socket, reinterpret_cast<const sockaddr*>(&address), size) != 0) {
         const int error = errno;
         close(socket);
-        throwUnreachable("panelsim cannot be reached, has it ended? (" + std::generic_category().message(error) + ")");
+        throwUnreachable("panelsim cannot be reached: has it ended, or is the application in another network "
+                         "namespace? (" +
+                         std::generic_category().message(error) + ")");
     }
     return socket;
 }
 
 /** @return a connection within the session, which the first one begins */
-int openConnection()
+Socket openConnection()
 {
     const int socket = connectToSimulator();
     try {
@@ -130,14 +164,17 @@ int openConnection()
         close(socket);
         throw;
     }
-    return socket;
+    return {socket, inodeOf(socket)};
 }
 
 /** Closes the connection of a thread that ends. */
 void closeThreadConnection(void* /*unused*/)
 {
-    close(connection.socket);
-    connection.socket = -1;
+    if (isOpen(connection.socket) && connection.forks == forks) {
+        // Or else a child that was forked meanwhile would keep the connection.
+        shutdown(connection.socket.descriptor, SHUT_RDWR);
+    }
+    closeIfOpen(connection.socket);
 }
 
 /** The parent's anchor stays open here as well: its pins are this process's, too. */
@@ -146,7 +183,7 @@ void beginAsChild()
     ++forks;
     parentSession = session;
     session = 0;
-    anchor = -1;
+    anchor = {-1, 0};
     sessionMutex.unlock();
 }
 
@@ -154,7 +191,10 @@ void beginAsChild()
 pthread_key_t makeThreadEndKey()
 {
     pthread_key_t key{};
-    pthread_key_create(&key, closeThreadConnection);
+    const int error = pthread_key_create(&key, closeThreadConnection);
+    if (error != 0) {
+        throwUnreachable("no connection for this thread: " + std::generic_category().message(error));
+    }
     pthread_atfork([] { sessionMutex.lock(); }, [] { sessionMutex.unlock(); }, beginAsChild);
     return key;
 }
@@ -163,11 +203,9 @@ void connectThread()
 {
     static const pthread_key_t threadEndKey = makeThreadEndKey();
     const std::lock_guard<std::mutex> lock(sessionMutex);
-    if (connection.socket >= 0) {
-        close(connection.socket);
-        connection.socket = -1;
-    }
-    if (anchor < 0) {
+    closeIfOpen(connection.socket);
+    if (!isOpen(anchor)) {
+        session = 0;
         anchor = openConnection();
     }
     connection = {openConnection(), forks};
@@ -185,12 +223,12 @@ std::int64_t monotonicTime()
 
 std::uint64_t PinLink::perform(Request request)
 {
-    if (connection.socket < 0 || connection.forks != forks) {
+    if (connection.forks != forks || !isOpen(connection.socket)) {
         connectThread();
     }
     request.time = monotonicTime();
-    sendOn(connection.socket, request);
-    return receiveOn(connection.socket);
+    sendOn(connection.socket.descriptor, request);
+    return receiveOn(connection.socket.descriptor);
 }
 
 } // namespace panelsim

@@ -21,6 +21,9 @@ namespace panelsim {
 
 namespace {
 
+/** Connections beyond the number that is served, which get an answer that says so. */
+constexpr std::size_t mostRefusals = 16;
+
 std::uint64_t randomNumber()
 {
     std::random_device device;
@@ -127,6 +130,7 @@ PinServer::~PinServer()
 
 void PinServer::acceptConnections()
 {
+    std::string lastComplaint;
     while (true) {
         std::array<pollfd, 2> polled{{{listener.get(), POLLIN, 0}, {stopEvent.get(), POLLIN, 0}}};
         if (poll(polled.data(), polled.size(), -1) < 0 && errno != EINTR) {
@@ -136,36 +140,40 @@ void PinServer::acceptConnections()
         if (polled[1].revents != 0) {
             return;
         }
+        std::string complaint;
         if (polled[0].revents != 0) {
             const int accepted = accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC);
             if (accepted >= 0) {
-                admit(FileDescriptor(accepted, ""));
+                complaint = admit(FileDescriptor(accepted, ""));
             } else if (errno != EINTR && errno != ECONNABORTED) {
-                complain(std::string("cannot take a connection of the application: ") + std::strerror(errno));
+                complaint = std::string("cannot take a connection of the application: ") + std::strerror(errno);
                 // Out of descriptors, say: the connection stays in the queue, and would be tried again at once.
                 std::this_thread::sleep_for(std::chrono::milliseconds(100));
             }
         }
+        if (!complaint.empty() && complaint != lastComplaint) {
+            complain(complaint);
+        }
+        lastComplaint = complaint;
     }
 }
 
-void PinServer::admit(FileDescriptor connection)
+/** @return why the connection could not be served, empty if it is */
+std::string PinServer::admit(FileDescriptor connection)
 {
-    if (!isOfSameUser(connection.get())) {
-        answerError(connection.get(), Reply::Outcome::OtherError, "this panelsim serves another user");
-        complain("an application of another user was refused");
-        return;
-    }
+    const int descriptor = connection.get();
     const std::lock_guard<std::mutex> lock(mutex);
-    if (connections.size() >= mostConnections) {
-        const std::string text =
-            "panelsim has " + std::to_string(mostConnections) + " connections, one for each thread that uses pins";
-        answerError(connection.get(), Reply::Outcome::OtherError, text);
-        complain(text);
-        return;
+    if (connections.size() >= mostConnections + mostRefusals) {
+        return "too many connections: one was closed";
     }
-    connections.insert(connection.get());
-    std::thread([this, connected = std::move(connection)]() mutable { converse(std::move(connected)); }).detach();
+    connections.insert(descriptor);
+    try {
+        std::thread([this, connected = std::move(connection)]() mutable { converse(std::move(connected)); }).detach();
+        return {};
+    } catch (const std::system_error& error) {
+        connections.erase(descriptor);
+        return std::string("cannot serve a connection of the application: ") + error.what();
+    }
 }
 
 void PinServer::converse(FileDescriptor connection)
@@ -212,7 +220,7 @@ bool PinServer::carryOut(int connection, PinSession& session, const Request& req
 void PinServer::waitForDeparted(int asking)
 {
     std::unique_lock<std::mutex> lock(mutex);
-    // Who has departed itself waits for nobody, so that no two wait for each other.
+    // A connection whose own process is gone does not wait: two such would wait for each other for ever.
     connectionClosed.wait(
         lock, [&] { return hasDeparted(asking) || std::none_of(connections.begin(), connections.end(), hasDeparted); });
 }
@@ -232,19 +240,30 @@ std::shared_ptr<PinSession> PinServer::welcome(int connection)
                     "panelsim and its preloaded library are of different versions");
         throw std::invalid_argument("version " + std::to_string(greeting->version));
     }
-    const bool isNew = greeting->session == 0;
-    const std::uint64_t known = isNew ? greeting->parent : greeting->session;
-    std::shared_ptr<PinSession> session = known == 0 ? nullptr : findSession(known);
-    if (known != 0 && session == nullptr) {
-        answerError(connection, Reply::Outcome::OtherError, "panelsim does not know this application any more");
+    const std::shared_ptr<PinSession> known = findSession(greeting->session);
+    // Who knows the number of a session is one of its threads, even if it has changed its user since.
+    const std::string objection = objectionTo(connection, known != nullptr);
+    if (!objection.empty()) {
+        answerError(connection, Reply::Outcome::OtherError, objection);
+        complain("a connection was refused: " + objection);
         return nullptr;
     }
-    if (isNew) {
-        session = beginSession(session);
-    }
+    const std::shared_ptr<PinSession> session = known != nullptr ? known : beginSession(findSession(greeting->parent));
     Reply reply;
     reply.value = session->number();
     return answer(connection, reply) ? session : nullptr;
+}
+
+/** @return why it cannot be served, empty if it can */
+std::string PinServer::objectionTo(int connection, bool isKnown) const
+{
+    if (!isKnown && !isOfSameUser(connection)) {
+        return "this panelsim serves another user";
+    }
+    const std::lock_guard<std::mutex> lock(mutex);
+    return connections.size() <= mostConnections
+               ? ""
+               : "panelsim has " + std::to_string(mostConnections) + " connections, one for each thread that uses pins";
 }
 
 std::shared_ptr<PinSession> PinServer::findSession(std::uint64_t number)

@@ -26,7 +26,7 @@ class PinServer {
 public:
     using Complain = std::function<void(const std::string&)>;
 
-    static constexpr std::size_t mostConnections = 256;
+    static constexpr std::size_t mostConnections = 256; ///< one for each thread that uses pins, and one for its process
 
     /**
      * Serves from now on, one thread for each connection.
@@ -45,7 +45,8 @@ public:
 
 private:
     void acceptConnections();
-    void admit(FileDescriptor connection);
+    std::string admit(FileDescriptor connection);
+    std::string objectionTo(int connection, bool isKnown) const;
     void converse(FileDescriptor connection);
     std::shared_ptr<PinSession> welcome(int connection);
     std::shared_ptr<PinSession> findSession(std::uint64_t number);
@@ -58,7 +59,7 @@ private:
     const std::string name;
     FileDescriptor listener;
     FileDescriptor stopEvent;
-    std::mutex mutex;
+    mutable std::mutex mutex;
     std::condition_variable connectionClosed;
     std::set<int> connections;
     std::map<std::uint64_t, std::weak_ptr<PinSession>> sessions;

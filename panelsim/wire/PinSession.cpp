@@ -4,8 +4,10 @@
 #include "sysfs/PinDirectionEn.h"
 
 #include <atomic>
+#include <cerrno>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 
 namespace panelsim {
@@ -33,6 +35,10 @@ PinSession::PinSession(Board& itsBoard, std::uint64_t itsNumber, std::shared_ptr
 
 std::uint64_t PinSession::perform(const Request& request)
 {
+    if (request.operation > Request::Operation::Destroy) {
+        throw std::invalid_argument("there is no pin operation " +
+                                    std::to_string(static_cast<unsigned>(request.operation)));
+    }
     if (request.operation == Request::Operation::Create) {
         return create();
     }
@@ -43,7 +49,11 @@ std::uint64_t PinSession::perform(const Request& request)
             return owner->performOn(found, request);
         }
     }
-    throw std::invalid_argument("there is no pin " + std::to_string(request.pin));
+    // Another process of the application's destroyed it, or it was lost when the application closed all descriptors.
+    if (request.operation == Request::Operation::Destroy) {
+        return 0;
+    }
+    throw std::system_error(ENODEV, std::generic_category(), "this pin is gone");
 }
 
 std::uint64_t PinSession::create()
@@ -80,10 +90,10 @@ std::uint64_t PinSession::performOn(Pins::iterator found, const Request& request
     case Request::Operation::Destroy:
         pins.erase(found);
         return 0;
-    default:
-        throw std::invalid_argument("there is no pin operation " +
-                                    std::to_string(static_cast<unsigned>(request.operation)));
+    case Request::Operation::Create:
+        break; // has no pin yet
     }
+    return 0;
 }
 
 } // namespace panelsim

@@ -32,7 +32,8 @@ public:
 
     /**
      * @return what the operation returns
-     * @throws std::exception what the pin throws; std::invalid_argument for a request that makes no sense
+     * @throws std::exception what the pin throws; std::system_error with ENODEV for a pin that there is not (any more);
+     *         std::invalid_argument for a request that makes no sense
      */
     std::uint64_t perform(const Request& request);
 

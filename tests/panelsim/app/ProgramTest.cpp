@@ -70,13 +70,17 @@ TEST_F(ProgramTest, PassesOnWhatTheApplicationDoesAndHowItEnds)
         {"$panelsim --no-http -- sh -c 'echo out; exit 7'", 7, "out\n", ""},
         {"$panelsim --no-http -- sh -c 'echo err >&2'", 0, "", "err\n"},
         {"echo in >in; $panelsim --no-http -- cat <in", 0, "in\n", ""},
-        {"$panelsim --no-http -- sh -c 'kill -SEGV $$'", 139, "", ""},
+        {"$panelsim --no-http -- sh -c 'kill -SEGV $$'", 139, "", "The panel shows:\n"},
         {"$panelsim --http 127.0.0.1:0 -- sh -c 'kill -SEGV $$'", 139, "", "The panel shows:\n"},
         {"$panelsim --no-http -- ./no-such-thing", 2, "",
          "panelsim: cannot start './no-such-thing': No such file or directory\n"},
         {"$panelsim --no-http -- sh -c 'yes | head -c 300000' | tail -c 2", 0, "y\n", ""},
         {"$panelsim --no-http -- yes | head -c 2", 0, "y\n", ""},
         {"$panelsim --no-http -- sh -c 'sleep 100 & echo started'", 0, "started\n", ""},
+        {"$panelsim --no-http -- sh -c 'yes & sleep 0.2; exit 5' >/dev/null", 5, "", ""},
+        {"$panelsim --no-http -- sh -c 'echo a; sleep 0.1; echo b; exit 5' >/dev/full", 5, "", ""},
+        {"(trap '' CHLD; exec $panelsim --no-http -- sh -c 'exit 5')", 5, "", ""},
+        {"{ $panelsim --no-http --timeout 300ms -- yes; echo status $? >&2; } | sleep 3", 0, "", "status 42\n"},
         {"$panelsim --no-http --panel outdoor -- $frontpanel detect", 0, "outdoor\n", ""},
         {"$panelsim --no-http --led-base 200 --leds 3 -- $frontpanel led 2 on --led-base 200 --led-count 3", 0, "", ""},
         {"$panelsim --no-http -- $frontpanel led 3 on --led-base 100", 1, "", "GPIO 103: no such GPIO"},
@@ -99,6 +103,7 @@ TEST_F(ProgramTest, SaysInOneLineWhatIsWrongWithItsOptions)
         {"$panelsim --panel inside -- true", 2, "", "--panel: 'inside' is not indoor or outdoor\n"},
         {"$panelsim --chip ra8803 --panel outdoor -- true", 2, "", "--chip: the outdoor panel has no LCD\n"},
         {"$panelsim --panel outdoor --keys 3 -- true", 2, "", "--keys: the outdoor panel has 2 keys\n"},
+        {"$panelsim --keys", 2, "", "--keys: a value is missing\n"},
         {"$panelsim --keys 0x3 -- true", 2, "", "--keys: '0x3' is not a number from 0 to 256\n"},
         {"$panelsim --inverted-leds 1,8 -- true", 2, "", "neither one of the 8 LEDs nor the backlight's GPIO 28\n"},
         {"$panelsim --led-base 4294967290 -- true", 2, "", "the highest GPIO number is 4294967295\n"},
@@ -165,6 +170,11 @@ TEST_F(ProgramTest, PassesSignalsOnAndKillsWhoDoesNotListen)
 {
     expect(run("$panelsim --no-http -- $frontpanel keys --key-count 3 & sleep 0.5; kill $!; wait $!"),
            {"a command that ends", 0, "KeyHandler stop called", ""});
+    expect(run("$panelsim --no-http --timeout 300ms -- "
+               "sh -c '(trap \"echo ended; exit\" TERM; sleep 100 & wait); echo not reached'"),
+           {"one that a script has started", 42, "ended\n", "timeout"});
+    expect(run("(trap '' HUP; exec $panelsim --no-http -- sleep 1) & sleep 0.3; kill -HUP $!; wait $!"),
+           {"one that nothing is to end", 0, "", ""});
     expect(run("$panelsim --no-http -- sh -c 'trap \"\" TERM; echo begun; sleep 100' & sleep 0.5; kill $!; wait $!"),
            {"one that does not", 137, "begun", "did not end within 5 s of being asked to, and is killed\n"});
 }
