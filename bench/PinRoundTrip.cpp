@@ -15,6 +15,7 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -22,8 +23,8 @@
 #include <iostream>
 #include <sched.h>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/sysinfo.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -59,6 +60,7 @@ public:
     Peer(int processor, const std::function<void()>& work) : pid(fork())
     {
         if (pid == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL); // also when this process leaves at once
             stayOn(processor);
             work();
             _exit(0);
@@ -110,9 +112,23 @@ double median(std::vector<double> values)
     return values[rounds / 2];
 }
 
-void compare(int peerProcessor)
+/** @return the processors that this process may run on */
+std::vector<int> processors()
 {
-    stayOn(0);
+    cpu_set_t allowed;
+    check(sched_getaffinity(0, sizeof allowed, &allowed) == 0, "cannot see the processors");
+    std::vector<int> found;
+    for (int processor = 0; processor < CPU_SETSIZE; ++processor) {
+        if (CPU_ISSET(static_cast<unsigned>(processor), &allowed)) {
+            found.push_back(processor);
+        }
+    }
+    return found;
+}
+
+void compare(int ownProcessor, int peerProcessor)
+{
+    stayOn(ownProcessor);
     std::array<int, 2> pair{};
     std::array<int, 2> addressPipe{};
     check(socketpair(AF_UNIX, SOCK_STREAM, 0, pair.data()) == 0 && pipe(addressPipe.data()) == 0, "cannot connect");
@@ -149,7 +165,7 @@ void compare(int peerProcessor)
             row.times.push_back(nanosecondsEach(row.work));
         }
     }
-    std::printf("both processes on %s\n", peerProcessor == 0 ? "one processor" : "a processor each");
+    std::printf("both processes on %s\n", peerProcessor == ownProcessor ? "one processor" : "a processor each");
     const double floor = median(rows[0].times);
     for (const Row& row : rows) {
         const double time = median(row.times);
@@ -162,11 +178,12 @@ void compare(int peerProcessor)
 int main()
 {
     // A process for each placement: the connection to panelsim is the process's.
-    for (int peerProcessor = 0; peerProcessor < std::min(get_nprocs(), 2); ++peerProcessor) {
+    const std::vector<int> available = processors();
+    for (std::size_t peer = 0; peer < std::min<std::size_t>(available.size(), 2); ++peer) {
         const pid_t pid = fork();
         if (pid == 0) {
             try {
-                compare(peerProcessor);
+                compare(available[0], available[peer]);
                 return 0;
             } catch (const std::exception& error) {
                 std::cerr << "pin-round-trip: " << error.what() << "\n";
