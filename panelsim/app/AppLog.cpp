@@ -65,14 +65,38 @@ std::vector<LogLine> AppLog::lastLines(std::size_t most) const
 std::optional<AppLog::Position> AppLog::find(std::string_view text, Position from) const
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    for (std::uint64_t number = std::max(from.line, firstLine); number < firstLine + lines.size(); ++number) {
-        const LogLine& line = lines[number - firstLine];
-        const auto found = line.text.find(text, number == from.line ? from.column : 0);
-        if (line.source != LogLine::Source::Simulator && found != std::string::npos) {
-            return Position{number, found + text.size()};
+    if (from.unfinished) {
+        if (const auto found = findAt(text, *from.unfinished)) {
+            return Position{from.place, found};
+        }
+    }
+    for (Place place = from.place.line < firstLine ? Place{firstLine, 0} : from.place;
+         place.line < firstLine + lines.size(); place = {place.line + 1, 0}) {
+        if (const auto found = findAt(text, place)) {
+            Position position{*found, {}};
+            for (const auto& [source, line] : begun) {
+                if (line < found->line) {
+                    position.unfinished = Place{line, lines[line - firstLine].text.size()};
+                }
+            }
+            return position;
         }
     }
     return std::nullopt;
+}
+
+/** @return the place right after the text in that line, from that column on */
+std::optional<AppLog::Place> AppLog::findAt(std::string_view text, Place from) const
+{
+    if (from.line < firstLine || from.line >= firstLine + lines.size()) {
+        return std::nullopt;
+    }
+    const LogLine& line = lines[from.line - firstLine];
+    const auto found = line.text.find(text, from.column);
+    if (line.source == LogLine::Source::Simulator || found == std::string::npos) {
+        return std::nullopt;
+    }
+    return Place{from.line, found + text.size()};
 }
 
 /** Adds text without a newline to the line that the source has begun, or to new ones. */

@@ -38,10 +38,16 @@ public:
     static constexpr std::size_t longestLine = 1024; ///< bytes
     static constexpr std::size_t mostOvertaking = 20;
 
-    /** A place in the log. */
-    struct Position {
+    /** A place in a line. */
+    struct Place {
         std::uint64_t line = 0;
         std::size_t column = 0;
+    };
+
+    /** What has been looked at: all before a place, but for an earlier line that had not come to its end. */
+    struct Position {
+        Place place = {};
+        std::optional<Place> unfinished = {};
     };
 
     /** Some lines that follow each other. */
@@ -69,11 +75,12 @@ public:
 
     /**
      * Looks for text within one line of the application's.
-     * @return the place right after it, empty when it is not there
+     * @return the position right after it, empty when it is not there
      */
     std::optional<Position> find(std::string_view text, Position from) const;
 
 private:
+    std::optional<Place> findAt(std::string_view text, Place from) const;
     void put(LogLine::Source source, std::string_view bytes);
     LogLine& beginLine(LogLine::Source source);
     void complete(LogLine::Source source);

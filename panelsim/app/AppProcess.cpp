@@ -86,7 +86,7 @@ AppProcess::~AppProcess() = default;
 std::optional<AppState> AppProcess::takeEnd()
 {
     int status = 0;
-    if (pid < 0 || waitpid(pid, &status, WNOHANG) != pid) {
+    if (pid < 0 || waitpid(pid, &status, WNOHANG) == 0) {
         return std::nullopt;
     }
     pid = -1;

@@ -129,7 +129,8 @@ OptionParser::OptionParser()
     addPanel();
     addRunning();
     app.footer("Exit status: the application's, or 128 more than the number of the signal that ended it.\n"
-               "With a scenario: 0 passed, 1 a step failed, 3 the application failed.\n"
+               "With a scenario: 0 passed, 1 a step failed, 3 the application failed,\n"
+               "129, 130 or 143 interrupted by SIGHUP, SIGINT or SIGTERM.\n"
                "2 for a wrong option or a file that cannot be used, 42 when --timeout was over.\n"
                "Examples:\n"
                "  panelsim -- frontpanel demo\n"
@@ -282,8 +283,8 @@ void OptionParser::checkCombinations(bool hasCommand) const
     if (runs && options.command.empty()) {
         throw UsageError("a command is needed: panelsim [OPTIONS] -- COMMAND [ARGS...]");
     }
-    if (!runs && hasCommand) {
-        throw UsageError("--lint checks a file and runs no command");
+    if (!runs && (hasCommand || !options.scenario.empty() || options.timeout || !options.vcd.empty() || options.http)) {
+        throw UsageError("--lint checks a file and runs nothing: leave out what is for a run");
     }
     if (options.noHttp && options.http) {
         throw UsageError("--http and --no-http exclude each other");

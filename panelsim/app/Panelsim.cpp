@@ -25,7 +25,8 @@ int run(int argc, const char* const* argv)
     }
     if (!options->lint.empty()) {
         const Scenario scenario = readScenario(options->lint, options->board);
-        std::cout << options->lint.string() << ": " << scenario.steps.size() << " steps, no fault found" << std::endl;
+        std::cout << options->lint.string() << ": " << scenario.steps.size()
+                  << (scenario.steps.size() == 1 ? " step" : " steps") << ", no fault found" << std::endl;
         return 0;
     }
     const Signals signals;

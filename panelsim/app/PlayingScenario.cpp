@@ -1,6 +1,7 @@
 #include "panelsim/app/PlayingScenario.h"
 
 #include <chrono>
+#include <exception>
 #include <utility>
 
 namespace panelsim {
@@ -8,7 +9,11 @@ namespace panelsim {
 PlayingScenario::PlayingScenario(const Scenario& scenario, Simulation& simulation, std::function<void()> onEnd)
     : runner(scenario, simulation), result(promisedResult.get_future()),
       playing(std::async(std::launch::async, [this, ended = std::move(onEnd)] {
-          promisedResult.set_value(runner.run());
+          try {
+              promisedResult.set_value(runner.run());
+          } catch (...) {
+              promisedResult.set_exception(std::current_exception());
+          }
           ended();
       }))
 {

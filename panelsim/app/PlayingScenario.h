@@ -27,7 +27,8 @@ public:
 
     void stop() { runner.stop(); }
 
-    /** @return the result once there is one, the first time only */
+    /** @return the result once there is one, the first time only @throws std::exception what ended the playing instead
+     */
     std::optional<ScenarioResult> takeResult();
 
 private:

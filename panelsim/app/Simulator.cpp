@@ -237,7 +237,7 @@ void Simulator::takeEndOfScenario()
         return;
     }
     timeout.reset(); // the application has a time of its own to end
-    if (result->outcome != ScenarioResult::Outcome::Passed && result->outcome != ScenarioResult::Outcome::Stopped) {
+    if (result->outcome != ScenarioResult::Outcome::Passed) {
         say(result->message);
     }
     askApplicationToEnd();
@@ -273,10 +273,12 @@ void Simulator::checkDeadlines()
 
 void Simulator::askApplicationToEnd()
 {
-    if (application != nullptr) {
+    hintDue.reset();
+    // Once: to many applications a second signal says that they are not to clean up.
+    if (application != nullptr && !killDue) {
         askedToEnd = true;
         application->sendSignal(SIGTERM);
-        killDue = killDue.value_or(Clock::now() + graceAfterSignal);
+        killDue = Clock::now() + graceAfterSignal;
     }
 }
 

@@ -27,7 +27,7 @@ StepPlayer::Failure stopFailure()
     return {Outcome::Stopped, "stopped"};
 }
 
-std::string crashText(const AppState& app)
+std::string endText(const AppState& app)
 {
     return "the application has " + describe(app);
 }
@@ -60,12 +60,12 @@ StepPlayer::Result StepPlayer::perform(const steps::Delay& step)
 
 StepPlayer::Result StepPlayer::perform(const steps::Press& step)
 {
-    return unlessCrashed([&] { simulation.keys.press(hand, step.key); });
+    return unlessFailed([&] { simulation.keys.press(hand, step.key); });
 }
 
 StepPlayer::Result StepPlayer::perform(const steps::Release& step)
 {
-    return unlessCrashed([&] { simulation.keys.release(hand, step.key); });
+    return unlessFailed([&] { simulation.keys.release(hand, step.key); });
 }
 
 StepPlayer::Result StepPlayer::perform(const steps::Tap& step)
@@ -159,7 +159,7 @@ StepPlayer::Result StepPlayer::perform(const steps::ExpectNoBusFaults& /*step*/)
 
 StepPlayer::Result StepPlayer::perform(const steps::FailPin& step)
 {
-    return unlessCrashed([&] { simulation.board.failPin(step.fault); });
+    return unlessFailed([&] { simulation.board.failPin(step.fault); });
 }
 
 StepPlayer::Result StepPlayer::perform(const steps::TakeScreenshot& step)
@@ -178,9 +178,9 @@ StepPlayer::Result StepPlayer::perform(const steps::TakeScreenshot& step)
     }
     if (difference) {
         const std::string golden = step.compareWith->string();
-        *difference += "\nTo accept the panel as it is, " +
-                       (step.saveTo ? "copy " + step.saveTo->string() + " to " + golden
-                                    : "take the picture with save-to: " + golden + " in place of compare-with");
+        *difference +=
+            "\nTo accept the panel as it is, " + (step.saveTo ? "copy " + step.saveTo->string() + " to " + golden
+                                                              : "write save-to in place of compare-with for one run");
     }
     return judge(difference);
 }
@@ -191,7 +191,7 @@ StepPlayer::Result StepPlayer::judge(const Objection& objection) const
         return std::nullopt;
     }
     const AppState app = simulation.app.get();
-    return hasCrashed(app) ? disappointed(*objection, app) : disappointed(*objection);
+    return hasFailed(app) ? disappointed(*objection, app) : disappointed(*objection);
 }
 
 /** Looks until there is no objection left. */
@@ -228,7 +228,7 @@ StepPlayer::Result StepPlayer::pause(std::chrono::milliseconds duration) const
         if (stopped) {
             return stopFailure();
         }
-        if (Result failure = unlessCrashed([] {})) {
+        if (Result failure = unlessFailed([] {})) {
             return failure;
         }
         if (Clock::now() >= deadline) {
@@ -238,11 +238,11 @@ StepPlayer::Result StepPlayer::pause(std::chrono::milliseconds duration) const
     }
 }
 
-StepPlayer::Result StepPlayer::unlessCrashed(const std::function<void()>& action) const
+StepPlayer::Result StepPlayer::unlessFailed(const std::function<void()>& action) const
 {
     const AppState app = simulation.app.get();
-    if (hasCrashed(app)) {
-        return Failure{Outcome::ApplicationFailed, crashText(app)};
+    if (hasFailed(app)) {
+        return Failure{Outcome::ApplicationFailed, endText(app)};
     }
     action();
     return std::nullopt;
@@ -254,7 +254,7 @@ void StepPlayer::sleepUntilChange(std::uint64_t seen, Clock::time_point deadline
     std::this_thread::sleep_until(std::min(Clock::now() + lookInterval, deadline));
 }
 
-bool StepPlayer::hasCrashed(const AppState& app) const
+bool StepPlayer::hasFailed(const AppState& app) const
 {
     return app.hasEnded() && !app.succeeded() && !exitAccepted;
 }
@@ -266,10 +266,10 @@ StepPlayer::Failure StepPlayer::disappointed(const std::string& objection) const
 
 StepPlayer::Failure StepPlayer::disappointed(const std::string& objection, const AppState& ended) const
 {
-    if (hasCrashed(ended)) {
-        return {Outcome::ApplicationFailed, crashText(ended) + "; " + disappointed(objection).text};
+    if (hasFailed(ended)) {
+        return {Outcome::ApplicationFailed, endText(ended) + "; " + disappointed(objection).text};
     }
-    return disappointed(crashText(ended) + " and " + objection);
+    return disappointed(endText(ended) + " and " + objection);
 }
 
 } // namespace panelsim

@@ -62,9 +62,9 @@ private:
     Result judge(const Objection& objection) const;
     Result await(const std::function<Objection()>& look, std::chrono::milliseconds within) const;
     Result pause(std::chrono::milliseconds duration) const;
-    Result unlessCrashed(const std::function<void()>& action) const;
+    Result unlessFailed(const std::function<void()>& action) const;
     void sleepUntilChange(std::uint64_t seen, Clock::time_point deadline) const;
-    bool hasCrashed(const AppState& app) const;
+    bool hasFailed(const AppState& app) const;
     Failure disappointed(const std::string& objection) const;
     Failure disappointed(const std::string& objection, const AppState& ended) const;
 

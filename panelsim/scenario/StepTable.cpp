@@ -6,8 +6,10 @@
 #include "panelsim/scenario/PlacedError.h"
 #include "panelsim/scenario/Utf8.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
 #include <limits>
 #include <optional>
 #include <string>
@@ -27,6 +29,7 @@ constexpr unsigned highestExitStatus = 255;
 
 /** What a step says, and what it says it about. */
 struct Body {
+    TextPlace place; ///< of the step's name
     const YamlNode& value;
     const Fields& fields;
     const Board& board;
@@ -78,12 +81,32 @@ unsigned readTo(const Body& body)
     return to;
 }
 
-std::string readText(const Body& body)
+/** Refuses what can never be on the display: its codes are Latin-1. */
+std::string displayable(const Body& body, std::string text)
 {
-    return body.fields.text("text");
+    const auto isFirstByte = [](unsigned char byte) { return (byte & 0xC0U) != 0x80U; };
+    const auto isBeyondLatin1 = [](unsigned char byte) { return byte > 0xC3; };
+    const YamlNode& value = body.fields.get("text");
+    if (std::any_of(text.begin(), text.end(), isBeyondLatin1)) {
+        throw PlacedError(value.place, "text: the display has no characters but those of Latin-1");
+    }
+    if (static_cast<std::size_t>(std::count_if(text.begin(), text.end(), isFirstByte)) > LcdChip::columns) {
+        throw PlacedError(value.place, "text: a line has " + std::to_string(LcdChip::columns) + " characters at most");
+    }
+    return text;
 }
 
-std::string readFilledText(const Body& body)
+std::string readShownText(const Body& body)
+{
+    return displayable(body, body.fields.filledText("text"));
+}
+
+std::string readLineText(const Body& body)
+{
+    return displayable(body, body.fields.text("text"));
+}
+
+std::string readOutputText(const Body& body)
 {
     return body.fields.filledText("text");
 }
@@ -156,10 +179,16 @@ std::optional<std::filesystem::path> readPicture(const Body& body, std::string_v
 /** At least one of the two files is to be there. */
 std::optional<std::filesystem::path> readSaveTo(const Body& body)
 {
-    if (body.fields.find("compare-with") == nullptr) {
-        body.fields.get("save-to");
+    if (body.fields.find("compare-with") == nullptr && body.fields.find("save-to") == nullptr) {
+        throw PlacedError(body.place, "take-screenshot: save-to or compare-with is missing");
     }
-    return readPicture(body, "save-to");
+    auto file = readPicture(body, "save-to");
+    std::error_code ignored;
+    if (file && file->has_parent_path() && !std::filesystem::is_directory(file->parent_path(), ignored)) {
+        throw PlacedError(body.fields.get("save-to").place,
+                          "save-to: there is no folder " + printable(file->parent_path().string()));
+    }
+    return file;
 }
 
 void checkReadable(const std::filesystem::path& file, const YamlNode& value)
@@ -218,8 +247,8 @@ const std::vector<StepKind> stepKinds = {
     {"wait-text",
      Form::DisplaysOnly,
      {"text", "line", "within"},
-     read<steps::WaitText, readFilledText, readLineOrAny, readWithin>},
-    {"expect-text", Form::DisplaysOnly, {"line", "text"}, read<steps::ExpectText, readLine, readText>},
+     read<steps::WaitText, readShownText, readLineOrAny, readWithin>},
+    {"expect-text", Form::DisplaysOnly, {"line", "text"}, read<steps::ExpectText, readLine, readLineText>},
     {"expect-inverted",
      Form::DisplaysOnly,
      {"line", "from", "to", "is"},
@@ -227,7 +256,7 @@ const std::vector<StepKind> stepKinds = {
     {"expect-led", Form::Mapping, {"led", "is"}, read<steps::ExpectLed, readLed, readIs>},
     {"wait-led", Form::Mapping, {"led", "is", "within"}, read<steps::WaitLed, readLed, readIs, readWithin>},
     {"expect-backlight", Form::DisplaysOnly, {"is"}, read<steps::ExpectBacklight, readIs>},
-    {"wait-output", Form::Mapping, {"text", "within"}, read<steps::WaitOutput, readFilledText, readWithin>},
+    {"wait-output", Form::Mapping, {"text", "within"}, read<steps::WaitOutput, readOutputText, readWithin>},
     {"wait-exit", Form::Mapping, {"status", "within"}, read<steps::WaitExit, readStatus, readWithin>},
     {"expect-no-bus-faults", Form::Mapping, {}, read<steps::ExpectNoBusFaults>},
     {"fail-pin", Form::Mapping, {"gpio", "calls", "with"}, read<steps::FailPin, readPinFault>},
@@ -262,7 +291,7 @@ Step readNamed(const std::string& name, TextPlace place, const YamlNode& value, 
     }
     const YamlNode nothing;
     const Fields fields(name, place, kind.form == Form::Value ? nothing : value, kind.fields);
-    return {place, name, kind.read({value, fields, board, directory})};
+    return {place, name, kind.read({place, value, fields, board, directory})};
 }
 
 } // namespace

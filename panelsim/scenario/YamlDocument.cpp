@@ -23,6 +23,9 @@ namespace panelsim {
 namespace {
 
 constexpr std::size_t deepestNesting = 10;
+constexpr const char* noAnchors =
+    "a scenario has no anchors and aliases: write the value out, in quotes if it is a text "
+    "that begins with & or *";
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 /** Without it the parser takes the end of the content for the end of a quoted text. */
 constexpr std::string_view documentEnd = "\n...\n";
@@ -153,11 +156,7 @@ private:
         }
     }
 
-    void refuseAnchor(const YAML::Mark& mark)
-    {
-        refuse(source.placeOf(mark), "a scenario has no anchors and aliases: write the value out, in quotes if it is "
-                                     "a text that begins with & or *");
-    }
+    void refuseAnchor(const YAML::Mark& mark) { refuse(source.placeOf(mark), noAnchors); }
 
     YamlNode makeNode(YamlNode::Kind kind, const YAML::Mark& mark, const std::string& tag)
     {
@@ -241,6 +240,9 @@ YamlNode parseYaml(const std::string& content)
         for (int i = 0; i < 2 && parser.HandleNextDocument(builder); ++i) {
         }
     } catch (const YAML::Exception& e) {
+        if (e.msg == YAML::ErrorMsg::UNKNOWN_ANCHOR || e.msg.rfind(YAML::ErrorMsg::UNKNOWN_ANCHOR, 0) == 0) {
+            throw PlacedError(source.placeOf(e.mark), noAnchors);
+        }
         const bool unclosed = e.msg == YAML::ErrorMsg::DOC_IN_SCALAR && !source.isWithin(e.mark);
         throw PlacedError(source.placeOf(e.mark),
                           "this is not YAML: " + (unclosed ? "a quoted text does not end" : printable(e.msg)));

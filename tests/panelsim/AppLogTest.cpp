@@ -64,13 +64,19 @@ TEST(AppLog, FindsTextAfterAPlaceButNotInRemarks)
     log.append(Source::Error, "Ready, Ready");
     const auto first = log.find("Ready", {});
     ASSERT_TRUE(first);
-    EXPECT_EQ(first->line, 1U);
-    EXPECT_EQ(first->column, 5U);
+    EXPECT_EQ(first->place.line, 1U);
+    EXPECT_EQ(first->place.column, 5U);
     const auto second = log.find("Ready", *first);
     ASSERT_TRUE(second);
     EXPECT_FALSE(log.find("Ready", *second));
     log.append(Source::Output, "Ready\n");
-    EXPECT_TRUE(log.find("Ready", *second));
+    const auto third = log.find("Ready", *second);
+    ASSERT_TRUE(third);
+    EXPECT_FALSE(log.find("Ready", *third)) << "not what the line that goes on said before";
+    log.append(Source::Error, ", Ready\n");
+    const auto fourth = log.find("Ready", *third);
+    ASSERT_TRUE(fourth);
+    EXPECT_FALSE(log.find("Ready", *fourth));
 }
 
 } // namespace

@@ -55,7 +55,7 @@ TEST(ScenarioFile, ReadsEveryStep)
   - expect-no-bus-faults
   - fail-pin: {gpio: 40}
   - fail-pin: {gpio: 4, calls: 3, with: false}
-  - take-screenshot: {save-to: sub/menu.txt, compare-with: golden.svg})");
+  - take-screenshot: {save-to: ./menu.txt, compare-with: golden.svg})");
     EXPECT_EQ(read(file), "5:5 delay 300 ms\n"
                           "6:5 release key 2\n"
                           "8:5 tap key 0 for 100 ms\n"
@@ -74,8 +74,8 @@ TEST(ScenarioFile, ReadsEveryStep)
                           "21:5 fail-pin GPIO 40, 1 call, by throwing\n"
                           "22:5 fail-pin GPIO 4, 3 calls, by answering false\n"
                           "23:5 take-screenshot the panel to look as in " +
-                              folder.path("golden.svg").string() + ", saved to " +
-                              folder.path("sub/menu.txt").string() + "\n");
+                              folder.path("golden.svg").string() + ", saved to " + folder.path("./menu.txt").string() +
+                              "\n");
     EXPECT_EQ(read(folder.write("b.yaml", "\xEF\xBB\xBF{name: x,\r\nversion: 1, steps: [delay: 1s]}\r\n...\r\n")),
               "2:21 delay 1 s\n");
 }
@@ -120,7 +120,10 @@ TEST(ScenarioFile, RefusesAStepThatCannotBe)
         {"- expect-no-bus-faults: {a: 0}", "4:26: expect-no-bus-faults has no field \"a\"; it has none"},
         {"- fail-pin: {gpio: 53}", "4:20: gpio: this board has no GPIO 53"},
         {"- fail-pin: {gpio: 52, calls: 0}", "4:31: calls: expected a whole number from 1 to 1000000, not 0"},
-        {"- take-screenshot", "4:3: take-screenshot: the field \"save-to\" is missing"},
+        {"- take-screenshot", "4:3: take-screenshot: save-to or compare-with is missing"},
+        {"- wait-text: {text: *x}", "4:21:" + anchors},
+        {"- wait-text: {text: 20 €}", "4:21: text: the display has no characters but those of Latin-1"},
+        {"- expect-text: {line: 0, text: äääääääääääääääääääääääää.}", "4:32: text: a line has 25 characters at most"},
         {"- take-screenshot: {save-to: a.png}",
          "4:30: save-to: expected the name of a file that ends in .svg or .txt, not a.png"},
         {"- take-screenshot: {save-to: x.txt, compare-with: ./x.txt}",

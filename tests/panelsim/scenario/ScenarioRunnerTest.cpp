@@ -301,7 +301,7 @@ TEST(ScenarioRunner, SavesAndComparesPictures)
         const std::string path = stage.folder.path(golden).string();
         EXPECT_NE(result.message.find("in " + path + ", saved to "), std::string::npos) << result.message;
         EXPECT_NE(result.message.find("new" + extension + " to " + path + "\nThe panel"), std::string::npos);
-        EXPECT_NE(stage.play(compare).message.find("with save-to: " + path + " in place"), std::string::npos);
+        EXPECT_NE(stage.play(compare).message.find("write save-to in place of compare-with"), std::string::npos);
         EXPECT_NE(stage.folder.read("new" + extension), stage.folder.read(golden));
         const PanelView view = stage.simulation.board.view();
         EXPECT_EQ(stage.folder.read("new" + extension),
@@ -319,16 +319,9 @@ TEST(ScenarioRunner, TellsOfPicturesThatCannotBeWritten)
     Stage stage;
     std::filesystem::create_directory(stage.folder.path("folder.txt"));
     stage.folder.write("folder.txt/old", "");
-    struct {
-        const char* file;
-        const char* error;
-    } const cases[] = {{"none/a.txt", "No such file or directory"}, {"folder.txt", "Is a directory"}};
-    for (const auto& c : cases) {
-        const ScenarioResult result = stage.play(std::string("- take-screenshot: {save-to: ") + c.file + "}");
-        EXPECT_EQ(result.outcome, Outcome::FileError);
-        EXPECT_EQ(result.message, stage.folder.path("a.yaml").string() +
-                                      ":4:3: step 1, take-screenshot: cannot write " +
-                                      stage.folder.path(c.file).string() + ": " + c.error);
-    }
+    const ScenarioResult result = stage.play("- take-screenshot: {save-to: folder.txt}");
+    EXPECT_EQ(result.outcome, Outcome::FileError);
+    EXPECT_EQ(result.message, stage.folder.path("a.yaml").string() + ":4:3: step 1, take-screenshot: cannot write " +
+                                  stage.folder.path("folder.txt").string() + ": Is a directory");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(stage.folder.path("")), {}), 2) << "no leftovers";
 }
