@@ -8,16 +8,18 @@ EventClients::EventClients(HeldKeys& itsKeys) : keys(itsKeys)
 
 EventClients::Presence EventClients::join()
 {
+    const HeldKeys::Hand client = ++lastNumber;
+    // Before the lock, since its end, should this function fail, needs it too.
+    Presence presence(new HeldKeys::Hand(client), [this](const HeldKeys::Hand* number) {
+        leave(*number);
+        delete number;
+    });
     const std::lock_guard<std::mutex> lock(mutex);
     if (present.size() == most) {
         return nullptr;
     }
-    const HeldKeys::Hand client = ++lastNumber;
     present.insert(client);
-    return {new HeldKeys::Hand(client), [this](const HeldKeys::Hand* number) {
-                leave(*number);
-                delete number;
-            }};
+    return presence;
 }
 
 bool EventClients::setKey(HeldKeys::Hand client, unsigned key, bool pressed)

@@ -2,6 +2,7 @@
 
 #include "panelsim/HeldKeys.h"
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -35,7 +36,7 @@ private:
     HeldKeys& keys;
     std::mutex mutex;
     std::set<HeldKeys::Hand> present;
-    HeldKeys::Hand lastNumber = 0;
+    std::atomic<HeldKeys::Hand> lastNumber{0};
 };
 
 } // namespace panelsim

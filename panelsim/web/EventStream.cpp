@@ -15,6 +15,10 @@ using namespace std::chrono_literals;
 
 constexpr auto longestSilence = 1s;
 
+/** A page gets no more log lines than it can show besides the panel: a pause for each, up to a whole. */
+constexpr auto pausePerLine = 1ms;
+constexpr auto longestPause = 250ms;
+
 /** JSON text has no line ends of its own. */
 std::string event(const std::string& name, const std::string& json)
 {
@@ -25,26 +29,36 @@ std::string event(const std::string& name, const std::string& json)
 
 EventStream::EventStream(const Simulation& itsSimulation, const NewsFeed& itsFeed, EventClients::Presence itsClient,
                          const std::string& hello)
-    : simulation(itsSimulation), feed(itsFeed), client(std::move(itsClient)),
-      greeting("retry: 500\n" + event("hello", hello))
+    : simulation(itsSimulation), feed(itsFeed), client(std::move(itsClient)), greeting(event("hello", hello))
 {
 }
 
 std::optional<std::string> EventStream::next()
 {
-    if (told.last) {
+    if (news.last) {
         return std::nullopt;
     }
-    const NewsFeed::News news = feed.wait(told.number, NewsFeed::Clock::now() + longestSilence);
+    const auto deadline = Clock::now() + longestSilence;
     std::string events = std::exchange(greeting, {});
-    if (news.state != told.state) {
+    do {
+        const bool linesWait = news.logVersion > toldLog;
+        news = feed.wait(news.number, linesWait ? std::min(logDue, deadline) : deadline);
+        events += newEvents();
+    } while (events.empty() && !news.last && Clock::now() < deadline);
+    return events.empty() ? event("alive", "0") : events; // either side notices when the other has gone
+}
+
+std::string EventStream::newEvents()
+{
+    std::string events;
+    if (news.state != toldState) {
+        toldState = news.state;
         events += event("state", *news.state);
     }
-    if (news.logVersion > toldLog) {
+    if (news.logVersion > toldLog && (news.last || Clock::now() >= logDue)) {
         events += event("log", newLogLines());
     }
-    told = news;
-    return events.empty() ? ":\n\n" : events; // a comment, so that a client that has gone is noticed
+    return events;
 }
 
 std::string EventStream::newLogLines()
@@ -54,6 +68,7 @@ std::string EventStream::newLogLines()
     const auto begun =
         std::find_if(lines.lines.begin(), lines.lines.end(), [](const LogLine& line) { return !line.complete; });
     nextLine = lines.first + static_cast<std::uint64_t>(begun - lines.lines.begin());
+    logDue = Clock::now() + std::min<Clock::duration>(lines.lines.size() * pausePerLine, longestPause);
     return logJson(lines);
 }
 

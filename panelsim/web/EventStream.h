@@ -25,14 +25,19 @@ public:
     std::optional<std::string> next();
 
 private:
+    using Clock = NewsFeed::Clock;
+
+    std::string newEvents();
     std::string newLogLines();
 
     const Simulation& simulation;
     const NewsFeed& feed;
     EventClients::Presence client;
     std::string greeting;
-    NewsFeed::News told;
-    std::optional<std::uint64_t> toldLog; ///< version of the log
+    NewsFeed::News news; ///< the newest
+    std::shared_ptr<const std::string> toldState;
+    std::optional<std::uint64_t> toldLog; ///< version of the log; older than the news while lines wait
+    Clock::time_point logDue{};           ///< when lines may be told again
     std::uint64_t nextLine = 0;           ///< of the log: the first that is not complete on the page
 };
 

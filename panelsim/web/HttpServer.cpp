@@ -28,7 +28,7 @@ using httplib::Response;
 constexpr auto grace = 1s;
 
 const httplib::Headers commonHeaders = {
-    {"Content-Security-Policy", "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
+    {"Content-Security-Policy", "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
                                 "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
     {"X-Content-Type-Options", "nosniff"},
     {"Cache-Control", "no-store"},
@@ -85,6 +85,16 @@ void give(HttpAnswer answer, Response& response)
     } else if (!answer.body.empty()) {
         response.set_content(answer.body, answer.type);
     }
+}
+
+/** Answers what the HTTP library gives up on, without a word, before the end of the request line. */
+void answerFragment(HttpStream& stream)
+{
+    const std::string status = stream.isTooLong() ? "414 URI Too Long" : "400 Bad Request";
+    const std::string line = stream.isTooLong() ? "the request is too long\n" : "the request is not complete\n";
+    const std::string answer = "HTTP/1.1 " + status + "\r\nConnection: close\r\nContent-Type: text/plain\r\n" +
+                               "Content-Length: " + std::to_string(line.size()) + "\r\n\r\n" + line;
+    stream.write(answer.data(), answer.size());
 }
 
 /** Says a line about what the HTTP library has refused by itself. */
@@ -216,6 +226,9 @@ private:
                 request.ranges.clear();
                 request.headers.erase("Accept-Encoding");
             });
+            if (stream.isUnanswered()) {
+                answerFragment(stream);
+            }
             stream.finish();
         } catch (const std::exception&) {
             stream.abort(); // out of memory, say; the client sees its answer end
@@ -227,7 +240,9 @@ private:
         HttpAnswer answer;
         const auto hasPath = [&](const HttpRoute& route) { return route.path == request.path; };
         const auto route = std::find_if(routes.begin(), routes.end(), hasPath);
-        if (const auto reason = guard.refusal(valuesOf(request, "Host"), valuesOf(request, "Origin"))) {
+        if (const auto reason =
+                guard.refusal({valuesOf(request, "Host"), valuesOf(request, "Origin"),
+                               valuesOf(request, "Sec-Fetch-Site"), valuesOf(request, "Sec-Fetch-Mode")})) {
             answer = textAnswer(403, *reason);
         } else if (route == routes.end()) {
             answer = textAnswer(404, "there is no such page");

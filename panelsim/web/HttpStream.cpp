@@ -38,18 +38,13 @@ short waitFor(int descriptor, short events, Clock::time_point deadline)
     return ready > 0 ? entry.revents : short{0};
 }
 
-void setOption(int descriptor, int level, int name, int value)
-{
-    setsockopt(descriptor, level, name, &value, sizeof(value)); // each of them is a nicety
-}
-
 } // namespace
 
 HttpStream::HttpStream(Socket socket) : connection(std::move(socket)), readDeadline(Clock::now() + longestRequest)
 {
-    setOption(connection.descriptor(), IPPROTO_TCP, TCP_NODELAY, 1);
-    setOption(connection.descriptor(), IPPROTO_TCP, TCP_USER_TIMEOUT, longestUnacknowledged);
-    setOption(connection.descriptor(), SOL_SOCKET, SO_SNDBUF, sendBuffer);
+    connection.setOption(IPPROTO_TCP, TCP_NODELAY, 1);
+    connection.setOption(IPPROTO_TCP, TCP_USER_TIMEOUT, longestUnacknowledged);
+    connection.setOption(SOL_SOCKET, SO_SNDBUF, sendBuffer);
 }
 
 bool HttpStream::is_writable() const
@@ -86,6 +81,7 @@ ssize_t HttpStream::write(const char* bytes, size_t size)
         return -1;
     }
     const ssize_t count = send(connection.descriptor(), bytes, size, MSG_DONTWAIT | MSG_NOSIGNAL);
+    answered = answered || count > 0;
     return count < 0 && errno == EAGAIN ? 0 : count;
 }
 
@@ -99,6 +95,16 @@ void HttpStream::get_local_ip_and_port(std::string& ip, int& port) const
 {
     ip.clear();
     port = 0;
+}
+
+bool HttpStream::isUnanswered() const
+{
+    return received != 0 && !answered;
+}
+
+bool HttpStream::isTooLong() const
+{
+    return received >= mostRequestBytes;
 }
 
 void HttpStream::finish()

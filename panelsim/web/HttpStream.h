@@ -28,6 +28,11 @@ public:
     void get_local_ip_and_port(std::string& ip, int& port) const override;
     socket_t socket() const override { return connection.descriptor(); }
 
+    /** @return whether something was received but nothing was sent */
+    bool isUnanswered() const;
+    /** @return whether the request was cut off since it is too long */
+    bool isTooLong() const;
+
     /** Ends the answer, and waits a little until the client has it. */
     void finish();
 
@@ -51,6 +56,7 @@ private:
     std::size_t begin = 0; ///< of what was received and not read
     std::size_t end = 0;
     std::size_t received = 0; ///< in all
+    bool answered = false;
 };
 
 } // namespace panelsim

@@ -42,22 +42,17 @@ AddressList findAddresses(const HttpAddress& address)
     return {found, freeaddrinfo};
 }
 
-void setOption(const Socket& socket, int level, int name, int value)
-{
-    setsockopt(socket.descriptor(), level, name, &value, sizeof(value)); // each of them is a nicety
-}
-
 bool listenOn(const Socket& socket, const addrinfo& candidate)
 {
     if (socket.descriptor() < 0) {
         return false;
     }
     // The port is free again right after a former run, but not during one.
-    setOption(socket, SOL_SOCKET, SO_REUSEADDR, 1);
+    socket.setOption(SOL_SOCKET, SO_REUSEADDR, 1);
     // Browsers open connections in advance; none takes up a thread before something comes on it.
-    setOption(socket, IPPROTO_TCP, TCP_DEFER_ACCEPT, longestDeferral);
+    socket.setOption(IPPROTO_TCP, TCP_DEFER_ACCEPT, longestDeferral);
     if (candidate.ai_family == AF_INET6) {
-        setOption(socket, IPPROTO_IPV6, IPV6_V6ONLY, 0);
+        socket.setOption(IPPROTO_IPV6, IPV6_V6ONLY, 0);
     }
     return bind(socket.descriptor(), candidate.ai_addr, candidate.ai_addrlen) == 0 &&
            listen(socket.descriptor(), SOMAXCONN) == 0;

@@ -87,15 +87,18 @@ std::string helloJson(HeldKeys::Hand client, const PageInfo& info, const BoardCo
                    {"version", info.version},
                    {"panel", info.panel},
                    {"command", info.command},
-                   {"keyCount", board.keyCount},
-                   {"ledCount", board.ledCount}});
+                   {"keyCount", board.keyCount}});
 }
 
 std::string stateJson(const Simulation& simulation, bool restart)
 {
     const AppState app = simulation.app.get();
     const PanelView view = simulation.board.view();
-    return toText({{"app", {{"phase", phaseName(app.phase)}, {"text", describe(app)}, {"restart", restart}}},
+    return toText({{"app",
+                    {{"phase", phaseName(app.phase)},
+                     {"text", describe(app)},
+                     {"succeeded", app.succeeded()},
+                     {"restart", restart}}},
                    {"leds", view.leds},
                    {"keys", view.keys},
                    {"lcd", view.lcd ? lcdJson(*view.lcd) : json()},
@@ -108,7 +111,7 @@ std::string logJson(const AppLog::Lines& lines)
 {
     json texts = json::array();
     for (const LogLine& line : lines.lines) {
-        texts.push_back({{"source", sourceName(line.source)}, {"text", line.text}, {"complete", line.complete}});
+        texts.push_back({{"source", sourceName(line.source)}, {"text", line.text}});
     }
     return toText({{"first", lines.first}, {"lines", texts}});
 }

@@ -8,6 +8,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <strings.h>
 #include <utility>
 
 namespace panelsim {
@@ -28,7 +29,7 @@ constexpr Asset assets[] = {{"/", "index.html", "text/html; charset=utf-8"},
 bool isJson(const std::string& contentType)
 {
     const std::string type = contentType.substr(0, contentType.find_first_of("; \t"));
-    return type == "application/json";
+    return strcasecmp(type.c_str(), "application/json") == 0;
 }
 
 HttpAnswer refuseType()

@@ -1,5 +1,6 @@
 #include "panelsim/web/RequestGuard.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace panelsim {
@@ -16,15 +17,24 @@ std::optional<std::string> withoutEnd(const std::string& text, const std::string
     return text.substr(0, text.size() - end.size());
 }
 
+/** Whether a browser says that a page of another site fetches this. A link to the served page may be anywhere. */
+bool isFetchedByOthers(const RequestGuard::Headers& headers)
+{
+    const auto isOther = [](const std::string& site) { return site == "cross-site" || site == "same-site"; };
+    return std::any_of(headers.fetchSites.begin(), headers.fetchSites.end(), isOther) &&
+           headers.fetchModes != std::vector<std::string>{"navigate"};
+}
+
 } // namespace
 
 RequestGuard::RequestGuard(HttpAddress address) : served(std::move(address))
 {
 }
 
-std::optional<std::string> RequestGuard::refusal(const std::vector<std::string>& hosts,
-                                                 const std::vector<std::string>& origins) const
+std::optional<std::string> RequestGuard::refusal(const Headers& headers) const
 {
+    const auto& hosts = headers.hosts;
+    const auto& origins = headers.origins;
     static const std::string scheme = "http://";
     if (hosts.size() != 1) {
         return "refused: there has to be one Host header";
@@ -35,7 +45,9 @@ std::optional<std::string> RequestGuard::refusal(const std::vector<std::string>&
     if (origins.size() > 1) {
         return "refused: there may be one Origin header only";
     }
-    if (!origins.empty() && (origins.front().rfind(scheme, 0) != 0 || !isOurs(origins.front().substr(scheme.size())))) {
+    const bool foreign =
+        !origins.empty() && (origins.front().rfind(scheme, 0) != 0 || !isOurs(origins.front().substr(scheme.size())));
+    if (foreign || isFetchedByOthers(headers)) {
         return "refused: the request comes from another site";
     }
     return std::nullopt;

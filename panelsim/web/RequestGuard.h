@@ -14,16 +14,19 @@ namespace panelsim {
  */
 class RequestGuard {
 public:
+    /** Values of all headers of one name each. */
+    struct Headers {
+        std::vector<std::string> hosts = {};
+        std::vector<std::string> origins = {};
+        std::vector<std::string> fetchSites = {}; ///< Sec-Fetch-Site
+        std::vector<std::string> fetchModes = {}; ///< Sec-Fetch-Mode
+    };
+
     /** @param served where the page is served, with the port that it is */
     explicit RequestGuard(HttpAddress served);
 
-    /**
-     * @param hosts values of all Host headers
-     * @param origins values of all Origin headers
-     * @return one line of text that says why the request is refused, empty when it is not
-     */
-    std::optional<std::string> refusal(const std::vector<std::string>& hosts,
-                                       const std::vector<std::string>& origins) const;
+    /** @return one line of text that says why a request is refused, empty when it is not */
+    std::optional<std::string> refusal(const Headers& headers) const;
 
 private:
     bool isOurs(const std::string& hostAndPort) const;

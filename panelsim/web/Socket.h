@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
 
@@ -24,6 +25,9 @@ public:
     }
 
     int descriptor() const { return number; }
+
+    /** Sets an option that is no more than a nicety: it does not matter when it cannot be set. */
+    void setOption(int level, int name, int value) const { setsockopt(number, level, name, &value, sizeof(value)); }
 
 private:
     int number;

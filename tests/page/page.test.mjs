@@ -20,6 +20,7 @@ async function startPanelsim(address = "127.0.0.1:0") {
   const ended = once(child, "exit");
   const stop = async () => {
     child.kill();
+    child.kill("SIGCONT");
     await ended;
   };
   started.push(stop);
@@ -57,7 +58,12 @@ async function open(t, url, {events, losesConnection = events !== undefined, ...
   const key = (number, more = {}) => page.getByRole("button", {name: `Key ${number}`, exact: true, ...more});
   if (events) {
     const body = events.map(([name, data]) => `event: ${name}\ndata: ${JSON.stringify(data)}\n\n`).join("");
-    await page.route("**/events", (route) => route.fulfill({contentType: "text/event-stream", body}));
+    let answered = false; // once: another answer would begin anew
+    await page.route("**/events", (route) => {
+      const answer = answered ? undefined : route.fulfill({contentType: "text/event-stream", body});
+      answered = true;
+      return answer;
+    });
   }
   await page.goto(url);
   await shows(...(events ? ["#app-text", "running"] : ["#display-lines", "Front panel"]));
@@ -152,15 +158,22 @@ test("the keyboard presses keys: digits anywhere, Space and Enter on a key that 
 });
 
 test("a key touched ever so briefly stays pressed until the application has seen it", async (t) => {
-  const {page, posts, shows} = await open(t, shared.url);
+  const {page, posts, shows, key} = await open(t, shared.url);
   await page.clock.install();
-  await page.clock.pauseAt(Date.now() + 1000);
+  await page.reload(); // without timers of before
+  await page.clock.pauseAt(Date.now() + 600_000);
+  await key(1, {disabled: false}).waitFor(); // so much time without a word, and the page has connected again
   await page.keyboard.press("1");
-  await page.clock.runFor(1);
   await shows("#display-lines", /Key 1 (pressed|held)/);
   await page.clock.runFor(40);
   assert.equal(posts.length, 1);
-  await page.clock.resume();
+  await page.clock.runFor(40);
+  await shows("#display-lines", "Key 1 released");
+  await page.clock.runFor(100);
+  await page.keyboard.down("1");
+  await shows("#display-lines", /Key 1 (pressed|held)/);
+  await page.clock.runFor(100);
+  await page.evaluate(() => dispatchEvent(new Event("pagehide"))); // no timer runs any more
   await shows("#display-lines", "Key 1 released");
 });
 
@@ -176,6 +189,29 @@ test("on a phone a finger holds a key, and nothing is wider than the screen", as
   await shows("#display-lines", /Key 1 (pressed|held)/);
   await touch("touchEnd", []);
   await shows("#display-lines", "Key 1 released");
+});
+
+test("a key is released even when the server does not hear of it, and when nobody sees the page", async (t) => {
+  const {page, shows, key} = await open(t, shared.url, {losesConnection: true});
+  await key(1).focus();
+  await page.keyboard.down("Space");
+  await shows("#display-lines", /Key 1 (pressed|held)/);
+  await page.route("**/keys", (route) => route.abort());
+  await page.keyboard.up("Space");
+  await shows("#display-lines", "Key 1 released");
+  await page.unroute("**/keys");
+  await key(1, {disabled: false}).and(page.locator(":focus")).waitFor();
+  const beSeen = (seen) => page.evaluate((hidden) => {
+    Object.defineProperty(document, "hidden", {value: hidden, configurable: true});
+    document.dispatchEvent(new Event("visibilitychange"));
+  }, !seen);
+  await page.keyboard.down("2");
+  await shows("#display-lines", /Key 2 (pressed|held)/);
+  await beSeen(false);
+  await key(1, {disabled: true}).waitFor();
+  await beSeen(true);
+  await shows("#display-lines", "Key 2 released");
+  await key(1, {disabled: false}).and(page.locator(":focus")).waitFor();
 });
 
 test("a second page shows the same, and a page that closes lets go of its keys", async (t) => {
@@ -207,6 +243,7 @@ test("a page says how the application ended, and starts it again; all text is le
   await pages[0].shows("#app-state", "running");
   await pages[0].shows("#display-lines", "Events: 0");
   await pages[0].page.locator("#ended").waitFor({state: "hidden"});
+  await pages[0].key(0).and(pages[0].page.locator(":focus")).waitFor();
 });
 
 test("a page says that the connection is gone, and recovers by itself", async (t) => {
@@ -214,8 +251,14 @@ test("a page says that the connection is gone, and recovers by itself", async (t
   const {page, shows, key} = await open(t, panelsim.url, {losesConnection: true});
   await page.keyboard.down("0");
   await key(0, {pressed: true}).waitFor();
-  await page.route("**/events", (route) => route.fulfill({status: 503}), {times: 1}); // browsers give up after that
+  process.kill(panelsim.pid, "SIGSTOP");
+  await page.getByText("Connection to panelsim is gone; trying again").waitFor();
+  process.kill(panelsim.pid, "SIGCONT");
+  await key(0, {pressed: false, disabled: false}).waitFor();
+  await page.route("**/events", (route) => route.fulfill({status: 503})); // browsers give up after that
   await panelsim.stop();
+  await page.getByText("panelsim does not accept this page; trying again").waitFor();
+  await page.unroute("**/events");
   await page.getByText("Connection to panelsim is gone; trying again").waitFor();
   assert.ok(await key(0).isDisabled());
   await startPanelsim(new URL(panelsim.url).host);
@@ -225,10 +268,10 @@ test("a page says that the connection is gone, and recovers by itself", async (t
 });
 
 test("what the demo never does is shown too: bus faults, no display, unused pins, a long log", async (t) => {
-  const line = (text) => ({source: "error", text, complete: true});
+  const line = (text) => ({source: "error", text});
   const app = {phase: "running", text: "running", restart: false};
   const openWith = (lines, lcd, busFaults) => open(t, shared.url, {events: [
-    ["hello", {client: "1", version: "1", panel: "outdoor", command: "./app", keyCount: 0, ledCount: 0}],
+    ["hello", {client: "1", version: "1", panel: "outdoor", command: "./app", keyCount: 0}],
     ["log", {first: 7, lines: [line("begi"), line("<b>next</b>")]}],
     ["log", {first: 7, lines: [line("begin")]}],
     ["log", {first: 9, lines}],
@@ -239,11 +282,11 @@ test("what the demo never does is shown too: bus faults, no display, unused pins
   assert.match(await outdoor.page.locator("dl").innerText(), /has not used any pin yet[^]*no display(?![^]*bus)/);
 
   const lcd = {chip: "RA8803", displayOn: false, backlight: true, contrast: 7, lines: [], inverted: []};
-  const many = Array.from({length: 4010}, (_, i) => line(`line ${i}`));
+  const many = Array.from({length: 1010}, (_, i) => line(`line ${i}`));
   const faulty = await openWith(many, {...lcd, identified: false}, {count: 9, first: ["strobe too short"]});
   const details = await faulty.page.locator("dl").innerText();
   assert.match(details, /RA8803 \(not identified yet\)[^]*9 bus faults\s+strobe too short\s+and 8 more/);
-  assert.equal(await faulty.page.locator(".line").count(), 4000);
-  assert.ok(await faulty.page.getByText("line 4009").evaluate((last) => last.getBoundingClientRect().bottom <=
+  assert.equal(await faulty.page.locator(".line").count(), 1000);
+  assert.ok(await faulty.page.getByText("line 1009").evaluate((last) => last.getBoundingClientRect().bottom <=
     document.querySelector("#log-lines").getBoundingClientRect().bottom), "the end of the log is in sight");
 });

@@ -3,9 +3,10 @@
 const shortestStay = 60; // ms that a key stays pressed or released: applications look only now and then
 const tapTime = 100; // ms
 const quietTime = 1000; // ms without a change until the display is read out
-const retryTime = 1000; // ms
+const retryTime = 500; // ms
 const answerTime = 5000; // ms
-const keptLines = 4000;
+const longestSilence = 5000; // ms; the server says something every second
+const keptLines = 1000;
 const sourceNames = {output: "stdout", error: "stderr", simulator: "panelsim"};
 
 const byId = (id) => document.getElementById(id);
@@ -29,21 +30,57 @@ const pause = (time) => new Promise((resolve) => setTimeout(resolve, time));
 // ---- The connection ----
 
 let client; // the server's number for this page, while they are connected
+let source; // of the server's events, while they are connected or to be so soon
+let nextTry; // timer
 let command = "";
-let appState = "";
+let app = {};
+let keyWithFocus; // when the keys were last disabled
 
 function connect() {
-  const source = new EventSource("events");
-  const on = (name, action) => source.addEventListener(name, (event) => action(JSON.parse(event.data)));
+  source = new EventSource("events");
+  const on = (name, action) => source.addEventListener(name, (event) => {
+    tryAgainIn(longestSilence);
+    action(JSON.parse(event.data));
+  });
   on("hello", begin);
   on("state", showState);
   on("log", showLog);
-  source.addEventListener("error", () => {
-    showGone();
-    if (source.readyState === EventSource.CLOSED) {
-      setTimeout(connect, retryTime); // an answer that it does not try again after
-    }
+  on("alive", () => {});
+  source.addEventListener("error", ({target}) => {
+    const refused = target.readyState === EventSource.CLOSED;
+    showGone(refused ? "panelsim does not accept this page" : undefined);
+    tryAgainIn(retryTime);
   });
+  tryAgainIn(longestSilence);
+}
+
+function tryAgainIn(time) {
+  clearTimeout(nextTry);
+  nextTry = setTimeout(() => {
+    showGone();
+    connect();
+  }, time);
+}
+
+/** Whereupon the server lets go of the keys. */
+function disconnect() {
+  clearTimeout(nextTry);
+  source?.close();
+  source = undefined;
+  client = undefined;
+  hands.forEach((held) => held.clear());
+  keyWithFocus = document.activeElement?.closest(".key") ?? keyWithFocus;
+  byId("keys").disabled = true;
+  showTitle();
+}
+
+/** A browser has few connections to one server: pages that nobody sees must not take them up. */
+function followVisibility() {
+  if (document.hidden) {
+    disconnect();
+  } else if (!source) {
+    connect();
+  }
 }
 
 function begin(hello) {
@@ -56,19 +93,21 @@ function begin(hello) {
   byId("complaint").hidden = true;
   document.body.classList.remove("stale");
   makeKeys(hello.keyCount);
+  if (document.activeElement === document.body) {
+    keyWithFocus?.focus();
+  }
+  keyWithFocus = undefined;
   clearLog();
 }
 
-function showGone() {
-  client = undefined;
-  hands.forEach((held) => held.clear()); // the server has let go of the keys too
-  byId("keys").disabled = true;
+function showGone(reason = "Connection to panelsim is gone") {
+  disconnect();
+  setText(byId("gone"), `${reason}; trying again${hasEnded() ? ` (the application ${app.text})` : ""}`);
   byId("gone").hidden = false;
-  byId("ended").hidden = true;
+  byId("restart").hidden = true;
   byId("app-state").className = "badge bad";
   setText(byId("app-state"), "no connection");
   document.body.classList.add("stale");
-  showTitle();
 }
 
 async function post(path, content) {
@@ -83,6 +122,7 @@ async function post(path, content) {
   if (!answer.ok) {
     setText(byId("complaint"), (await answer.text()).trim() || `panelsim answered with ${answer.status}`);
   }
+  return answer.ok;
 }
 
 // ---- The keys ----
@@ -114,6 +154,11 @@ function makeKey(number) {
     if (event.button === 0) {
       key.setPointerCapture(event.pointerId);
       hold(number, `pointer ${event.pointerId}`);
+    }
+  });
+  key.addEventListener("pointermove", (event) => {
+    if (!(event.buttons & 1)) { // another button, still pressed, keeps pointerup from coming
+      letGo(`pointer ${event.pointerId}`);
     }
   });
   for (const end of ["pointerup", "pointercancel", "lostpointercapture"]) {
@@ -154,12 +199,20 @@ function letAllGo() {
 function change(key, pressed) {
   const to = client;
   posts = posts.then(async () => {
-    await pause((changedAt[key] ?? 0) + shortestStay - performance.now());
+    const left = (changedAt[key] ?? -shortestStay) + shortestStay - performance.now();
+    if (left > 0) { // else at once: of a page that is being left, no timer ends
+      await pause(left);
+    }
     if (to === client) {
       await post("keys", {client: to, key, pressed});
       changedAt[key] = performance.now();
     }
-  }).catch(() => {}); // without an answer the events end too, and their end is shown
+  }).catch(() => {
+    if (to === client) { // the server may not know of it: only a new connection makes sure that the key is released
+      showGone();
+      connect();
+    }
+  });
 }
 
 /** The panel's key that a key of the keyboard stands for, if any. */
@@ -193,7 +246,10 @@ function listenToKeyboard() {
   });
   addEventListener("blur", letAllGo);
   addEventListener("pagehide", letAllGo);
-  document.addEventListener("visibilitychange", letAllGo);
+  document.addEventListener("visibilitychange", () => {
+    letAllGo();
+    posts.then(followVisibility);
+  });
 }
 
 function showKeys(keys) {
@@ -209,7 +265,8 @@ function showKeys(keys) {
 let drawing = "";
 
 function showState(state) {
-  showApp(state.app);
+  app = state.app;
+  showApp();
   showDrawing(state.svg);
   showText(state);
   showKeys(state.keys);
@@ -218,10 +275,11 @@ function showState(state) {
   byId("untouched").hidden = state.pinOperations || state.app.phase !== "running";
 }
 
-function showApp(app) {
-  const ended = app.phase === "exited" || app.phase === "killed";
-  const failed = ended && app.text !== "ended with status 0";
-  appState = app.text;
+const hasEnded = () => app.phase === "exited" || app.phase === "killed";
+
+function showApp() {
+  const ended = hasEnded();
+  const failed = ended && !app.succeeded;
   setText(byId("app-state"), ended ? "ended" : app.text);
   setText(byId("app-text"), app.text);
   setText(byId("ended-text"), ended ? `The application ${app.text}.` : "");
@@ -234,7 +292,9 @@ function showApp(app) {
 }
 
 function showTitle() {
-  document.title = `${client === undefined ? "no connection" : appState} \u2013 ${command} \u2013 panelsim`;
+  const lost = document.hidden ? "in the background" : "no connection";
+  const states = client === undefined ? [lost, ...(hasEnded() ? [app.text] : [])] : [app.text];
+  document.title = [states.join(", "), command, "panelsim"].filter(Boolean).join(" \u2013 ");
 }
 
 function showDrawing(svg) {
@@ -329,12 +389,13 @@ function showLog({first, lines}) {
   }
   const known = lines.slice(0, firstLine + rows.length - first);
   known.forEach((line, i) => rows[first + i - firstLine]?.lastElementChild.replaceChildren(line.text));
-  const added = lines.slice(known.length).map(makeRow);
-  byId("log-lines").append(...added);
-  rows.push(...added);
-  const surplus = rows.splice(0, Math.max(rows.length - keptLines, 0));
-  surplus.forEach((row) => row.remove());
-  firstLine += surplus.length;
+  const added = lines.slice(known.length);
+  const surplus = Math.max(rows.length + added.length - keptLines, 0);
+  rows.splice(0, surplus).forEach((row) => row.remove());
+  firstLine += surplus;
+  const newRows = added.slice(-keptLines).map(makeRow);
+  byId("log-lines").append(...newRows);
+  rows.push(...newRows);
   followLog();
 }
 
@@ -354,11 +415,12 @@ function watchLog() {
   new ResizeObserver(followLog).observe(log);
 }
 
-byId("restart").addEventListener("click", async (event) => {
-  event.target.disabled = true;
-  await post("restart", {}).catch(() => {});
-  event.target.disabled = false;
+byId("restart").addEventListener("click", async ({target}) => {
+  target.disabled = true;
+  const restarted = await post("restart", {}).catch(() => false);
+  target.disabled = false;
+  ((restarted && document.querySelector(".key")) || target).focus();
 });
 listenToKeyboard();
 watchLog();
-connect();
+followVisibility();

@@ -45,9 +45,10 @@ public:
         char first = 0;
         EXPECT_EQ(recv(descriptor, &first, 1, MSG_PEEK), 1);
     }
-    /** @return all that is answered */
+    /** @return all that is answered to a client that sends no more */
     std::string answer() const
     {
+        shutdown(descriptor, SHUT_WR);
         std::string bytes;
         std::array<char, 4096> buffer{};
         for (ssize_t count = 1; count > 0;) {
@@ -130,8 +131,14 @@ TEST(PanelServer, ServesThePageWithHeadersThatKeepItToItself)
     EXPECT_EQ(served.get("/keys")->status, 405);
     EXPECT_EQ(served.post("/events", "{}"), 405);
     EXPECT_EQ(served.get("/" + std::string(9000, 'a'))->status, 414);
-    EXPECT_EQ(served.exchange("nonsense\r\n\r\n").find("HTTP/1.1 400 "), 0U);
-    EXPECT_EQ(served.exchange("GET / HTTP/1.1\r\n\r\n").find("HTTP/1.1 403 "), 0U);
+    const std::pair<std::string, const char*> refused[] = {{"nonsense\r\n\r\n", "HTTP/1.1 400 "},
+                                                           {"GET / HT", "HTTP/1.1 400 "},
+                                                           {"GET /" + std::string(70000, 'a'), "HTTP/1.1 414 "},
+                                                           {std::string(66000, 'a'), "HTTP/1.1 414 "},
+                                                           {"GET / HTTP/1.1\r\n\r\n", "HTTP/1.1 403 "}};
+    for (const auto& [bytes, answer] : refused) {
+        EXPECT_EQ(served.exchange(bytes).find(answer), 0U) << bytes.substr(0, 60);
+    }
 }
 
 TEST(PanelServer, SaysWhichAddressIsTakenAndLeavesSignalsAlone)
@@ -157,7 +164,8 @@ TEST(PanelServer, RefusesWhatOtherSitesSendBeforeItHasAnyEffect)
     const httplib::Headers cases[] = {{{"Host", "evil.example:" + std::to_string(served.port())}},
                                       {{"Host", served.host()}, {"Host", served.host()}},
                                       {{"Origin", "http://evil.example"}},
-                                      {{"Origin", "null"}}};
+                                      {{"Origin", "null"}},
+                                      {{"Sec-Fetch-Site", "cross-site"}, {"Sec-Fetch-Mode", "no-cors"}}};
     for (const auto& headers : cases) {
         for (const char* path : {"/", "/panel.js", "/events", "/nothing"}) {
             EXPECT_EQ(served.get(path, headers)->status, 403) << path;
@@ -216,7 +224,7 @@ TEST(PanelServer, RefusesPostsThatAreNotAsTheyShouldBe)
     EXPECT_EQ(served.exchange(head + "Content-Length: -1\r\n\r\n" + good).find("HTTP/1.1 400 "), 0U);
     EXPECT_EQ(served.exchange(head + "Content-Length: 500\r\n\r\n" + good).find("HTTP/1.1 400 "), 0U) << "half a body";
     EXPECT_EQ(served.simulation.board.view().keys, std::vector<bool>(3));
-    EXPECT_EQ(served.post("/keys", good, jsonType + "; charset=utf-8"), 204);
+    EXPECT_EQ(served.post("/keys", good, "Application/JSON; charset=utf-8"), 204);
 }
 
 TEST(PanelServer, PressesKeysForEveryPageToSeeUntilTheirPageHasGone)
@@ -225,7 +233,6 @@ TEST(PanelServer, PressesKeysForEveryPageToSeeUntilTheirPageHasGone)
     EventReader watching(served.port());
     const json hello = watching.next("hello");
     EXPECT_EQ(hello.at("keyCount"), 3);
-    EXPECT_EQ(hello.at("ledCount"), 8);
     EXPECT_EQ(hello.at("command"), "./app -x");
     std::optional<EventReader> pressing(std::in_place, served.port());
     const std::string client = pressing->client();
@@ -247,7 +254,8 @@ TEST(PanelServer, TellsTheStateWheneverItChanges)
     Served served;
     EventReader page(served.port());
     const json first = page.next("state");
-    EXPECT_EQ(first.at("app"), json({{"phase", "notStarted"}, {"text", "not started"}, {"restart", false}}));
+    EXPECT_EQ(first.at("app"),
+              json({{"phase", "notStarted"}, {"text", "not started"}, {"succeeded", false}, {"restart", false}}));
     EXPECT_EQ(first.at("leds"), json(std::vector<bool>(8)));
     EXPECT_EQ(first.at("pinOperations"), false);
     EXPECT_EQ(first.at("busFaults"), json({{"count", 0}, {"first", json::array()}}));
@@ -277,20 +285,18 @@ TEST(PanelServer, ContinuesTheLogFromTheFirstLineThatWasNotComplete)
     AppLog& log = served.simulation.log;
     log.append(LogLine::Source::Output, "whole\nbad \xFF\xC3(\n> ");
     EventReader page(served.port());
-    EXPECT_EQ(page.next("log").at("lines"),
-              json({{{"source", "output"}, {"text", "whole"}, {"complete", true}},
-                    {{"source", "output"}, {"text", "bad \uFFFD\uFFFD("}, {"complete", true}},
-                    {{"source", "output"}, {"text", "> "}, {"complete", false}}}));
+    EXPECT_EQ(page.next("log").at("lines"), json({{{"source", "output"}, {"text", "whole"}},
+                                                  {{"source", "output"}, {"text", "bad \uFFFD\uFFFD("}},
+                                                  {{"source", "output"}, {"text", "> "}}}));
     log.append(LogLine::Source::Error, "oops\n");
     const json second = page.next("log", [](const json& event) { return !event.at("lines").empty(); });
     EXPECT_EQ(second.at("first"), 2);
     EXPECT_EQ(second.at("lines").at(0).at("text"), "> ");
-    EXPECT_EQ(second.at("lines").at(1), json({{"source", "error"}, {"text", "oops"}, {"complete", true}}));
+    EXPECT_EQ(second.at("lines").at(1), json({{"source", "error"}, {"text", "oops"}}));
     log.append(LogLine::Source::Output, "input\n");
     const json third =
-        page.next("log", [](const json& event) { return event.at("lines").at(0).at("complete") == true; });
+        page.next("log", [](const json& event) { return event.at("lines").at(0).at("text") == "> input"; });
     EXPECT_EQ(third.at("first"), 2);
-    EXPECT_EQ(third.at("lines").at(0).at("text"), "> input");
     log.remark("over");
     EXPECT_EQ(page.next("log").at("first"), 4);
 }
@@ -313,7 +319,7 @@ TEST(PanelServer, AnswersWhileAsManyPagesAsItTakesAreConnected)
     }
     pages.pop_back();
     pages.front()->next("state", keyIs(0, false));
-    EXPECT_EQ(std::make_unique<EventReader>(served.port())->client(), "33");
+    EXPECT_NE(std::make_unique<EventReader>(served.port())->client(), "");
 }
 
 TEST(PanelServer, EndsWithTheNewestStateWhilePagesAreConnected)

@@ -13,12 +13,12 @@ void expectTaken(const HttpAddress& served, const Texts& ours, const Texts& othe
 {
     const RequestGuard guard(served);
     for (const auto& text : ours) {
-        EXPECT_FALSE(guard.refusal({text}, {})) << describe(served) << " Host " << text;
-        EXPECT_FALSE(guard.refusal({ours.front()}, {"http://" + text})) << describe(served) << " Origin " << text;
+        EXPECT_FALSE(guard.refusal({{text}})) << describe(served) << " Host " << text;
+        EXPECT_FALSE(guard.refusal({{ours.front()}, {"http://" + text}})) << describe(served) << " Origin " << text;
     }
     for (const auto& text : others) {
-        EXPECT_TRUE(guard.refusal({text}, {})) << describe(served) << " Host " << text;
-        EXPECT_TRUE(guard.refusal({ours.front()}, {"http://" + text})) << describe(served) << " Origin " << text;
+        EXPECT_TRUE(guard.refusal({{text}})) << describe(served) << " Host " << text;
+        EXPECT_TRUE(guard.refusal({{ours.front()}, {"http://" + text}})) << describe(served) << " Origin " << text;
     }
 }
 
@@ -56,19 +56,25 @@ TEST(RequestGuard, TakesOneHostAndNoMoreThanOneOrigin)
     const RequestGuard guard({"127.0.0.1", 8080});
     const std::string ours = "127.0.0.1:8080";
     const std::string origin = "http://" + ours;
-    const std::pair<Texts, Texts> refused[] = {{{}, {}},
-                                               {{}, {origin}},
-                                               {{ours, ours}, {}},
-                                               {{ours}, {""}},
-                                               {{ours}, {"null"}},
-                                               {{ours}, {ours}},
-                                               {{ours}, {"https://" + ours}},
-                                               {{ours}, {origin, origin}}};
-    for (const auto& [hosts, origins] : refused) {
-        const auto reason = guard.refusal(hosts, origins);
-        ASSERT_TRUE(reason) << hosts.size() << " hosts, " << (origins.empty() ? "no origin" : origins.front());
+    const RequestGuard::Headers refused[] = {{{}, {}},
+                                             {{}, {origin}},
+                                             {{ours, ours}, {}},
+                                             {{ours}, {"null"}},
+                                             {{ours}, {ours}},
+                                             {{ours}, {"https://" + ours}},
+                                             {{ours}, {origin, origin}},
+                                             {{ours}, {}, {"cross-site"}, {"no-cors"}},
+                                             {{ours}, {}, {"same-site"}, {}},
+                                             {{ours}, {}, {"none", "cross-site"}, {"navigate", "cors"}}};
+    for (const auto& headers : refused) {
+        const auto reason = guard.refusal(headers);
+        ASSERT_TRUE(reason) << "case " << &headers - refused;
         EXPECT_EQ(reason->find('\n'), std::string::npos);
     }
+    for (const char* site : {"same-origin", "none"}) {
+        EXPECT_FALSE(guard.refusal({{ours}, {}, {site}, {"no-cors"}})) << site;
+    }
+    EXPECT_FALSE(guard.refusal({{ours}, {}, {"cross-site"}, {"navigate"}})) << "a link to the page";
 }
 
 } // namespace

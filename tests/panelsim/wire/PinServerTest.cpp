@@ -191,7 +191,7 @@ TEST_F(PinServerTest, SurvivesAnApplicationThatClosesAllDescriptors)
                   int pair[2];
                   while (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, pair) == 0 && pair[1] < 20) {
                   }
-                  std::thread([] { pinOn(21); }).join();
+                  pinOn(21);
                   pinOn(20)->init(false, PinDirectionEn::Output, true);
                   char byte = 0;
                   for (int socket = 3; socket <= pair[1]; ++socket) {
