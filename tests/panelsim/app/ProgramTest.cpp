@@ -80,7 +80,7 @@ TEST_F(ProgramTest, PassesOnWhatTheApplicationDoesAndHowItEnds)
         {"$panelsim --no-http -- sh -c 'yes & sleep 0.2; exit 5' >/dev/null", 5, "", ""},
         {"$panelsim --no-http -- sh -c 'echo a; sleep 0.1; echo b; exit 5' >/dev/full", 5, "", ""},
         {"(trap '' CHLD; exec $panelsim --no-http -- sh -c 'exit 5')", 5, "", ""},
-        {"{ $panelsim --no-http --timeout 300ms -- yes; echo status $? >&2; } | sleep 3", 0, "", "status 42\n"},
+        {"{ $panelsim --no-http --timeout 300ms -- yes; echo status $? >&2; } | sleep 4", 0, "", "status 42\n"},
         {"$panelsim --no-http --panel outdoor -- $frontpanel detect", 0, "outdoor\n", ""},
         {"$panelsim --no-http --led-base 200 --leds 3 -- $frontpanel led 2 on --led-base 200 --led-count 3", 0, "", ""},
         {"$panelsim --no-http -- $frontpanel led 3 on --led-base 100", 1, "", "GPIO 103: no such GPIO"},
@@ -165,22 +165,24 @@ TEST_F(ProgramTest, LeavesLinesToTheNextOneAfterACrash)
 {
     expect(
         run("$panelsim --no-http --draw -- sh -c '"
-            "  $frontpanel keys --key-count 3 & sleep 0.3; $frontpanel keys --key-count 3;"
+            "  $frontpanel keys --key-count 3 & sleep 1; timeout 20 $frontpanel keys --key-count 3;"
             "  kill -9 $!; wait $!; $frontpanel led 2 on'"),
         {"lines", 0, "LEDs ○ ○ ● ○ ○ ○ ○ ○   keys  0   1   2\n", "GPIO 10: in use by another process or pin object"});
 }
 
 TEST_F(ProgramTest, PassesSignalsOnAndKillsWhoDoesNotListen)
 {
-    expect(run("$panelsim --no-http -- $frontpanel keys --key-count 3 & sleep 0.5; kill $!; wait $!"),
+    const std::string whenBegun = " & until [ -e begun ]; do sleep 0.1; done; sleep 1; kill $!; wait $!";
+    expect(run("$panelsim --no-http -- sh -c 'touch begun; exec $frontpanel keys --key-count 3'" + whenBegun),
            {"a command that ends", 0, "KeyHandler stop called", ""});
-    expect(run("$panelsim --no-http --timeout 300ms -- "
-               "sh -c '(trap \"echo ended; exit\" TERM; sleep 100 & wait); echo not reached'"),
+    expect(run("$panelsim --no-http --timeout 1s -- sh -c '(trap \"touch ended; exit\" TERM; sleep 100 & wait); :';"
+               "s=$?; for i in $(seq 100); do [ -e ended ] || sleep 0.1; done; ls ended; exit $s"),
            {"one that a script has started", 42, "ended\n", "timeout"});
     expect(run("(trap '' HUP; exec $panelsim --no-http -- sleep 1) & sleep 0.3; kill -HUP $!; wait $!"),
            {"one that nothing is to end", 0, "", ""});
-    expect(run("$panelsim --no-http -- sh -c 'trap \"\" TERM; echo begun; sleep 100' & sleep 0.5; kill $!; wait $!"),
-           {"one that does not", 137, "begun", "did not end within 5 s of being asked to, and is killed\n"});
+    std::filesystem::remove(folder / "begun");
+    expect(run("$panelsim --no-http -- sh -c 'trap \"\" TERM; touch begun; sleep 100'" + whenBegun),
+           {"one that does not", 137, "", "did not end within 5 s of being asked to, and is killed\n"});
 }
 
 TEST_F(ProgramTest, HintsAtAnApplicationThatUsesNoPinAndAtNoOther)
