@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <unistd.h>
+#include <utility>
 
 namespace panelsim {
 
@@ -16,10 +17,16 @@ namespace {
 constexpr std::chrono::milliseconds rest{80};
 constexpr std::chrono::seconds patience{1};
 
+std::string toText(const PanelView& view)
+{
+    const bool inColour = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
+    return drawPanel(view, inColour ? TextStyle::Terminal : TextStyle::Plain);
+}
+
 } // namespace
 
 PanelPrinter::PanelPrinter(Simulation& itsSimulation)
-    : simulation(itsSimulation), drawn(itsSimulation.board.view()), drawing([this] { drawChanges(); })
+    : simulation(itsSimulation), drawn(toText(itsSimulation.board.view())), drawing([this] { drawChanges(); })
 {
 }
 
@@ -35,7 +42,7 @@ void PanelPrinter::drawChanges()
     while (!ending) {
         const std::uint64_t seen = simulation.changes.count();
         PanelView view = simulation.board.view();
-        if (view == drawn) {
+        if (toText(view) == drawn) {
             simulation.changes.wait(seen, ChangeSignal::Clock::now() + std::chrono::hours(1));
             continue;
         }
@@ -52,10 +59,10 @@ void PanelPrinter::drawChanges()
 
 void PanelPrinter::draw(const PanelView& view)
 {
-    if (view != drawn) {
-        const bool inColour = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
-        writeAll(STDOUT_FILENO, "\n" + drawPanel(view, inColour ? TextStyle::Terminal : TextStyle::Plain));
-        drawn = view;
+    std::string text = toText(view);
+    if (text != drawn) {
+        writeAll(STDOUT_FILENO, "\n" + text);
+        drawn = std::move(text);
     }
 }
 

@@ -3,6 +3,7 @@
 #include "panelsim/app/Simulation.h"
 
 #include <atomic>
+#include <string>
 #include <thread>
 
 namespace panelsim {
@@ -24,7 +25,7 @@ private:
     void draw(const PanelView& view);
 
     Simulation& simulation;
-    PanelView drawn;
+    std::string drawn; ///< the text
     std::atomic<bool> ending{false};
     std::thread drawing;
 };

@@ -191,9 +191,12 @@ void Simulator::takeSignal(const Signals::Arrived& signal)
         playing->stop();
     }
     // The terminal sends Ctrl-C to all that share its foreground; what to do about it is then the application's affair.
-    const bool gotItToo = signal.fromTerminal && signal.number == SIGINT;
-    if (application != nullptr && !(gotItToo && application->sharesProcessGroup())) {
+    const bool gotItToo =
+        signal.fromTerminal && signal.number == SIGINT && application != nullptr && application->sharesProcessGroup();
+    if (application != nullptr && !gotItToo) {
         application->sendSignal(signal.number);
+    }
+    if (application != nullptr && (!gotItToo || scenario)) {
         killDue = killDue.value_or(Clock::now() + graceAfterSignal);
     }
 }

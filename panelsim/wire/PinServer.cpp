@@ -5,7 +5,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <optional>
 #include <poll.h>
 #include <random>
