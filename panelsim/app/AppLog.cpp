@@ -76,7 +76,7 @@ std::optional<AppLog::Position> AppLog::find(std::string_view text, Position fro
             Position position{*found, {}};
             for (const auto& [source, line] : begun) {
                 if (line < found->line) {
-                    position.unfinished = Place{line, lines[line - firstLine].text.size()};
+                    position.unfinished = Place{line, lines[indexOf(line)].text.size()};
                 }
             }
             return position;
@@ -91,7 +91,7 @@ std::optional<AppLog::Place> AppLog::findAt(std::string_view text, Place from) c
     if (from.line < firstLine || from.line >= firstLine + lines.size()) {
         return std::nullopt;
     }
-    const LogLine& line = lines[from.line - firstLine];
+    const LogLine& line = lines[indexOf(from.line)];
     const auto found = line.text.find(text, from.column);
     if (line.source == LogLine::Source::Simulator || found == std::string::npos) {
         return std::nullopt;
@@ -104,7 +104,7 @@ void AppLog::put(LogLine::Source source, std::string_view bytes)
 {
     do {
         const auto line = begun.find(source);
-        LogLine& target = line != begun.end() ? lines[line->second - firstLine] : beginLine(source);
+        LogLine& target = line != begun.end() ? lines[indexOf(line->second)] : beginLine(source);
         const std::size_t taken = std::min(bytes.size(), longestLine - target.text.size());
         target.text += bytes.substr(0, taken);
         bytes.remove_prefix(taken);
@@ -133,7 +133,7 @@ LogLine& AppLog::beginLine(LogLine::Source source)
 
 void AppLog::complete(LogLine::Source source)
 {
-    lines[begun.at(source) - firstLine].complete = true;
+    lines[indexOf(begun.at(source))].complete = true;
     begun.erase(source);
 }
 

@@ -80,6 +80,8 @@ public:
     std::optional<Position> find(std::string_view text, Position from) const;
 
 private:
+    /** @param number of a line that is kept */
+    std::size_t indexOf(std::uint64_t number) const { return static_cast<std::size_t>(number - firstLine); }
     std::optional<Place> findAt(std::string_view text, Place from) const;
     void put(LogLine::Source source, std::string_view bytes);
     LogLine& beginLine(LogLine::Source source);
