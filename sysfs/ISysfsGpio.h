@@ -38,6 +38,7 @@ public:
 
     /** @name Keep their slots; never called. */
     ///@{
+    /** Does nothing. */
     virtual void reserved2() {}
     virtual void reserved3() {}
     virtual void reserved4() {}

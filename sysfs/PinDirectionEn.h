@@ -3,6 +3,9 @@
 namespace sysfs {
 
 /** Direction of a GPIO line, seen from the processor. */
-enum class PinDirectionEn { Input = 0, Output = 1 };
+enum class PinDirectionEn {
+    Input = 0, ///< somebody else drives the line
+    Output = 1 ///< the processor drives the line
+};
 
 } // namespace sysfs

@@ -19,10 +19,15 @@ public:
     DisplayBuffer(unsigned charCount, unsigned lineCount);
 
     ~DisplayBuffer();
+
+    /** @name Copies and moves */
+    ///@{
+    /** Takes over all cells; a page moved from may only be assigned to or destroyed. */
     DisplayBuffer(const DisplayBuffer& other);
     DisplayBuffer(DisplayBuffer&& other) noexcept;
     DisplayBuffer& operator=(const DisplayBuffer& other);
     DisplayBuffer& operator=(DisplayBuffer&& other) noexcept;
+    ///@}
 
     /** @return the number of lines */
     unsigned getLineCount() const;

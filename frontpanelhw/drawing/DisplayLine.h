@@ -25,10 +25,15 @@ public:
     DisplayLine(const std::u16string& text); // NOLINT(google-explicit-constructor): a text is a line
 
     ~DisplayLine();
+
+    /** @name Copies and moves */
+    ///@{
+    /** Takes over all cells; a line moved from may only be assigned to or destroyed. */
     DisplayLine(const DisplayLine& other);
     DisplayLine(DisplayLine&& other) noexcept;
     DisplayLine& operator=(const DisplayLine& other);
     DisplayLine& operator=(DisplayLine&& other) noexcept;
+    ///@}
 
     /** @return false, with the line unchanged, when there is no such cell */
     bool setCharacter(unsigned index, const DisplayChar& c);

@@ -18,12 +18,16 @@ namespace frontpanelhw::handler {
  */
 class KeyChangedCb {
 public:
+    /** Takes the key index, counted from 0, and the key's level, true = pressed. */
     using Function = std::function<void(unsigned, bool)>;
 
+    /** Holds no function. */
     KeyChangedCb() = default;
     ~KeyChangedCb() = default;
+    /** Holds the function that the other one holds now. */
     KeyChangedCb(const KeyChangedCb& other) : function(other.get()) {}
 
+    /** Installs the function that the other one holds now. */
     KeyChangedCb& operator=(const KeyChangedCb& other)
     {
         if (this != &other) {
@@ -49,11 +53,15 @@ public:
         return function;
     }
 
+    /** @name Tests for a function: whether one is held now */
+    ///@{
+    /** As for a std::function. */
     explicit operator bool() const { return get() != nullptr; }
     friend bool operator==(const KeyChangedCb& cb, std::nullptr_t) { return !cb; }
     friend bool operator!=(const KeyChangedCb& cb, std::nullptr_t) { return static_cast<bool>(cb); }
+    ///@}
 
-    /** @throws std::bad_function_call when no function is held */
+    /** Calls the function held now, on the calling thread. @throws std::bad_function_call when there is none */
     void operator()(unsigned index, bool level) const
     {
         const auto current = get();

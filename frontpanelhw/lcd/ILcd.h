@@ -35,7 +35,10 @@ public:
 
     /**
      * Writes a register and reads it back. A difference is reported as a warning on standard output.
-     * @param mask the bits that have to read back as written
+     * @param reg   the register
+     * @param value what to write to it
+     * @param mask  the bits that have to read back as written
+     * @return true when both accesses succeeded and these bits are as written
      */
     virtual bool writeCmdAndVerify(unsigned char reg, unsigned char value, unsigned char mask) = 0;
 

@@ -40,7 +40,8 @@ public:
 
     /**
      * Moves the chip's write cursor; no bus access when it was last sent there, whether or not that succeeded.
-     * @param line 0 to 15
+     * @param column 0 to 255, of which the display shows the first ILcd::getChars
+     * @param line   0 to 15, of which the display shows the first ILcd::getLines
      */
     virtual bool setCursor(unsigned column, unsigned line) = 0;
 
@@ -57,6 +58,7 @@ public:
     virtual bool setBacklight(bool on);
 
 protected:
+    /** @return the bus given at construction */
     ILcd& getLcd() const { return lcd; }
 
 private:

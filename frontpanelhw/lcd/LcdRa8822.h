@@ -44,7 +44,9 @@ public:
 
     /** @name Bus primitives: they check nothing (but getData) and let exceptions of the pins pass. */
     ///@{
+    /** Switches all eight data lines, line 0 first; outputs take the levels that they were last given. */
     void setDataDirection(sysfs::PinDirectionEn direction);
+    /** Puts a byte on the data lines, bit 0 first. They must be outputs. */
     void setData(unsigned char value);
     /** @return the byte on the data lines, 0 when not initialised */
     unsigned char getData();
