@@ -1,0 +1,7 @@
+#pragma once
+
+namespace sysfs {
+
+enum class PinDirectionEn { Input, Output };
+
+} // namespace sysfs
