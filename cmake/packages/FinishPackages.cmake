@@ -1,0 +1,20 @@
+# Run by cpack on the packages that it has made, for what it cannot say itself: packages of libraries can be installed
+# for several architectures at once, and a library has ldconfig run by dpkg's trigger, not by scripts of its own.
+foreach(package IN LISTS CPACK_PACKAGE_FILES)
+    cmake_path(GET package FILENAME name)
+    if(NOT name MATCHES "^lib")
+        continue()
+    endif()
+    set(files ${package}.files)
+    execute_process(COMMAND dpkg-deb --raw-extract ${package} ${files} COMMAND_ERROR_IS_FATAL ANY)
+    file(READ ${files}/DEBIAN/control control)
+    string(STRIP "${control}" control)
+    file(WRITE ${files}/DEBIAN/control "${control}\nMulti-Arch: same\n")
+    if(EXISTS ${files}/DEBIAN/shlibs)
+        file(REMOVE ${files}/DEBIAN/postinst ${files}/DEBIAN/postrm)
+        file(WRITE ${files}/DEBIAN/triggers "activate-noawait ldconfig\n")
+    endif()
+    execute_process(COMMAND dpkg-deb --root-owner-group -Zxz --build ${files} ${package}
+        OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+    file(REMOVE_RECURSE ${files})
+endforeach()
