@@ -1,0 +1,407 @@
+/* The tool as it is installed, on the kernel's own GPIO interface, with the module panel_gpio's lines under it. */
+#include "panelsim/Board.h"
+#include "panelsim/PanelText.h"
+#include "tests/kernel/Child.h"
+#include "tests/kernel/ModuleBridge.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+using panelsim::BoardConfig;
+using panelsim::ChipVariant;
+
+namespace {
+
+const std::filesystem::path gpioDirectory = "/sys/class/gpio";
+const std::filesystem::path moduleParameters = "/sys/module/panel_gpio/parameters";
+constexpr unsigned heldLine = 63; // by the module itself, see the guest's init
+
+std::string contentOf(const std::filesystem::path& path)
+{
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void write(const std::filesystem::path& path, const std::string& text)
+{
+    std::ofstream file(path);
+    file << text << std::flush;
+    EXPECT_TRUE(file) << path;
+}
+
+std::string missedRequests()
+{
+    return contentOf(moduleParameters / "missed");
+}
+
+/** @return the number that the kernel has given to the module's first line */
+unsigned findBase()
+{
+    for (const auto& entry : std::filesystem::directory_iterator(gpioDirectory)) {
+        if (contentOf(entry.path() / "label") == "panel-gpio\n") {
+            return static_cast<unsigned>(std::stoul(contentOf(entry.path() / "base")));
+        }
+    }
+    throw std::runtime_error("no GPIO controller has the label panel-gpio");
+}
+
+/** @return the number that the kernel has given to a line of the module */
+std::string number(unsigned offset)
+{
+    static const unsigned base = findBase();
+    return std::to_string(base + offset);
+}
+
+/** @return numbers of the lines that are exported */
+std::vector<std::string> exportedLines()
+{
+    std::vector<std::string> lines;
+    for (const auto& entry : std::filesystem::directory_iterator(gpioDirectory)) {
+        if (std::filesystem::exists(entry.path() / "direction")) {
+            lines.push_back(entry.path().filename().string().substr(4)); // after "gpio"
+        }
+    }
+    return lines;
+}
+
+/** Waits for something, but not forever: when it does not come, the expectation fails. */
+bool waitUntil(const std::function<bool()>& happened)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!happened() && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return happened();
+}
+
+bool contains(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+/** @return the lines about keys, each after a "|", once where a line repeats the one before */
+std::string keyEvents(const std::string& output)
+{
+    std::istringstream lines(output);
+    std::string events;
+    std::string last;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.substr(0, 4) == "key " && line != last) {
+            events += "|" + line;
+            last = line;
+        }
+    }
+    return events;
+}
+
+const std::string edge = "───────────────────────────";
+const std::string top = "┌" + edge + "┐\n";
+const std::string bottom = "└" + edge + "┘\n";
+const std::string blank = "│                           │\n";
+const std::string inverted = "│ ^^^^^^^^^^^^^^^^^^^^^^^^^ │\n";
+const std::string darkLeds = "LEDs ○ ○ ○ ○ ○ ○ ○ ○   keys  0   1   2\n";
+
+std::string wiring()
+{
+    return " --id-base " + number(4) + " --key-base " + number(10) + " --led-base " + number(20) + " --lcd-base " +
+           number(40);
+}
+
+/** Starts frontpanel. @param words its arguments, with a blank between two; _ is a blank within one */
+Child start(const std::string& words, const std::string& lines = wiring())
+{
+    std::vector<std::string> command = {"frontpanel"};
+    std::istringstream stream(words + lines);
+    for (std::string word; stream >> word;) {
+        std::replace(word.begin(), word.end(), '_', ' ');
+        command.push_back(word);
+    }
+    return Child(command);
+}
+
+Child::End run(const std::string& words, const std::string& lines = wiring())
+{
+    return start(words, lines).wait();
+}
+
+/** A panel on the module's lines. */
+struct Rig {
+    explicit Rig(const BoardConfig& config) : board(config), bridge(board) {}
+
+    std::string drawn() const { return drawPanel(board.view(), panelsim::TextStyle::Plain); }
+
+    /** Holds an operation on a line when it comes the nth time; an operation that is given no level has level 0. */
+    void hold(panel_gpio_operation operation, unsigned line, unsigned level, unsigned nth)
+    {
+        bridge.hold([=, count = 0U](const panel_gpio_request& request) mutable {
+            const bool matches = request.operation == operation && request.offset == line && request.value == level;
+            return matches && ++count == nth;
+        });
+    }
+
+    bool waitForHold() const
+    {
+        return waitUntil([this] { return bridge.isHolding(); });
+    }
+
+    panelsim::Board board;
+    ModuleBridge bridge;
+};
+
+BoardConfig indoorBoard(ChipVariant chip)
+{
+    BoardConfig config;
+    config.chip = chip;
+    return config;
+}
+
+class KernelTest : public testing::Test {
+protected:
+    void TearDown() override
+    {
+        EXPECT_EQ(missedRequests(), "0\n") << "the board may not be as the kernel believes";
+        EXPECT_EQ(exportedLines(), std::vector<std::string>());
+    }
+};
+
+TEST_F(KernelTest, DetectsTheFittedPanel)
+{
+    const struct {
+        BoardConfig config;
+        std::string name;
+    } cases[] = {{BoardConfig(), "indoor"}, {panelsim::outdoorBoard(), "outdoor"}};
+    for (const auto& row : cases) {
+        const Rig rig(row.config);
+        const Child::End end = run("detect");
+        EXPECT_EQ(end.status, 0) << end.error;
+        EXPECT_EQ(end.output, "INFO: detected " + row.name + " front panel type\n" + row.name + "\n");
+    }
+}
+
+TEST_F(KernelTest, SwitchesTheLedsOfAnOutdoorPanel)
+{
+    const Rig rig(panelsim::outdoorBoard());
+    const struct {
+        std::string words, leds;
+    } cases[] = {{"leds on", "● ● ● ● ● ● ● ●"},
+                 {"led 7 off", "● ● ● ● ● ● ● ○"},
+                 {"leds off", "○ ○ ○ ○ ○ ○ ○ ○"},
+                 {"led 3 on", "○ ○ ○ ● ○ ○ ○ ○"},
+                 {"lamptest 0", "○ ○ ○ ○ ○ ○ ○ ○"}};
+    for (const auto& row : cases) {
+        const Child::End end = run(row.words);
+        EXPECT_EQ(end.status, 0) << end.error;
+        EXPECT_EQ(rig.drawn(), "LEDs " + row.leds + "   keys  0   1\n") << row.words;
+    }
+}
+
+TEST_F(KernelTest, ReportsKeysAndRepeatsThemWhileTheyAreHeld)
+{
+    for (const BoardConfig& config : {panelsim::outdoorBoard(), BoardConfig()}) {
+        const unsigned last = config.keyCount - 1;
+        const std::string key = "key " + std::to_string(last) + " ";
+        Rig rig(config);
+        rig.hold(PANEL_GPIO_GET, config.keyGpioBase + last, 0, 5); // keys are polled by then
+        Child keys = start("keys");
+        EXPECT_TRUE(rig.waitForHold());
+        rig.board.press(last);
+        rig.bridge.letGo();
+        EXPECT_TRUE(waitUntil([&] {
+            const std::string text = keys.output();
+            const std::string repeated = key + "repeated\n";
+            return text.find(repeated) != text.rfind(repeated);
+        }));
+        rig.board.release(last);
+        EXPECT_TRUE(waitUntil([&] { return contains(keys.output(), key + "released\n"); }));
+        rig.board.press(0);
+        EXPECT_TRUE(waitUntil([&] { return contains(keys.output(), "key 0 repeated\n"); }));
+        keys.sendSignal(SIGTERM);
+        const Child::End end = keys.wait();
+        EXPECT_EQ(end.status, 0);
+        EXPECT_EQ(keyEvents(end.output),
+                  "|" + key + "pressed|" + key + "repeated|" + key + "released|key 0 pressed|key 0 repeated");
+        EXPECT_EQ(end.error, "");
+    }
+}
+
+TEST_F(KernelTest, ShowsThePageThatIsPrinted)
+{
+    for (const ChipVariant chip : {ChipVariant::Ra8803, ChipVariant::Ra8806}) {
+        const Rig rig(indoorBoard(chip));
+        const auto begin = std::chrono::steady_clock::now();
+        const Child::End end = run("print Grüße_an_alle,_21.5_°C _ ñ~!_1234567890_abcdefghij "
+                                   "--invert 0:0-4 --invert 1:24 --invert 2");
+        const auto time = std::chrono::steady_clock::now() - begin;
+        EXPECT_EQ(end.status, 0) << end.error;
+        EXPECT_EQ(rig.drawn(), top + "│ Grüße an alle, 21.5 °C    │\n│ ^^^^^                     │\n" + blank +
+                                   "│                         ^ │\n│ ñ~! 1234567890 abcdefghij │\n" + inverted +
+                                   bottom + "display on, backlight on" +
+                                   (chip == ChipVariant::Ra8803 ? ", contrast 15/31\n" : "\n") + darkLeds);
+        EXPECT_EQ(rig.board.busFaultCount(), 0U);
+        std::cout << "measured: the start and a page take "
+                  << std::chrono::duration_cast<std::chrono::milliseconds>(time).count() << " ms and "
+                  << rig.bridge.answered() << " operations\n";
+    }
+}
+
+TEST_F(KernelTest, TakesInvertedLedsToTheirLevelWithoutAnyOther)
+{
+    BoardConfig config;
+    config.invertedLeds = {1, 6};
+    config.backlightInverted = true;
+    Rig rig(config);
+    std::map<unsigned, std::string> levels; // in the order in which they came; z = not driven
+    rig.board.observe([&](const panelsim::LineChange& change) {
+        if (change.gpio >= 20 && change.gpio <= 28) {
+            levels[change.gpio] += "01z"[static_cast<int>(change.level)];
+        }
+    });
+    for (const std::string words : {"leds off", "led 6 on", "led 0 on", "leds off", "print x --panel indoor"}) {
+        const Child::End end = run(words + " --inverted-leds 1,6," + number(28));
+        EXPECT_EQ(end.status, 0) << end.error;
+    }
+    rig.board.observe(nullptr);
+    const std::map<unsigned, std::string> expected = {{20, "z010"}, {21, "z1"},   {22, "z0"}, {23, "z0"}, {24, "z0"},
+                                                      {25, "z0"},   {26, "z101"}, {27, "z0"}, {28, "z10"}};
+    EXPECT_EQ(levels, expected);
+}
+
+TEST_F(KernelTest, ShowsTheRightPageAfterAKillInTheMiddleOfAnother)
+{
+    const unsigned writeStrobe = 51;
+    const unsigned reset = 52;
+    const unsigned char cursorColumn = 0x60; // register
+    for (const unsigned level : {0U, 1U}) {  // of the strobe, in which it is left
+        Rig rig(indoorBoard(ChipVariant::Ra8806));
+        rig.hold(PANEL_GPIO_SET, writeStrobe, level, 150);
+        Child killed = start("print Killed_while_it_prints Killed_while_it_prints x --invert 0 --invert 1");
+        EXPECT_TRUE(rig.waitForHold());
+        killed.sendSignal(SIGKILL);
+        rig.bridge.letGo();
+        EXPECT_EQ(killed.wait().status, 128 + SIGKILL);
+        EXPECT_EQ(rig.board.lineLevel(writeStrobe), level == 0 ? panelsim::LineLevel::Low : panelsim::LineLevel::High);
+        EXPECT_EQ(exportedLines().size(), 14U);
+        EXPECT_GT(rig.board.lcdRegister(cursorColumn), 0U) << "not in the middle of a line";
+
+        rig.hold(PANEL_GPIO_SET, reset, 0, 1);
+        Child next = start("print Here_again --invert 0:5-9");
+        EXPECT_TRUE(rig.waitForHold());
+        rig.board.clearBusFaults(); // of a strobe that nobody ended; the reset makes the chip forget it
+        rig.bridge.letGo();
+        const Child::End end = next.wait();
+        EXPECT_EQ(end.status, 0) << end.error;
+        EXPECT_EQ(rig.drawn(), top + "│ Here again                │\n│      ^^^^^                │\n" + blank + blank +
+                                   bottom + "display on, backlight on\n" + darkLeds);
+        EXPECT_EQ(rig.board.busFaultCount(), 0U);
+        for (const std::string& line : exportedLines()) { // by the one that was killed, so they are left as found
+            write(gpioDirectory / "unexport", line);
+        }
+    }
+}
+
+TEST_F(KernelTest, SaysInOneLineWhyALineCannotBeHad)
+{
+    Rig rig{BoardConfig()};
+    rig.hold(PANEL_GPIO_GET, 10, 0, 5);
+    Child other = start("keys --key-count 1");
+    EXPECT_TRUE(rig.waitForHold());
+    rig.bridge.letGo();
+    const struct {
+        std::string words, line, error;
+    } cases[] = {
+        {"led 0 on --led-base ", number(heldLine),
+         "cannot write /sys/class/gpio/export (the kernel or a driver holds the line, see /sys/kernel/debug/gpio): "
+         "Device or resource busy"},
+        {"led 0 on --led-base ", "999999",
+         "cannot write /sys/class/gpio/export (no such GPIO; /sys/class/gpio/gpiochip*/base and ngpio tell which there "
+         "are): Invalid argument"},
+        {"keys --key-count 1 --key-base ", number(10),
+         "cannot lock /sys/class/gpio/gpio" + number(10) +
+             "/value (in use by another process or pin object): Device or resource busy"},
+    };
+    for (const auto& row : cases) {
+        const Child::End end = run(row.words, row.line);
+        EXPECT_EQ(end.status, 1);
+        EXPECT_EQ(end.output, "");
+        EXPECT_EQ(end.error, "frontpanel: GPIO " + row.line + ": " + row.error + "\n");
+    }
+    const std::string users = contentOf("/sys/kernel/debug/gpio"); // which the first error refers to
+    for (const std::string& user : {number(10) + " (                    |sysfs               )",
+                                    number(heldLine) + " (                    |held-by-module      )"}) {
+        EXPECT_TRUE(contains(users, " gpio-" + user)) << users;
+    }
+    other.sendSignal(SIGTERM);
+    EXPECT_EQ(other.wait().status, 0);
+}
+
+TEST_F(KernelTest, FailsWhenTheHardwareDoesNotAnswer)
+{
+    const std::string error = "frontpanel: GPIO " + number(23) + ": cannot write /sys/class/gpio/gpio" + number(23) +
+                              "/direction: Input/output error\n";
+    EXPECT_EQ(run("led 3 on").error, error) << "nobody has the device open";
+    EXPECT_EQ(missedRequests(), "1\n");
+
+    Rig rig(panelsim::outdoorBoard());
+    EXPECT_EQ(run("led 3 on").error, error) << "until the module is reset";
+    EXPECT_EQ(missedRequests(), "1\n");
+    write(moduleParameters / "missed", "0");
+
+    // The kernel cannot tell a process that a level was not set; the module can.
+    write(moduleParameters / "timeout_ms", "2000");
+    rig.hold(PANEL_GPIO_SET, 23, 1, 1);
+    EXPECT_EQ(run("led 3 on").status, 0);
+    EXPECT_EQ(missedRequests(), "1\n");
+    write(moduleParameters / "missed", "0");
+    write(moduleParameters / "timeout_ms", "10000");
+
+    Child late = start("led 4 on");
+    rig.bridge.letGo(); // the reply comes too late, and is for none of the other requests
+    EXPECT_EQ(late.wait().status, 0);
+    EXPECT_EQ(rig.drawn(), "LEDs ○ ○ ○ ● ● ○ ○ ○   keys  0   1\n");
+}
+
+TEST_F(KernelTest, LetsAUserInTheGroupUseTheLines)
+{
+    const auto runAs = [](const std::string& user, const std::string& words) {
+        return Child({"su", "-s", "/bin/sh", "-c", "frontpanel " + words + wiring(), user}).wait();
+    };
+    const Child udev({"/lib/systemd/systemd-udevd", "--resolve-names=never"});
+    EXPECT_TRUE(waitUntil([] { return std::filesystem::exists("/run/udev/control"); }));
+    EXPECT_EQ(Child({"udevadm", "trigger", "--action=add", "--subsystem-match=gpio"}).wait().status, 0);
+    EXPECT_EQ(Child({"udevadm", "settle"}).wait().status, 0);
+
+    const Rig rig(indoorBoard(ChipVariant::Ra8803));
+    const Child::End stranger = runAs("stranger", "detect");
+    EXPECT_EQ(stranger.status, 1);
+    EXPECT_EQ(stranger.error, "frontpanel: GPIO " + number(4) +
+                                  ": cannot open /sys/class/gpio/export (run as root or in the group that owns the "
+                                  "file): Permission denied\n");
+    const Child::End detected = runAs("operator", "detect");
+    EXPECT_EQ(detected.status, 0) << detected.error;
+    EXPECT_TRUE(contains(detected.output, "\nindoor\n")) << detected.output;
+    const Child::End printed = runAs("operator", "print 'Not root'");
+    EXPECT_EQ(printed.status, 0) << printed.error;
+    EXPECT_TRUE(contains(rig.drawn(), "│ Not root                  │\n")) << rig.drawn();
+}
+
+TEST_F(KernelTest, RunsAnApplicationOnTheSimulatedPanel)
+{
+    const Child::End end =
+        Child({"panelsim", "--scenario", "indoor.yaml", "--timeout", "2m", "--", "./IndoorExample"}).wait();
+    EXPECT_EQ(end.status, 0) << end.output << end.error;
+}
+
+} // namespace
