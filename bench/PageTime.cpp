@@ -154,7 +154,7 @@ void report(const char* what, int rounds, const panelsim::Board* board, const st
     const Waits asked = waits;
     const std::uint64_t operations = board != nullptr ? board->pinOperations() - operationsBefore : 0;
     const double microseconds = std::chrono::duration<double, std::micro>(asked.asked).count();
-    std::printf("%s\n  %llu bus cycles, %llu waits of together %.0f us", what,
+    std::printf("%s\n  %llu bus cycles, %llu waits, total wait %.0f us", what,
                 static_cast<unsigned long long>(asked.strobes), static_cast<unsigned long long>(asked.count),
                 microseconds);
     if (operations != 0) {
@@ -197,7 +197,7 @@ void reportChip(const char* name, panelsim::ChipVariant chip)
     const std::string of = std::string(", ") + name;
     report(("A page, nothing inverted" + of).c_str(), 100, &fitted.board, print(pageOf("n")));
     report(("A page with every other cell inverted" + of).c_str(), 20, &fitted.board, print(pageOf("in")));
-    report(("The start of the panel" + of).c_str(), 3, nullptr, [chip] { const FittedPanel started(chip); });
+    report(("The constructor of the panel" + of).c_str(), 3, nullptr, [chip] { const FittedPanel started(chip); });
 }
 
 } // namespace

@@ -11,8 +11,8 @@ namespace frontpanelhw::fp {
  *
  * Operations are called from one thread at a time, the key callback's thread included; only isRunning and
  * connectAnyKeyChangedCb may be called from anywhere at any time. stop and the destructor must not be called from the
- * key callback, and a panel whose callback uses it is stopped before it is destroyed. Whatever an LED pin throws leaves
- * the operation that wrote it.
+ * key callback, and a panel whose callback uses it is stopped before it is destroyed. An exception of an LED pin
+ * propagates from the operation that wrote it.
  *
  * Panels write log lines to std::cout, from the polling thread too; that needs std::cout to be synchronised with stdio,
  * as it is by default.
@@ -39,9 +39,10 @@ public:
     virtual void setAllLeds(bool on) = 0;
 
     /**
-     * Starts key polling, with a period of 25 ms, after a lamp test if one is wanted. The lamp test blocks the caller
-     * and is run even when keys are already polled.
-     * @param lampTest        true to light every LED (and fill the display, if there is one) first
+     * Starts key polling, with a sleep of 25 ms between two scans, after a lamp test if one is wanted. The lamp test
+     * blocks the caller and is run even when keys are already polled.
+     * @param lampTest        true to light every LED first, and to fill the display, if there is one, which then stays
+     *                        filled until the next page: print after start
      * @param lampTestSeconds how long they stay lit, in whole seconds
      * @return false when polling was already running
      * @throws std::system_error when no thread can be created; the panel is then stopped

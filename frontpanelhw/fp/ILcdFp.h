@@ -9,13 +9,21 @@ namespace frontpanelhw::fp {
 
 /**
  * A front panel that also has a text LCD with two pages of display memory: one is shown, the other one is written.
+ * After a swap, the page being written holds what it held before: write every line of it, or use printBuffer with a
+ * buffer of the display's full size. The lamp test of start shows a filled page, which stays until the next one: print
+ * after start.
  *
  * Display operations block the caller for the waits of the bus. They return true when every step succeeded. A pin that
- * throws has been reported on standard error; a display that did not come up refuses everything without a message.
+ * throws has been reported on standard error; when a pin refused its configuration, or failed in the reset, while the
+ * panel was constructed, everything is refused without a message. A chip that does not answer is not noticed, except by
+ * warnings on standard output; operations then return true.
  */
 class FRONTPANELHW_EXPORT ILcdFp : public IFp {
 public:
-    /** Starts erasing the page that is being written; does not wait for the chip to finish. */
+    /**
+     * Starts erasing the page that is being written; does not wait for the chip to finish, which may erase what is
+     * printed right after.
+     */
     virtual bool clear() = 0;
 
     /** @return characters per line */
@@ -25,17 +33,21 @@ public:
     virtual unsigned getLines() const = 0;
 
     /**
-     * Writes a line of text, from column 0, into the page that is being written. The text is not clipped to the
-     * display; of each code unit the low 8 bits are the character's code.
+     * Writes a line of text, from column 0, into the page that is being written; of each code unit the low 8 bits are
+     * the character's code. A text shorter than the line leaves the rest as it is; one longer than getChars() goes on
+     * beyond the line.
+     * @param line not checked: 0 to getLines() - 1 are shown, 16 is line 0 again
+     * @param text what to write
      */
     virtual bool printLine(unsigned line, const drawing::DisplayLine& text) = 0;
 
-    /** Writes every line of the buffer, whatever becomes of the others, then shows the page. */
+    /** Writes every line of the buffer, whatever becomes of the others, then shows the page. Clears nothing first. */
     virtual bool printBuffer(const drawing::DisplayBuffer& buffer) = 0;
 
     /**
      * Resets the controller chip, which takes at least 362 ms, and switches the backlight off. The chip's registers are
-     * then at their reset values, which no operation here replaces: to show text again, construct the panel anew.
+     * then at their reset values, which no operation here replaces: to show text again, construct the panel anew, after
+     * this one is destroyed, since its lines are locked until then.
      */
     virtual bool resetController() = 0;
 

@@ -21,8 +21,9 @@ public:
     /**
      * Builds the panel; the LCD comes up with an empty page, which takes at least 362 ms. Polling is not started.
      *
-     * When the LCD does not come up, that is reported on standard error and the panel is built all the same: display
-     * operations then return false and isRunning stays false.
+     * A pin of the LCD that refuses its configuration or fails in the reset is reported on standard error, and the
+     * panel is built all the same: display operations then return false and isRunning stays false. A chip that does
+     * not answer is not noticed, except by warnings on standard output; operations then return true.
      * @param factory         makes the pins; used during construction only
      * @param keyGpioBase     GPIO number of key 0
      * @param ledGpioBase     GPIO number of LED 0; the number right after the last LED is the backlight's

@@ -8,7 +8,8 @@ namespace frontpanelhw::lcd {
 
 /**
  * A text controller for the LCD. Operations block the caller for the waits of the bus and return true when all that
- * they did succeeded; while the bus is not initialised they are refused, but for resetController. No lock is taken.
+ * they did succeeded; while the bus is not initialised they are refused, but for resetController and deinit. No
+ * lock is taken.
  */
 class FRONTPANELHW_EXPORT LcdControllerBase {
 public:
