@@ -1,6 +1,7 @@
 #include "tests/kernel/Child.h"
 
 #include <csignal>
+#include <fstream>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -56,9 +57,19 @@ std::string Child::output() const
     return contentOf(outputFile);
 }
 
+bool Child::isInKernel() const
+{
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    std::string word;
+    file >> word >> word >> word; // number, name, state
+    return word == "D";
+}
+
 void Child::sendSignal(int number) const
 {
-    kill(pid, number);
+    if (pid > 0) {
+        kill(pid, number);
+    }
 }
 
 Child::End Child::wait()

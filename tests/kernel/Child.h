@@ -25,6 +25,8 @@ public:
 
     /** @return what it has written to standard output up to now */
     std::string output() const;
+    /** @return whether it waits for something in the kernel that no signal interrupts */
+    bool isInKernel() const;
     void sendSignal(int number) const;
     /** Waits for its end. */
     End wait();

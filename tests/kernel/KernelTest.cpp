@@ -359,6 +359,8 @@ TEST_F(KernelTest, FailsWhenTheHardwareDoesNotAnswer)
     EXPECT_EQ(missedRequests(), "1\n");
     write(moduleParameters / "missed", "0");
 
+    write(gpioDirectory / "export", number(24)); // so that the first request of "led 4 on" is to make it an output
+
     // The kernel cannot tell a process that a level was not set; the module can.
     write(moduleParameters / "timeout_ms", "2000");
     rig.hold(PANEL_GPIO_SET, 23, 1, 1);
@@ -368,8 +370,10 @@ TEST_F(KernelTest, FailsWhenTheHardwareDoesNotAnswer)
     write(moduleParameters / "timeout_ms", "10000");
 
     Child late = start("led 4 on");
+    EXPECT_TRUE(waitUntil([&late] { return late.isInKernel(); }));
     rig.bridge.letGo(); // the reply comes too late, and is for none of the other requests
     EXPECT_EQ(late.wait().status, 0);
+    write(gpioDirectory / "unexport", number(24));
     EXPECT_EQ(rig.drawn(), "LEDs ○ ○ ○ ● ● ○ ○ ○   keys  0   1\n");
 }
 

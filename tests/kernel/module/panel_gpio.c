@@ -45,7 +45,7 @@ MODULE_PARM_DESC(timeout_ms, "Time in which a request has to be replied to");
 
 static uint missed;
 module_param(missed, uint, 0644);
-MODULE_PARM_DESC(missed, "Number of requests without a reply; unless 0, all operations fail");
+MODULE_PARM_DESC(missed, "Number of requests without a reply, and of levels refused; unless 0, all operations fail");
 
 enum state { IDLE, ASKED, TAKEN, ANSWERED };
 
@@ -79,7 +79,8 @@ static int take_reply(void)
 		result = reply.error ? -(int)reply.error : (int)reply.value;
 	else
 		result = served ? -ETIMEDOUT : -EIO;
-	if (state != ANSWERED)
+	/* gpiolib hears of neither when a level is to be set. */
+	if (state != ANSWERED || (request.operation == PANEL_GPIO_SET && reply.error))
 		missed++;
 	state = IDLE;
 	spin_unlock(&lock);
@@ -104,7 +105,7 @@ static int ask(enum panel_gpio_operation operation, unsigned int offset, int val
 		wait_event_timeout(news, is_settled(), msecs_to_jiffies(timeout_ms));
 		result = take_reply();
 		if (missed)
-			pr_err("line %u: operation %d was not replied to\n", offset, operation);
+			pr_err("line %u: operation %d was not done\n", offset, operation);
 	}
 	mutex_unlock(&asking);
 	return result;
