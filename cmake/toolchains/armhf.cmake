@@ -15,9 +15,10 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm;-L;${armhf_tree})
 
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${armhf_tree})
+set(ENV{PKG_CONFIG_PATH} "")
 set(ENV{PKG_CONFIG_LIBDIR} ${armhf_tree}/usr/lib/arm-linux-gnueabihf/pkgconfig)
 set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${armhf_tree}/usr/include/arm-linux-gnueabihf)
 # Libraries that those libraries need, and which the programs themselves do not name.
-string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -Wl,-rpath-link,${armhf_tree}/usr/lib/arm-linux-gnueabihf")
+string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " \"-Wl,-rpath-link,${armhf_tree}/usr/lib/arm-linux-gnueabihf\"")
 # GCC tells that its calls differ from GCC 6's; nothing that old is linked.
 string(APPEND CMAKE_CXX_FLAGS_INIT " -Wno-psabi")
