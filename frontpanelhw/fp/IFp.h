@@ -10,9 +10,13 @@ namespace frontpanelhw::fp {
  * A front panel with keys and LEDs.
  *
  * Operations are called from one thread at a time, the key callback's thread included; only isRunning and
- * connectAnyKeyChangedCb may be called from anywhere at any time. stop and the destructor must not be called from the
- * key callback, and a panel whose callback uses it is stopped before it is destroyed. An exception of an LED pin
- * propagates from the operation that wrote it.
+ * connectAnyKeyChangedCb may be called from anywhere at any time. A callback that uses the panel takes a lock of the
+ * application's own, as do the other threads that use it; such a panel is stopped before it is destroyed. An exception
+ * of an LED pin propagates from the operation that wrote it.
+ *
+ * stop and the destructor wait for the polling thread to end. So they must not be called from the key callback, where
+ * that thread would wait for itself (a library built without NDEBUG ends the process with a message that says so), nor
+ * with a lock held that the callback takes.
  *
  * Panels write log lines to std::cout, from the polling thread too; that needs std::cout to be synchronised with stdio,
  * as it is by default.
@@ -49,7 +53,10 @@ public:
      */
     virtual bool start(bool lampTest, unsigned lampTestSeconds) = 0;
 
-    /** Stops key polling, waits for its thread to end, then switches every LED off and forgets its state. */
+    /**
+     * Stops key polling, waits for its thread to end, then switches every LED off and forgets its state. Not from the
+     * key callback.
+     */
     virtual void stop() = 0;
 
     /** @return true while keys are polled and the panel's display, if there is one, is initialised */

@@ -3,6 +3,7 @@
 #include "frontpanelhw/Wait.h"
 #include "sysfs/PinDirectionEn.h"
 
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -27,6 +28,35 @@ void sleepPeriod(std::chrono::milliseconds period)
 {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(period);
     wait(seconds, period - seconds);
+}
+
+#ifdef NDEBUG
+constexpr bool reportsMisuse = false;
+#else
+constexpr bool reportsMisuse = true;
+#endif
+
+/** While it lives, its thread polls for the handler. */
+class Polling {
+public:
+    explicit Polling(const KeyHandler& handler) { current = &handler; }
+    ~Polling() { current = nullptr; }
+    Polling(const Polling&) = delete;
+    Polling& operator=(const Polling&) = delete;
+
+    static bool isFor(const KeyHandler& handler) { return current == &handler; }
+
+private:
+    static thread_local const KeyHandler* current;
+};
+
+thread_local const KeyHandler* Polling::current = nullptr;
+
+[[noreturn]] void endForMisuse()
+{
+    std::cerr << "ERROR: "
+              << "panel stopped or destroyed by its own key callback: leave that to another thread" << std::endl;
+    std::abort();
 }
 
 } // namespace
@@ -72,6 +102,9 @@ bool KeyHandler::start(std::chrono::milliseconds period)
 
 void KeyHandler::stop()
 {
+    if (reportsMisuse && Polling::isFor(*this)) {
+        endForMisuse();
+    }
     if (!running.exchange(false)) {
         return;
     }
@@ -85,6 +118,7 @@ void KeyHandler::stop()
 
 void KeyHandler::pollingWorker(std::chrono::milliseconds period)
 {
+    const Polling polling(*this);
     while (running) {
         for (unsigned i = 0; i < keys->size(); ++i) {
             try {

@@ -21,8 +21,9 @@ namespace frontpanelhw::handler {
  * poll that finds it held is an event. The count of held polls is one for the whole process: every held key advances
  * it, and every event of any key starts it anew. Several handlers may poll at once.
  *
- * start, stop and the destructor belong to one thread at a time; neither stop nor the destructor may be called from
- * the callback, since the polling thread would wait for itself.
+ * start, stop and the destructor belong to one thread at a time. Neither stop nor the destructor may be called from
+ * the callback, where the polling thread would wait for itself, nor with a lock held that the callback takes. A library
+ * built without NDEBUG ends the process with a message on standard error when they are called from the callback.
  */
 class FRONTPANELHW_EXPORT KeyHandler {
 public:
