@@ -1,15 +1,21 @@
 #pragma once
 
+#include <functional>
 #include <iostream>
 #include <mutex>
 #include <streambuf>
 #include <string>
+#include <string_view>
 #include <utility>
 
 /** While it lives, it keeps what any thread writes to std::cout and std::cerr; at its end both are as they were. */
 class CapturedOutput {
 public:
-    CapturedOutput() { coutFormat.copyfmt(std::cout); }
+    /** @param whenLine is told of each line as it ends, on the thread that writes it */
+    explicit CapturedOutput(std::function<void(std::string_view line)> whenLine = {}) : onLine(std::move(whenLine))
+    {
+        coutFormat.copyfmt(std::cout);
+    }
     ~CapturedOutput() { std::cout.copyfmt(coutFormat); }
 
     /** Takes the text since the last call; a line on standard error begins with "! ". */
@@ -34,6 +40,9 @@ private:
             const std::lock_guard<std::mutex> lock(owner.mutex);
             owner.text += owner.text.empty() || owner.text.back() == '\n' ? mark : "";
             owner.text += traits_type::to_char_type(character);
+            if (character == '\n' && owner.onLine) {
+                owner.onLine(owner.lastLine());
+            }
             return character;
         }
 
@@ -44,6 +53,13 @@ private:
         std::streambuf* original;
     };
 
+    std::string_view lastLine() const
+    {
+        const std::string_view line = std::string_view(text).substr(0, text.size() - 1);
+        return line.substr(line.rfind('\n') + 1);
+    }
+
+    std::function<void(std::string_view)> onLine;
     std::mutex mutex;
     std::string text;
     std::ios coutFormat{nullptr};

@@ -1,0 +1,201 @@
+#include "frontpanelhw/fp/FpBase.h"
+#include "frontpanelhw/fp/IndoorFpImpl.h"
+#include "panelsim/Board.h"
+#include "panelsim/BoardGpioFactory.h"
+#include "tests/support/CapturedOutput.h"
+#include "tests/support/VirtualTime.h"
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+using frontpanelhw::drawing::DisplayBuffer;
+using frontpanelhw::fp::FpBase;
+using frontpanelhw::fp::IFp;
+using frontpanelhw::fp::ILcdFp;
+using frontpanelhw::fp::IndoorFpImpl;
+
+namespace {
+
+/** A panel of keys and LEDs on a board of its own. Nothing sleeps: keys are scanned without a pause. */
+class MisuseDeathTest : public testing::Test {
+protected:
+    MisuseDeathTest() { time.letRun(); }
+
+    std::unique_ptr<FpBase> makePanel()
+    {
+        return std::make_unique<FpBase>(factory, board.getConfig().keyGpioBase, 2U, board.getConfig().ledGpioBase, 8U,
+                                        std::vector<unsigned>(), std::vector<unsigned>());
+    }
+
+    /** Presses and releases key 0 until the condition holds. */
+    void typeUntil(const std::function<bool()>& condition)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        for (bool pressed = false; !condition(); pressed = !pressed) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+            pressed ? board.release(0) : board.press(0);
+            std::this_thread::yield();
+        }
+    }
+
+    bool isLit(unsigned led) const { return board.view().leds.at(led); }
+
+    VirtualTime time;
+    panelsim::Board board{panelsim::outdoorBoard()};
+    panelsim::BoardGpioFactory factory{board};
+};
+
+class ThreadsTest : public MisuseDeathTest {
+    CapturedOutput log;
+};
+
+std::string textOf(const std::vector<panelsim::LcdCell>& line)
+{
+    std::string text;
+    for (const panelsim::LcdCell& cell : line) {
+        text += static_cast<char>(cell.code);
+    }
+    return text;
+}
+
+} // namespace
+
+TEST_F(ThreadsTest, NoCallbackComesOnceStopHasReturned)
+{
+    const auto panel = makePanel();
+    bool stopped = false; // unguarded: a callback beside the other thread's own use of it is a race
+    unsigned late = 0;
+    panel->connectAnyKeyChangedCb([&](unsigned, bool) { late += stopped ? 1 : 0; });
+    for (unsigned round = 0; round < 200; ++round) {
+        stopped = false;
+        ASSERT_TRUE(panel->start(false, 0));
+        EXPECT_TRUE(panel->isRunning());
+        round % 2 == 0 ? board.press(0) : board.release(0);
+        panel->stop();
+        stopped = true;
+    }
+    EXPECT_EQ(late, 0U);
+    EXPECT_FALSE(panel->isRunning());
+}
+
+TEST_F(ThreadsTest, CallbacksAreReplacedWhileKeysAreTyped)
+{
+    const auto panel = makePanel();
+    std::atomic<unsigned> calls{0};
+    panel->start(false, 0);
+    for (unsigned round = 0; round < 200; ++round) {
+        // What a callback refers to may go as soon as nobody calls it any more.
+        auto mine = std::make_shared<std::vector<unsigned>>(1, round);
+        const unsigned before = calls;
+        panel->connectAnyKeyChangedCb([&calls, mine](unsigned, bool) {
+            mine->push_back(0);
+            ++calls;
+            if (mine->front() % 3 == 0) {
+                throw std::runtime_error("the application's own");
+            }
+        });
+        mine.reset();
+        typeUntil([&] { return calls > before; });
+        if (round % 5 == 0) {
+            panel->connectAnyKeyChangedCb(nullptr);
+        }
+    }
+    panel->stop();
+}
+
+TEST_F(ThreadsTest, CallbackAndApplicationSwitchLedsUnderTheApplicationsLock)
+{
+    const auto panel = makePanel();
+    std::mutex lock;
+    std::atomic<unsigned> calls{0};
+    panel->connectAnyKeyChangedCb([&](unsigned, bool) {
+        const std::lock_guard<std::mutex> guard(lock);
+        panel->setLed(1, calls++ % 2 == 0);
+        panel->setAllLeds(false);
+    });
+    for (unsigned round = 0; round < 30; ++round) {
+        const unsigned before = calls;
+        bool lit = false;
+        panel->start(false, 0);
+        typeUntil([&] {
+            const std::lock_guard<std::mutex> guard(lock);
+            lit = !lit;
+            panel->setLed(0, lit);
+            EXPECT_EQ(isLit(0), lit);
+            return calls > before + 10;
+        });
+        panel->stop(); // while calls may still come
+        EXPECT_FALSE(isLit(0) || isLit(1));
+    }
+}
+
+TEST_F(ThreadsTest, TwoPanelsRunAtOnceAndTellAnyThreadSo)
+{
+    panelsim::Board indoorBoard{panelsim::BoardConfig(), [this] { return time.now(); }};
+    panelsim::BoardGpioFactory indoorFactory(indoorBoard);
+    const panelsim::BoardConfig& wiring = indoorBoard.getConfig();
+    IndoorFpImpl impl(indoorFactory, wiring.keyGpioBase, wiring.ledGpioBase, wiring.lcdGpioBase, wiring.keyCount,
+                      wiring.ledCount, {}, {});
+    ILcdFp& indoor = impl;
+    const auto outdoor = makePanel();
+    std::atomic<unsigned> calls{0};
+    for (IFp* panel : {static_cast<IFp*>(&indoor), static_cast<IFp*>(outdoor.get())}) {
+        panel->connectAnyKeyChangedCb([&calls](unsigned, bool) { ++calls; });
+        panel->start(false, 0);
+    }
+    board.press(1); // and held, so that both panels repeat
+    indoorBoard.press(2);
+    std::atomic<bool> done{false};
+    std::thread watcher([&] {
+        while (!done) {
+            EXPECT_TRUE(indoor.isRunning());
+            EXPECT_TRUE(outdoor->isRunning());
+        }
+    });
+    std::thread keysAndLeds([&] {
+        for (unsigned round = 0; round < 200; ++round) {
+            outdoor->setAllLeds(round % 2 == 0);
+            indoorBoard.press(round % 2);
+            indoorBoard.release((round + 1) % 2);
+        }
+        typeUntil([&] { return calls > 100; });
+    });
+    DisplayBuffer page(25, 3);
+    for (unsigned round = 0; round < 5; ++round) {
+        page.setLineContent(round % 3, u"page " + std::u16string(1, static_cast<char16_t>('0' + round)));
+        EXPECT_TRUE(indoor.printBuffer(page));
+    }
+    keysAndLeds.join();
+    done = true;
+    watcher.join();
+    indoor.stop();
+    outdoor->stop();
+    EXPECT_EQ(indoorBoard.busFaultCount(), 0U);
+    EXPECT_EQ(textOf(indoorBoard.view().lcd->lines.at(1)).substr(0, 6), "page 4");
+}
+
+#ifndef NDEBUG
+TEST_F(MisuseDeathTest, StoppingOrDestroyingFromTheCallbackIsReported)
+{
+    using Misuse = void (*)(std::unique_ptr<FpBase>&);
+    for (const Misuse misuse :
+         {Misuse([](auto& panel) { panel->stop(); }), Misuse([](auto& panel) { panel.reset(); })}) {
+        EXPECT_EXIT(
+            {
+                auto panel = makePanel();
+                panel->connectAnyKeyChangedCb([&](unsigned, bool) { misuse(panel); });
+                panel->start(false, 0);
+                typeUntil([] { return false; });
+            },
+            testing::KilledBySignal(SIGABRT), "panel stopped or destroyed by its own key callback");
+    }
+}
+#endif
