@@ -40,7 +40,7 @@ bool Demo::run(const Wiring& given, const Times& times, Interrupt& interrupt)
     const Wiring resolved = resolvePanel(given, Panel::usedLines());
     requireReadable(resolved.keyBase, resolved.keyCount());
     KeyEventQueue events; // outlives the panel, whose polling thread fills it
-    const Panel fitted(resolved);
+    Panel fitted(resolved);
     Demo demo(fitted, resolved);
     fitted.run([&] { demo.play(times, interrupt, events); });
     return !demo.failed;
@@ -48,15 +48,14 @@ bool Demo::run(const Wiring& given, const Times& times, Interrupt& interrupt)
 
 void Demo::play(const Times& times, Interrupt& interrupt, KeyEventQueue& events)
 {
-    auto& keysAndLeds = panel.keysAndLeds();
     note(testLamps(panel, times.lampTest, interrupt), displayFailure);
     std::optional<Interrupt::Clock::time_point> deadline;
     if (times.afterLampTest) {
         deadline = Interrupt::Clock::now() + *times.afterLampTest;
     }
+    report = reportTo(events);
+    startKeys();
     showPage();
-    reportKeys(keysAndLeds, events);
-    keysAndLeds.start(false, 0);
     while (interrupt.wait(deadline, events.descriptor()) == Interrupt::Wakeup::Readable && !outputFailed()) {
         // A page takes longer than a poll of the keys: only the last of several events is shown, but LEDs see all.
         for (const KeyEvent& event : events.take()) {
@@ -64,22 +63,43 @@ void Demo::play(const Times& times, Interrupt& interrupt, KeyEventQueue& events)
         }
         showPage();
     }
-    keysAndLeds.stop();
-    note(panel.show(PrintedPage().toBuffer()), displayFailure);
+    panel.keysAndLeds().stop();
+    note(panel.show(PrintedPage().toBuffer(), [this] { panel.keysAndLeds().stop(); }), displayFailure);
 }
 
-Demo::Demo(const Panel& shown, const Wiring& itsWiring) : panel(shown), wiring(itsWiring)
+Demo::Demo(Panel& shown, const Wiring& itsWiring) : panel(shown), wiring(itsWiring)
 {
+}
+
+/** Also for a panel constructed anew, whose LEDs have to tell of keys that are held. */
+void Demo::startKeys()
+{
+    panel.keysAndLeds().connectAnyKeyChangedCb(report);
+    panel.keysAndLeds().start(false, 0);
+    for (const unsigned key : heldKeys) {
+        switchLed(key);
+    }
 }
 
 void Demo::apply(const KeyEvent& event)
 {
     ++eventCount;
     lastEvent = sentence(event);
-    if (event.key < wiring.ledCount()) {
-        note(panel.keysAndLeds().setLed(event.key, event.change != KeyEvent::Change::Released),
-             "LED " + std::to_string(event.key) + " on GPIO " + std::to_string(wiring.ledBase + event.key) +
-                 " did not take its level");
+    if (event.change == KeyEvent::Change::Released) {
+        heldKeys.erase(event.key);
+    } else {
+        heldKeys.insert(event.key);
+    }
+    switchLed(event.key);
+}
+
+/** Lets the LED of the key's number tell whether the key is held. */
+void Demo::switchLed(unsigned led)
+{
+    if (led < wiring.ledCount()) {
+        note(panel.keysAndLeds().setLed(led, heldKeys.count(led) != 0), "LED " + std::to_string(led) + " on GPIO " +
+                                                                            std::to_string(wiring.ledBase + led) +
+                                                                            " did not take its level");
     }
 }
 
@@ -88,7 +108,7 @@ void Demo::showPage()
     PrintedPage page;
     page.lines = {u" Front panel", toLine(lastEvent), toLine("Events: " + std::to_string(eventCount))};
     page.inverted = {{0, 0, DisplaySize::chars - 1}};
-    note(panel.show(page.toBuffer()), displayFailure);
+    note(panel.show(page.toBuffer(), [this] { startKeys(); }), displayFailure);
 }
 
 void Demo::note(bool ok, const std::string& failure)

@@ -7,7 +7,9 @@
 #include "tools/Wiring.h"
 
 #include <chrono>
+#include <functional>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace tools {
@@ -28,15 +30,19 @@ public:
     static bool run(const Wiring& wiring, const Times& times, Interrupt& interrupt);
 
 private:
-    Demo(const Panel& panel, const Wiring& wiring);
+    Demo(Panel& panel, const Wiring& wiring);
 
     void play(const Times& times, Interrupt& interrupt, KeyEventQueue& events);
+    void startKeys();
     void apply(const KeyEvent& event);
+    void switchLed(unsigned led);
     void showPage();
     void note(bool ok, const std::string& failure);
 
-    const Panel& panel;
+    Panel& panel;
     const Wiring& wiring;
+    std::function<void(unsigned, bool)> report;
+    std::set<unsigned> heldKeys;
     unsigned eventCount = 0;
     std::string lastEvent = "Press a key";
     bool failed = false;

@@ -5,6 +5,7 @@
 #include "tools/KeyTracker.h"
 #include "tools/Output.h"
 
+#include <memory>
 #include <optional>
 
 namespace tools {
@@ -12,13 +13,13 @@ namespace tools {
 // Nothing but text is written here, on the panel's polling thread: LED and display operations are for one thread at a
 // time, and keys would go unseen while the display is written. The text is written here because the panel's log line
 // for the event is, too; from another thread it could land inside the log line of the next event.
-void reportKeys(frontpanelhw::fp::IFp& panel, KeyEventQueue& events)
+std::function<void(unsigned, bool)> reportTo(KeyEventQueue& events)
 {
-    panel.connectAnyKeyChangedCb([&events, tracker = KeyTracker()](unsigned key, bool pressed) mutable {
-        const KeyEvent event = tracker.track(key, pressed);
+    return [&events, tracker = std::make_shared<KeyTracker>()](unsigned key, bool pressed) {
+        const KeyEvent event = tracker->track(key, pressed);
         printLine(describe(event));
         events.push(event);
-    });
+    };
 }
 
 void watchKeys(const Wiring& given, Interrupt& interrupt)
@@ -35,7 +36,7 @@ void watchKeys(const Wiring& given, Interrupt& interrupt)
     sysfs::SysfsGpioFactory factory;
     KeyEventQueue events;
     frontpanelhw::fp::FpBase keys(factory, wiring.keyBase, wiring.keyCount(), wiring.ledBase, 0, {}, {});
-    reportKeys(keys, events);
+    keys.connectAnyKeyChangedCb(reportTo(events));
     keys.start(false, 0);
     while (interrupt.wait(std::nullopt, events.descriptor()) == Interrupt::Wakeup::Readable && !outputFailed()) {
         events.take();

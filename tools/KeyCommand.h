@@ -1,14 +1,15 @@
 #pragma once
 
-#include "frontpanelhw/fp/IFp.h"
 #include "tools/Interrupt.h"
 #include "tools/KeyEventQueue.h"
 #include "tools/Wiring.h"
 
+#include <functional>
+
 namespace tools {
 
-/** Connects the panel's key callback: each event is printed on standard output and queued. */
-void reportKeys(frontpanelhw::fp::IFp& panel, KeyEventQueue& events);
+/** @return a key callback that prints each event on standard output and queues it; its copies are one */
+std::function<void(unsigned, bool)> reportTo(KeyEventQueue& events);
 
 /** Prints key events until interrupted or until standard output fails; leaves LEDs and display alone. */
 void watchKeys(const Wiring& wiring, Interrupt& interrupt);

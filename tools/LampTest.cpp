@@ -20,10 +20,11 @@ PrintedPage filledPage()
 
 } // namespace
 
-bool testLamps(const Panel& panel, std::chrono::seconds duration, Interrupt& interrupt)
+bool testLamps(Panel& panel, std::chrono::seconds duration, Interrupt& interrupt)
 {
-    panel.keysAndLeds().setAllLeds(true);
-    bool ok = panel.show(filledPage().toBuffer());
+    const auto lightAll = [&panel] { panel.keysAndLeds().setAllLeds(true); };
+    lightAll();
+    bool ok = panel.show(filledPage().toBuffer(), lightAll);
     interrupt.wait(Interrupt::Clock::now() + duration);
     panel.keysAndLeds().setAllLeds(false);
     ok &= panel.show(PrintedPage().toBuffer());
@@ -32,7 +33,7 @@ bool testLamps(const Panel& panel, std::chrono::seconds duration, Interrupt& int
 
 void runLampTest(const Wiring& wiring, std::chrono::seconds duration, Interrupt& interrupt)
 {
-    const Panel panel(resolvePanel(wiring, Panel::usedLines()));
+    Panel panel(resolvePanel(wiring, Panel::usedLines()));
     bool ok = false;
     panel.run([&] { ok = testLamps(panel, duration, interrupt); });
     if (!ok) {

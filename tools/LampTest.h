@@ -13,7 +13,7 @@ namespace tools {
  * the display shows an empty page.
  * @return false when the display failed
  */
-bool testLamps(const Panel& panel, std::chrono::seconds duration, Interrupt& interrupt);
+bool testLamps(Panel& panel, std::chrono::seconds duration, Interrupt& interrupt);
 
 /** The lamp test as a command. @throws std::exception also when the display failed */
 void runLampTest(const Wiring& wiring, std::chrono::seconds duration, Interrupt& interrupt);

@@ -2,6 +2,7 @@
 
 #include "frontpanelhw/fp/Indoor.h"
 #include "frontpanelhw/fp/Outdoor.h"
+#include "tools/Output.h"
 
 #include <exception>
 #include <utility>
@@ -10,7 +11,12 @@ namespace tools {
 
 namespace fp = frontpanelhw::fp;
 
-Panel::Panel(const Wiring& wiring)
+Panel::Panel(const Wiring& itsWiring) : wiring(itsWiring)
+{
+    construct();
+}
+
+void Panel::construct()
 {
     if (wiring.panel == Wiring::Panel::Outdoor) {
         panel = std::make_unique<fp::Outdoor>(wiring.keyBase, wiring.ledBase);
@@ -28,7 +34,9 @@ void Panel::run(const std::function<void()>& work) const
         work();
     } catch (...) {
         try {
-            panel->stop();
+            if (panel) {
+                panel->stop();
+            }
         } catch (const std::exception&) {
             // The failure that is already on its way says more.
         }
@@ -36,9 +44,19 @@ void Panel::run(const std::function<void()>& work) const
     }
 }
 
-bool Panel::show(const frontpanelhw::drawing::DisplayBuffer& page) const
+bool Panel::show(const frontpanelhw::drawing::DisplayBuffer& page, const std::function<void()>& restore)
 {
-    return display == nullptr || display->printBuffer(page);
+    bool shown = display == nullptr || display->printBuffer(page);
+    if (!shown && mayStartAnew) {
+        complain(displayStartsAnew);
+        panel->stop();
+        panel.reset(); // gives its lines free, which the new one needs
+        construct();
+        shown = display->printBuffer(page);
+        restore();
+    }
+    mayStartAnew = shown;
+    return shown;
 }
 
 } // namespace tools

@@ -10,6 +10,9 @@
 
 namespace tools {
 
+/** What the user is told before a display that failed is started anew. */
+constexpr const char* displayStartsAnew = "the display failed and is started anew";
+
 /** The panel that is fitted, indoor or outdoor, with all its keys and LEDs and its display, if it has one. */
 class Panel {
 public:
@@ -28,14 +31,27 @@ public:
      */
     void run(const std::function<void()>& work) const;
 
+    /** @return the panel, until show starts it anew */
     frontpanelhw::fp::IFp& keysAndLeds() const { return *panel; }
 
-    /** @return false when the display failed; without a display, true */
-    bool show(const frontpanelhw::drawing::DisplayBuffer& page) const;
+    /**
+     * Shows a page. If the display fails, the whole panel is stopped, destroyed and constructed anew, after which the
+     * display is certain to show what it is told; the page is then printed once more. If that fails too, it is left at
+     * printing until a page succeeds again.
+     * @param restore what to do with the new panel, whose polling is stopped and whose LEDs are as at the start
+     * @return false when the display failed in spite of that; without a display, true
+     * @throws std::exception whatever a pin throws while the panel is constructed; there is no panel then
+     */
+    bool show(
+        const frontpanelhw::drawing::DisplayBuffer& page, const std::function<void()>& restore = [] {});
 
 private:
+    void construct();
+
+    Wiring wiring;
     std::unique_ptr<frontpanelhw::fp::IFp> panel;
     frontpanelhw::fp::ILcdFp* display = nullptr;
+    bool mayStartAnew = true;
 };
 
 } // namespace tools

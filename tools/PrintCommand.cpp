@@ -1,6 +1,8 @@
 #include "tools/PrintCommand.h"
 
 #include "frontpanelhw/fp/Indoor.h"
+#include "tools/Output.h"
+#include "tools/Panel.h"
 #include "tools/UsageError.h"
 
 #include <stdexcept>
@@ -10,6 +12,13 @@ namespace tools {
 namespace {
 
 constexpr const char* noDisplay = "the outdoor panel has no display";
+
+/** Constructs the panel, without keys and LEDs: the backlight then is on the first LED's number. */
+bool printOnNewPanel(const Wiring& wiring, const frontpanelhw::drawing::DisplayBuffer& page)
+{
+    frontpanelhw::fp::Indoor display(wiring.keyBase, wiring.backlight(), wiring.lcdBase, 0, 0, wiring.invertedLeds, {});
+    return display.printBuffer(page);
+}
 
 } // namespace
 
@@ -24,10 +33,12 @@ void printPage(const Wiring& wiring, const PrintedPage& page)
     if (resolved.panel == Wiring::Panel::Outdoor) {
         throw std::runtime_error(noDisplay);
     }
-    // A panel without keys and LEDs: the backlight then is on the first LED's number.
-    frontpanelhw::fp::Indoor display(resolved.keyBase, resolved.backlight(), resolved.lcdBase, 0, 0,
-                                     resolved.invertedLeds, {});
-    if (!display.printBuffer(page.toBuffer())) {
+    const frontpanelhw::drawing::DisplayBuffer buffer = page.toBuffer();
+    if (printOnNewPanel(resolved, buffer)) {
+        return;
+    }
+    complain(displayStartsAnew);
+    if (!printOnNewPanel(resolved, buffer)) {
         throw std::runtime_error("the display failed to show the text");
     }
 }
