@@ -30,7 +30,7 @@ OutputCopier::OutputCopier(FileDescriptor pipeEnd, int target, LogLine::Source i
 OutputCopier::~OutputCopier()
 {
     const std::uint64_t one = 1;
-    static_cast<void>(write(endEvent.get(), &one, sizeof one));
+    [[maybe_unused]] const ssize_t size = write(endEvent.get(), &one, sizeof one);
     copying.join();
     log.endLine(source);
 }

@@ -161,7 +161,7 @@ void Simulator::waitForEvents()
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextDeadline() - Clock::now());
     poll(polled.data(), polled.size(), static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
     std::uint64_t count = 0;
-    static_cast<void>(read(wakeup.get(), &count, sizeof count));
+    [[maybe_unused]] const ssize_t size = read(wakeup.get(), &count, sizeof count);
 }
 
 Simulator::Clock::time_point Simulator::nextDeadline() const
@@ -348,7 +348,7 @@ void Simulator::remark(const std::string& text)
 void Simulator::wakeMainThread() const
 {
     const std::uint64_t one = 1;
-    static_cast<void>(write(wakeup.get(), &one, sizeof one));
+    [[maybe_unused]] const ssize_t size = write(wakeup.get(), &one, sizeof one);
 }
 
 } // namespace panelsim

@@ -134,7 +134,7 @@ int TraceFile::write(std::string_view lines) const
             const std::size_t whole = lines.substr(0, written).rfind('\n') + 1; // 0 when there is none
             const off_t end = lseek(descriptor, 0, SEEK_CUR);
             // Fails on what is no regular file, where there is nothing to mend.
-            static_cast<void>(ftruncate(descriptor, end - static_cast<off_t>(written - whole)));
+            [[maybe_unused]] const int result = ftruncate(descriptor, end - static_cast<off_t>(written - whole));
             return failure;
         }
         written += static_cast<std::size_t>(count);

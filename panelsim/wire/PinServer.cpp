@@ -123,7 +123,7 @@ PinServer::PinServer(Board& itsBoard, Complain itsComplain)
 PinServer::~PinServer()
 {
     const std::uint64_t one = 1;
-    static_cast<void>(write(stopEvent.get(), &one, sizeof one));
+    [[maybe_unused]] const ssize_t size = write(stopEvent.get(), &one, sizeof one);
     accepting.join();
     std::unique_lock<std::mutex> lock(mutex);
     for (const int connection : connections) {

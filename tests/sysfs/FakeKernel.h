@@ -12,7 +12,7 @@
 #include <sys/types.h>
 
 /**
- * The kernel's GPIO interface in memory, at /sys/class/gpio, with one line of any number and a clock that only sleeping
+ * The kernel's GPIO interface in memory, at /sys/class/gpio, with a line of each number and a clock that only sleeping
  * moves.
  *
  * Each call is written down with the path below the root: "open gpio40/value rw+e" stands for read and write access
@@ -28,11 +28,14 @@ public:
         bool lockedByAnother = false;
         std::chrono::milliseconds udevDelay{0}; // from the export until the files are opened to us
         char level = '0';                       // what the value reads
+        bool activeLow = false;                 // as written
+        TimePoint granted{};
     };
 
-    Line line;
-    std::string log;  // every call
-    std::string wire; // what was written to the line's files with success
+    std::map<unsigned, Line> lines;
+    Line& line = lines[40];
+    std::string log;                        // every call
+    std::map<unsigned, std::string> driven; // what lines were made, electrically: "low; " "high; " or "in; "
     /** @return an errno value for the call to fail with, partly to transfer one byte less (EIO elsewhere), or 0 */
     std::function<int(const std::string& call)> fault = [](const std::string&) { return 0; };
 
@@ -44,9 +47,11 @@ public:
         const std::string access = writes ? " w+e" : flags == (O_RDWR | O_CLOEXEC) ? " rw+e" : " otherwise";
         const std::string name = belowRoot(path);
         return run("open " + name + access, 0, [&] {
-            const bool ofLine = name.rfind("gpio", 0) == 0;
-            if (ofLine && (!line.exported || now_ < granted_)) {
-                return line.exported ? -EACCES : -ENOENT;
+            if (name.rfind("gpio", 0) == 0) {
+                const Line& opened = lineOf(name);
+                if (!opened.exported || now_ < opened.granted) {
+                    return opened.exported ? -EACCES : -ENOENT;
+                }
             }
             files_[++lastDescriptor_] = name;
             return lastDescriptor_;
@@ -62,8 +67,9 @@ public:
 
     ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) override
     {
-        return run("read " + files_.at(descriptor) + (offset == 0 ? "" : " at an offset"), size, [&] {
-            *static_cast<char*>(buffer) = line.level;
+        const std::string& name = files_.at(descriptor);
+        return run("read " + name + (offset == 0 ? "" : " at an offset"), size, [&] {
+            *static_cast<char*>(buffer) = lineOf(name).level;
             return 1;
         });
     }
@@ -71,36 +77,69 @@ public:
     ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) override
     {
         const std::string& name = files_.at(descriptor);
-        const std::string text = ' ' + std::string(static_cast<const char*>(data), size);
-        return run("write " + name + text + (offset == 0 ? "" : " at an offset"), size, [&] {
-            if (name == "export" && (line.exported || line.heldByDriver)) {
-                return -EBUSY;
-            }
-            if (name == "export" || name == "unexport") {
-                line.exported = name == "export";
-                granted_ = now_ + line.udevDelay;
-            } else {
-                wire += name.substr(name.find('/') + 1) + text + "; ";
-            }
-            return static_cast<int>(size);
+        const std::string text(static_cast<const char*>(data), size);
+        return run("write " + name + ' ' + text + (offset == 0 ? "" : " at an offset"), size, [&] {
+            const int refusal = name.rfind("gpio", 0) == 0 ? configure(name, text) : changeExport(name, text);
+            return refusal == 0 ? static_cast<int>(size) : refusal;
         });
     }
 
     int flock(int descriptor, int operation) override
     {
         const std::string call = "lock " + files_.at(descriptor) + ' ' + std::to_string(operation);
-        return run(call, 0, [&] { return line.lockedByAnother ? -EWOULDBLOCK : 0; });
+        return run(call, 0, [&] { return lineOf(files_.at(descriptor)).lockedByAnother ? -EWOULDBLOCK : 0; });
     }
 
     int access(const char* path, int /*mode*/) override
     {
-        return run("access " + belowRoot(path), 0, [&] { return line.exported ? 0 : -ENOENT; });
+        const std::string name = belowRoot(path);
+        return run("access " + name, 0, [&] { return lineOf(name).exported ? 0 : -ENOENT; });
     }
 
-    TimePoint now() override { return now_; }
+    TimePoint now() override
+    {
+        errno = ERANGE;
+        return now_;
+    }
     void sleepFor(std::chrono::milliseconds duration) override { now_ += duration; }
 
 private:
+    Line& lineOf(const std::string& name) { return lines[numberIn(name)]; }
+
+    static unsigned numberIn(const std::string& name)
+    {
+        return static_cast<unsigned>(std::stoul(name.substr(name.find_first_of("0123456789"))));
+    }
+
+    int changeExport(const std::string& name, const std::string& number)
+    {
+        Line& changed = lines[numberIn(number)];
+        const bool exports = name == "export";
+        if (exports && (changed.exported || changed.heldByDriver)) {
+            return -EBUSY;
+        }
+        if (!exports && !changed.exported) {
+            return -EINVAL;
+        }
+        changed.exported = exports;
+        changed.granted = now_ + changed.udevDelay;
+        return 0;
+    }
+
+    // The polarity counts for levels, not for directions, and changes nothing by itself.
+    int configure(const std::string& name, const std::string& text)
+    {
+        Line& written = lineOf(name);
+        if (name.find("/active_low") != std::string::npos) {
+            written.activeLow = text == "1";
+        } else if (name.find("/direction") != std::string::npos) {
+            driven[numberIn(name)] += text + "; ";
+        } else {
+            driven[numberIn(name)] += (text == "1") != written.activeLow ? "high; " : "low; ";
+        }
+        return 0;
+    }
+
     static std::string belowRoot(const std::string& path) { return path.substr(sizeof "/sys/class/gpio"); }
 
     /**
@@ -113,12 +152,11 @@ private:
         const int injected = fault(call);
         const int partial = size > 0 ? static_cast<int>(size) - 1 : -EIO;
         const int result = injected == 0 ? effect() : injected == partly ? partial : -injected;
-        errno = result < 0 ? -result : errno;
+        errno = result < 0 ? -result : ERANGE; // success may leave anything there
         return result < 0 ? -1 : result;
     }
 
     std::map<int, std::string> files_; // names of those that are open
     int lastDescriptor_ = 100;
     TimePoint now_{};
-    TimePoint granted_{};
 };
