@@ -1,6 +1,5 @@
 #include "panelsim/scenario/ScenarioFile.h"
 
-#include "panelsim/Board.h"
 #include "panelsim/scenario/Fields.h"
 #include "panelsim/scenario/Files.h"
 #include "panelsim/scenario/PlacedError.h"
@@ -9,7 +8,6 @@
 #include "panelsim/scenario/Utf8.h"
 #include "panelsim/scenario/YamlDocument.h"
 
-#include <string>
 #include <system_error>
 
 namespace panelsim {
@@ -49,7 +47,11 @@ Scenario readDocument(const YamlNode& document, const std::filesystem::path& fil
 Scenario readScenario(const std::filesystem::path& file, const BoardConfig& config)
 {
     const Board board(config);
-    const std::string content = readContent(file);
+    return parseScenario(readContent(file), file, board);
+}
+
+Scenario parseScenario(const std::string& content, const std::filesystem::path& file, const Board& board)
+{
     try {
         return readDocument(parseYaml(content), file, board);
     } catch (const PlacedError& e) {

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "panelsim/Board.h"
 #include "panelsim/BoardConfig.h"
 #include "panelsim/scenario/Scenario.h"
 
 #include <cstddef>
 #include <filesystem>
+#include <string>
 
 namespace panelsim {
 
@@ -18,5 +20,12 @@ constexpr std::size_t largestScenario = std::size_t{1} << 20U; ///< bytes
  * @throws std::invalid_argument when there can be no such board
  */
 Scenario readScenario(const std::filesystem::path& file, const BoardConfig& config);
+
+/**
+ * Makes a scenario of a file's content.
+ * @param file where it comes from, as for readScenario
+ * @throws ScenarioError for the first thing that is wrong in it
+ */
+Scenario parseScenario(const std::string& content, const std::filesystem::path& file, const Board& board);
 
 } // namespace panelsim

@@ -15,6 +15,7 @@
 #include <mutex>
 #include <set>
 #include <thread>
+#include <utility>
 
 namespace panelsim {
 
@@ -170,6 +171,15 @@ public:
 
     const HttpAddress& address() const { return listening.address(); }
 
+    void serve(Socket connection)
+    {
+        HttpStream stream(std::move(connection));
+        if (enter(stream)) {
+            respond(stream);
+            leave(stream);
+        }
+    }
+
 private:
     void end()
     {
@@ -193,11 +203,7 @@ private:
     void work()
     {
         while (auto socket = listening.accept()) {
-            HttpStream stream(std::move(*socket));
-            if (enter(stream)) {
-                serve(stream);
-                leave(stream);
-            }
+            serve(std::move(*socket));
         }
     }
 
@@ -217,7 +223,7 @@ private:
         ended.notify_all();
     }
 
-    void serve(HttpStream& stream)
+    void respond(HttpStream& stream)
     {
         // One request only: after one that is refused, its body would be taken for the next.
         bool closed = true;
@@ -294,6 +300,11 @@ HttpServer::HttpServer(const HttpAddress& address, std::vector<HttpRoute> routes
 }
 
 HttpServer::~HttpServer() = default;
+
+void HttpServer::serve(Socket connection)
+{
+    connections->serve(std::move(connection));
+}
 
 const HttpAddress& HttpServer::address() const
 {

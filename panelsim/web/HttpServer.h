@@ -1,6 +1,7 @@
 #pragma once
 
 #include "panelsim/web/HttpAddress.h"
+#include "panelsim/web/Socket.h"
 
 #include <cstddef>
 #include <functional>
@@ -58,6 +59,9 @@ public:
 
     /** Waits for the answers being given: at most a second for the clients to take them. */
     ~HttpServer();
+
+    /** Serves a connection that was made elsewhere, on the calling thread. */
+    void serve(Socket connection);
 
     /** @return where it is served, with the port that was chosen when any was to be taken */
     const HttpAddress& address() const;

@@ -6,9 +6,11 @@
 #include "panelsim/web/HttpServer.h"
 #include "panelsim/web/NewsFeed.h"
 #include "panelsim/web/PageInfo.h"
+#include "panelsim/web/Socket.h"
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace panelsim {
@@ -34,6 +36,9 @@ public:
 
     /** @return where a browser of this machine finds the page, such as "http://127.0.0.1:8080/" */
     std::string url() const;
+
+    /** Serves a connection that was made elsewhere, on the calling thread. */
+    void serve(Socket connection) { http.serve(std::move(connection)); }
 
     /** Says whether the application can be started again, which it cannot at first. From any thread. */
     void offerRestart(bool offered) { feed.offerRestart(offered); }

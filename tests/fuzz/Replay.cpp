@@ -1,0 +1,25 @@
+// Passes the files of the folders that are given to a fuzz target, once each.
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
+
+int main(int argc, char** argv)
+{
+    unsigned count = 0;
+    for (int i = 1; i < argc; ++i) {
+        for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
+            std::ifstream file(entry.path(), std::ios::binary);
+            const std::string input{std::istreambuf_iterator<char>(file), {}};
+            std::fprintf(stderr, "%s\n", entry.path().c_str()); // the last one is the one that failed
+            LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+            ++count;
+        }
+    }
+    return count == 0 ? 1 : 0;
+}
