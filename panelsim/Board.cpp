@@ -197,6 +197,14 @@ bool Board::admit(PinOperation operation, std::optional<unsigned> gpio)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     ++operations;
+    if (faults.empty()) {
+        return true;
+    }
+    return !isDue(operation, gpio);
+}
+
+bool Board::isDue(PinOperation operation, std::optional<unsigned> gpio)
+{
     std::optional<PinFault::Kind> due;
     for (ArmedFault& armed : faults) {
         if (matches(armed.fault, operation, gpio)) {
@@ -211,7 +219,7 @@ bool Board::admit(PinOperation operation, std::optional<unsigned> gpio)
         throw std::runtime_error((gpio ? "GPIO " + std::to_string(*gpio) : std::string("pin factory")) +
                                  ": made to fail");
     }
-    return !due;
+    return due.has_value();
 }
 
 bool Board::isSpent(const ArmedFault& armed)
@@ -240,22 +248,23 @@ void Board::unclaim(unsigned gpio)
 void Board::makeInput(unsigned gpio)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    setLine(gpio, false, false);
+    setLine(lineAt(gpio), false, false);
 }
 
 void Board::makeOutput(unsigned gpio, bool level)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    setLine(gpio, true, level);
+    setLine(lineAt(gpio), true, level);
 }
 
 void Board::drive(unsigned gpio, bool level)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (!lineAt(gpio).driven) {
+    Line& line = lineAt(gpio);
+    if (!line.driven) {
         throwGpioError(gpio, EPERM, "the line is an input");
     }
-    setLine(gpio, true, level);
+    setLine(line, true, level);
 }
 
 bool Board::read(unsigned gpio) const
@@ -278,9 +287,8 @@ const Board::Line& Board::lineAt(unsigned gpio) const
     return found->second;
 }
 
-void Board::setLine(unsigned gpio, bool driven, bool level)
+void Board::setLine(Line& line, bool driven, bool level)
 {
-    Line& line = lineAt(gpio);
     if (line.driven == driven && line.output == level) {
         return;
     }

@@ -138,11 +138,12 @@ private:
     };
 
     void addLines(Role role, unsigned firstGpio, unsigned count, LineLevel pull = LineLevel::Floating);
+    bool isDue(PinOperation operation, std::optional<unsigned> gpio);
     static bool isSpent(const ArmedFault& armed);
     Line& lineAt(unsigned gpio);
     const Line& lineAt(unsigned gpio) const;
     void setKey(unsigned key, bool pressed);
-    void setLine(unsigned gpio, bool driven, bool level);
+    void setLine(Line& line, bool driven, bool level);
     LineLevel levelOf(const Line& line) const;
     bool isLit(unsigned gpio, bool inverted) const;
     void tellObserver(const Line& line);

@@ -42,11 +42,10 @@ unsigned stateBits(unsigned char reg)
 
 LcdChip::LcdChip(ChipVariant chipVariant) : variant(chipVariant)
 {
-    for (Page& page : pages) {
-        for (std::size_t i = 0; i < page.size(); ++i) {
-            page[i] = LcdCell{static_cast<unsigned char>('!' + i % 90), i % 3 == 0};
-        }
+    for (std::size_t i = 0; i < pages[0].size(); ++i) {
+        pages[0][i] = LcdCell{static_cast<unsigned char>('!' + i % 90), i % 3 == 0};
     }
+    pages[1] = pages[0];
     reset();
 }
 
