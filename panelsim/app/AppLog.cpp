@@ -49,11 +49,16 @@ std::uint64_t AppLog::version() const
     return appended;
 }
 
-AppLog::Lines AppLog::linesFrom(std::uint64_t number) const
+AppLog::Lines AppLog::linesFrom(std::uint64_t number, std::size_t enoughBytes) const
 {
     const std::lock_guard<std::mutex> lock(mutex);
     const std::uint64_t first = std::clamp(number, firstLine, firstLine + lines.size());
-    return {first, {lines.begin() + static_cast<std::ptrdiff_t>(first - firstLine), lines.end()}};
+    const auto begin = lines.begin() + static_cast<std::ptrdiff_t>(first - firstLine);
+    auto end = begin;
+    for (std::size_t bytes = 0; end != lines.end() && bytes < enoughBytes; ++end) {
+        bytes += end->text.size();
+    }
+    return {first, {begin, end}, end == lines.end()};
 }
 
 std::vector<LogLine> AppLog::lastLines(std::size_t most) const

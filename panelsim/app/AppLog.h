@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -54,6 +55,7 @@ public:
     struct Lines {
         std::uint64_t first = 0; ///< number of the first one
         std::vector<LogLine> lines = {};
+        bool last = true; ///< whether no line follows them
     };
 
     /** @param changes is notified when text has come; must outlive the log */
@@ -68,8 +70,11 @@ public:
 
     /** @return how often text has come */
     std::uint64_t version() const;
-    /** @return the lines from that number on, as far as they are kept */
-    Lines linesFrom(std::uint64_t number) const;
+    /**
+     * @return the lines from that number on, as far as they are kept: all, or the first ones, until they have so many
+     * bytes of text
+     */
+    Lines linesFrom(std::uint64_t number, std::size_t enoughBytes = std::numeric_limits<std::size_t>::max()) const;
     /** @return the last lines, at most so many */
     std::vector<LogLine> lastLines(std::size_t most) const;
 

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
 namespace panelsim {
 
@@ -11,8 +12,17 @@ namespace panelsim {
  */
 void occupyStandardDescriptors();
 
-/** Waits while the descriptor takes nothing. @return whether all of it was written, or else errno tells why not */
-bool writeAll(int descriptor, std::string_view bytes);
+/**
+ * Writes some of the bytes to standard output or error, without waiting when that is a pipe.
+ * @return as write does, with EAGAIN while nothing is taken
+ */
+ssize_t writeSome(int descriptor, std::string_view bytes);
+
+/**
+ * Writes to standard output or error; gives up on the rest when nothing was taken for two seconds, and then at once
+ * until something is taken again: no reader that stands still is to hold up what this program has to do.
+ */
+void writeAll(int descriptor, std::string_view bytes);
 
 /** Writes "panelsim: " and the text, of one or more lines, to standard error. */
 void say(const std::string& text);

@@ -1,9 +1,10 @@
 #include "panelsim/app/OutputCopier.h"
 
+#include "panelsim/app/Output.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <poll.h>
@@ -70,8 +71,7 @@ bool OutputCopier::waitForMore()
 void OutputCopier::pass(std::string_view bytes)
 {
     while (!bytes.empty() && !discarding && waitUntilTaken()) {
-        // No more than a pipe that was found ready takes at once.
-        const ssize_t written = write(to, bytes.data(), std::min<std::size_t>(bytes.size(), PIPE_BUF));
+        const ssize_t written = writeSome(to, bytes);
         if (written >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(written));
         } else if (errno == EPIPE) {

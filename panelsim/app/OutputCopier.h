@@ -14,7 +14,7 @@ class OutputCopier {
 public:
     /**
      * @param from the reading end of a pipe
-     * @param to   a descriptor that outlives this object
+     * @param to   standard output or error
      * @param log  must outlive this object
      */
     OutputCopier(FileDescriptor from, int to, LogLine::Source source, AppLog& log);

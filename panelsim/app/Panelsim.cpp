@@ -12,6 +12,7 @@
 #include <iostream>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace panelsim {
 
@@ -29,8 +30,13 @@ int run(int argc, const char* const* argv)
                   << (scenario.steps.size() == 1 ? " step" : " steps") << ", no fault found" << std::endl;
         return 0;
     }
+    // Before signals wait to be read: the file may be a pipe, or a terminal, and Ctrl-C then ends the wait for it.
+    std::optional<Scenario> scenario;
+    if (!options->scenario.empty()) {
+        scenario = readScenario(options->scenario, options->board);
+    }
     const Signals signals;
-    return Simulator(*options, signals).run();
+    return Simulator(*options, std::move(scenario), signals).run();
 }
 
 /** @return the text as one line, whatever a file name or an argument contains */

@@ -5,7 +5,6 @@
 #include "panelsim/app/ExitStatus.h"
 #include "panelsim/app/Output.h"
 #include "panelsim/app/Situation.h"
-#include "panelsim/scenario/ScenarioFile.h"
 
 #include <algorithm>
 #include <array>
@@ -25,14 +24,6 @@ constexpr std::uint16_t usualPort = 8080;
 constexpr std::chrono::seconds hintAfter{5};
 constexpr std::chrono::seconds graceAfterSignal{5};
 
-std::optional<Scenario> readIfGiven(const Options& options)
-{
-    if (options.scenario.empty()) {
-        return std::nullopt;
-    }
-    return readScenario(options.scenario, options.board);
-}
-
 PageInfo pageInfo(const Options& options)
 {
     PageInfo info;
@@ -46,8 +37,8 @@ PageInfo pageInfo(const Options& options)
 
 } // namespace
 
-Simulator::Simulator(const Options& given, const Signals& itsSignals)
-    : options(given), signals(itsSignals), scenario(readIfGiven(given)),
+Simulator::Simulator(const Options& given, std::optional<Scenario> itsScenario, const Signals& itsSignals)
+    : options(given), signals(itsSignals), scenario(std::move(itsScenario)),
       wakeup(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "cannot open an event"),
       simulation(given.board, [this] { return clock.now(); }),
       pins(simulation.board, [this](const std::string& text) { remark(text); })
@@ -77,7 +68,8 @@ void Simulator::openPage()
             restartWanted = true;
             wakeMainThread();
         };
-        page = std::make_unique<PanelServer>(simulation, pageInfo(options), address, restart);
+        page = std::make_unique<PanelServer>(simulation, pageInfo(options), address, restart,
+                                             [this](const std::string& text) { remark(text); });
     };
     if (options.http) {
         serve(*options.http);

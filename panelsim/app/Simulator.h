@@ -31,7 +31,7 @@ public:
      * @param signals must outlive this object
      * @throws std::exception when a file, a port or anything else cannot be had
      */
-    Simulator(const Options& options, const Signals& signals);
+    Simulator(const Options& options, std::optional<Scenario> scenario, const Signals& signals);
 
     Simulator(const Simulator&) = delete;
     Simulator& operator=(const Simulator&) = delete;

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
+#include <poll.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -15,6 +16,7 @@ namespace {
 constexpr std::chrono::milliseconds gatheringTime{100};
 constexpr std::size_t gatheredBytes = 64UL * 1024;
 constexpr std::size_t mostWaitingBytes = 64UL * 1024 * 1024;
+constexpr std::chrono::milliseconds patienceAtEnd{2000};
 
 [[noreturn]] void throwError(int error, const char* what, const std::filesystem::path& path)
 {
@@ -24,7 +26,8 @@ constexpr std::size_t mostWaitingBytes = 64UL * 1024 * 1024;
 int openEmpty(const std::filesystem::path& path)
 {
     constexpr mode_t readableByAll = 0666;
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, readableByAll);
+    // Not to wait for the reader of a pipe, neither here nor when writing: the run would not end without it.
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, readableByAll);
     if (descriptor < 0) {
         throwError(errno, "open", path);
     }
@@ -130,7 +133,10 @@ int TraceFile::write(std::string_view lines) const
     while (written < lines.size()) {
         const ssize_t count = ::write(descriptor, lines.data() + written, lines.size() - written);
         if (count < 0) {
-            const int failure = errno;
+            const int failure = errno == EAGAIN ? waitUntilTaken() : errno;
+            if (failure == 0) {
+                continue;
+            }
             const std::size_t whole = lines.substr(0, written).rfind('\n') + 1; // 0 when there is none
             const off_t end = lseek(descriptor, 0, SEEK_CUR);
             // Fails on what is no regular file, where there is nothing to mend.
@@ -140,6 +146,21 @@ int TraceFile::write(std::string_view lines) const
         written += static_cast<std::size_t>(count);
     }
     return 0;
+}
+
+/** @return 0 when a pipe takes bytes again, or an errno value when it did not at the end */
+int TraceFile::waitUntilTaken() const
+{
+    for (auto waited = gatheringTime;; waited += gatheringTime) {
+        waited = closing ? waited : std::chrono::milliseconds{0};
+        pollfd polled{descriptor, POLLOUT, 0};
+        if (poll(&polled, 1, static_cast<int>(gatheringTime.count())) > 0) {
+            return 0;
+        }
+        if (waited >= patienceAtEnd) {
+            return ETIMEDOUT;
+        }
+    }
 }
 
 } // namespace panelsim

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <filesystem>
@@ -18,7 +19,7 @@ namespace panelsim {
 class TraceFile {
 public:
     /**
-     * Opens the file, empty, or makes it.
+     * Opens the file, empty, or makes it. A named pipe has to have its reader.
      * @throws std::system_error naming the file when that fails
      */
     explicit TraceFile(std::filesystem::path path);
@@ -34,7 +35,8 @@ public:
 
     /**
      * Writes what remains and closes the file; without effect the second time.
-     * @throws std::system_error naming the file when anything could not be written since it was opened
+     * @throws std::system_error naming the file when anything could not be written since it was opened, or when a pipe
+     *         takes nothing for two seconds
      */
     void close();
 
@@ -42,13 +44,14 @@ private:
     void startWriter();
     void writeUntilClosed();
     int write(std::string_view lines) const;
+    int waitUntilTaken() const;
 
     const std::filesystem::path path;
     const int descriptor;
     std::mutex mutex;
     std::condition_variable changed;
     std::string waiting; ///< lines that the writer has not taken yet
-    bool closing = false;
+    std::atomic<bool> closing{false};
     int error = 0; ///< errno of the first failure
     std::thread writer;
 };

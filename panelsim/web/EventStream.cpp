@@ -19,6 +19,9 @@ constexpr auto longestSilence = 1s;
 constexpr auto pausePerLine = 1ms;
 constexpr auto longestPause = 250ms;
 
+/** Of the log in one event: with a control code in JSON having six bytes, each of many pages needs some of these. */
+constexpr std::size_t enoughLogBytes = 65536;
+
 /** JSON text has no line ends of its own. */
 std::string event(const std::string& name, const std::string& json)
 {
@@ -35,14 +38,14 @@ EventStream::EventStream(const Simulation& itsSimulation, const NewsFeed& itsFee
 
 std::optional<std::string> EventStream::next()
 {
-    if (news.last) {
+    if (news.last && !linesWait()) {
         return std::nullopt;
     }
     const auto deadline = Clock::now() + longestSilence;
     std::string events = std::exchange(greeting, {});
     do {
-        const bool linesWait = news.logVersion > toldLog;
-        news = feed.wait(news.number, linesWait ? std::min(logDue, deadline) : deadline);
+        const auto due = news.last ? Clock::time_point() : logDue;
+        news = feed.wait(news.number, linesWait() ? std::min(due, deadline) : deadline);
         events += newEvents();
     } while (events.empty() && !news.last && Clock::now() < deadline);
     return events.empty() ? event("alive", "0") : events; // either side notices when the other has gone
@@ -55,7 +58,7 @@ std::string EventStream::newEvents()
         toldState = news.state;
         events += event("state", *news.state);
     }
-    if (news.logVersion > toldLog && (news.last || Clock::now() >= logDue)) {
+    if (linesWait() && (news.last || Clock::now() >= logDue)) {
         events += event("log", newLogLines());
     }
     return events;
@@ -63,8 +66,11 @@ std::string EventStream::newEvents()
 
 std::string EventStream::newLogLines()
 {
-    toldLog = simulation.log.version(); // first: what comes in between is told again rather than never
-    const AppLog::Lines lines = simulation.log.linesFrom(nextLine);
+    const std::uint64_t version = simulation.log.version(); // first: better to tell twice what comes in between
+    const AppLog::Lines lines = simulation.log.linesFrom(nextLine, enoughLogBytes);
+    if (lines.last) {
+        toldLog = version;
+    }
     const auto begun =
         std::find_if(lines.lines.begin(), lines.lines.end(), [](const LogLine& line) { return !line.complete; });
     nextLine = lines.first + static_cast<std::uint64_t>(begun - lines.lines.begin());

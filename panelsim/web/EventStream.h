@@ -29,6 +29,7 @@ private:
 
     std::string newEvents();
     std::string newLogLines();
+    bool linesWait() const { return news.logVersion > toldLog; }
 
     const Simulation& simulation;
     const NewsFeed& feed;

@@ -10,10 +10,11 @@
 #include <csignal>
 #include <cstddef>
 #include <exception>
+#include <functional>
 #include <httplib.h>
 #include <iterator>
 #include <mutex>
-#include <set>
+#include <queue>
 #include <thread>
 #include <utility>
 
@@ -27,6 +28,9 @@ using httplib::Response;
 
 /** How long clients have to take their last answer. */
 constexpr auto grace = 1s;
+
+/** How long a client that is turned away may take to go, until the next one is. */
+constexpr auto turningAway = 10ms;
 
 const httplib::Headers commonHeaders = {
     {"Content-Security-Policy", "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
@@ -91,11 +95,17 @@ void give(HttpAnswer answer, Response& response)
 /** Answers what the HTTP library gives up on, without a word, before the end of the request line. */
 void answerFragment(HttpStream& stream)
 {
-    const std::string status = stream.isTooLong() ? "414 URI Too Long" : "400 Bad Request";
-    const std::string line = stream.isTooLong() ? "the request is too long\n" : "the request is not complete\n";
-    const std::string answer = "HTTP/1.1 " + status + "\r\nConnection: close\r\nContent-Type: text/plain\r\n" +
-                               "Content-Length: " + std::to_string(line.size()) + "\r\n\r\n" + line;
-    stream.write(answer.data(), answer.size());
+    std::string status = "400 Bad Request";
+    std::string line = "the request is not complete\n";
+    if (stream.wasTurnedAway()) {
+        status = "503 Service Unavailable\r\nRetry-After: 1";
+        line = "there are too many requests, and this one was not complete\n";
+    } else if (stream.isTooLong()) {
+        status = "414 URI Too Long";
+        line = "the request is too long\n";
+    }
+    stream.writeLast("HTTP/1.1 " + status + "\r\nConnection: close\r\nContent-Type: text/plain\r\n" +
+                     "Content-Length: " + std::to_string(line.size()) + "\r\n\r\n" + line);
 }
 
 /** Says a line about what the HTTP library has refused by itself. */
@@ -134,8 +144,8 @@ HttpAnswer textAnswer(int status, const std::string& line)
 /** The connections and the threads that serve them. The library does the talking only. */
 class HttpServer::Connections final : private httplib::Server {
 public:
-    Connections(const HttpAddress& address, std::vector<HttpRoute> itsRoutes)
-        : listening(address), guard(listening.address()), routes(std::move(itsRoutes))
+    Connections(const HttpAddress& address, std::vector<HttpRoute> itsRoutes, Complain itsComplain)
+        : complain(std::move(itsComplain)), listening(address), guard(listening.address()), routes(std::move(itsRoutes))
     {
         svr_sock_ = listening.descriptor(); // the library streams as long as it has a socket
         set_default_headers(commonHeaders);
@@ -158,6 +168,7 @@ public:
             while (threads.size() < mostConnections) {
                 threads.emplace_back([this] { work(); });
             }
+            threads.emplace_back([this] { acceptConnections(); });
         } catch (...) {
             end();
             throw;
@@ -174,10 +185,17 @@ public:
     void serve(Socket connection)
     {
         HttpStream stream(std::move(connection));
-        if (enter(stream)) {
-            respond(stream);
-            leave(stream);
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            if (ending) {
+                return;
+            }
+            streams.push_back(&stream);
         }
+        respond(stream);
+        const std::lock_guard<std::mutex> lock(mutex);
+        streams.erase(std::find(streams.begin(), streams.end(), &stream));
+        changed.notify_all();
     }
 
 private:
@@ -187,10 +205,12 @@ private:
         {
             std::unique_lock<std::mutex> lock(mutex);
             ending = true;
+            arrived.notify_all();
+            changed.notify_all();
             for (HttpStream* const stream : streams) {
                 stream->stopReading();
             }
-            ended.wait_for(lock, grace, [this] { return streams.empty(); });
+            changed.wait_for(lock, grace, [this] { return streams.empty(); });
             for (HttpStream* const stream : streams) {
                 stream->abort();
             }
@@ -200,27 +220,40 @@ private:
         }
     }
 
+    /** Hands each connection to a thread that is free, or sees to it that one becomes free. */
+    void acceptConnections()
+    {
+        while (auto socket = listening.accept(complain)) {
+            std::unique_lock<std::mutex> lock(mutex);
+            while (!ending && freeThreads == 0) {
+                static_cast<void>(std::find_if(streams.begin(), streams.end(), std::mem_fn(&HttpStream::turnAway)));
+                changed.wait_for(lock, turningAway);
+            }
+            if (ending) {
+                return;
+            }
+            --freeThreads;
+            accepted.push(std::move(*socket));
+            arrived.notify_one();
+        }
+    }
+
     void work()
     {
-        while (auto socket = listening.accept()) {
-            serve(std::move(*socket));
+        std::unique_lock<std::mutex> lock(mutex);
+        while (!ending) {
+            ++freeThreads;
+            changed.notify_all();
+            arrived.wait(lock, [this] { return ending || !accepted.empty(); });
+            if (ending) {
+                return;
+            }
+            Socket connection = std::move(accepted.front());
+            accepted.pop();
+            lock.unlock();
+            serve(std::move(connection));
+            lock.lock();
         }
-    }
-
-    bool enter(HttpStream& stream)
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        if (!ending) {
-            streams.insert(&stream);
-        }
-        return !ending;
-    }
-
-    void leave(HttpStream& stream)
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        streams.erase(&stream);
-        ended.notify_all();
     }
 
     void respond(HttpStream& stream)
@@ -283,20 +316,24 @@ private:
         give(route.answer(taken), response);
     }
 
+    const Complain complain;
     ListeningSocket listening;
     const RequestGuard guard;
     const std::vector<HttpRoute> routes;
     std::mutex mutex;
-    std::condition_variable ended;
-    std::set<HttpStream*> streams; ///< being served
+    std::condition_variable arrived;  ///< a connection
+    std::condition_variable changed;  ///< the free threads or the streams
+    std::size_t freeThreads = 0;      ///< that no connection is meant for yet
+    std::queue<Socket> accepted;      ///< each for a free thread
+    std::vector<HttpStream*> streams; ///< being served, in the order in which they came
     bool ending = false;
     std::vector<std::thread> threads;
 };
 
-HttpServer::HttpServer(const HttpAddress& address, std::vector<HttpRoute> routes)
+HttpServer::HttpServer(const HttpAddress& address, std::vector<HttpRoute> routes, Complain complain)
 {
     const KeptSigpipe kept;
-    connections = std::make_unique<Connections>(address, std::move(routes));
+    connections = std::make_unique<Connections>(address, std::move(routes), std::move(complain));
 }
 
 HttpServer::~HttpServer() = default;

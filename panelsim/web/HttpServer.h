@@ -43,19 +43,23 @@ struct HttpRoute {
 
 /**
  * Serves HTTP from threads of its own: one request per connection, a bounded number of connections at once. What is not
- * addressed to this server, or comes from another site, it refuses before all else.
+ * addressed to this server, or comes from another site, it refuses before all else. When all threads are in use, the
+ * client that has kept one waiting longest is turned away: those that say what they want are served.
  */
 class HttpServer {
 public:
     static constexpr std::size_t mostBodyBytes = 1024;
-    static constexpr std::size_t mostConnections = 48; ///< that are served at once; others wait
+    static constexpr std::size_t mostConnections = 48; ///< that are served at once
+
+    using Complain = std::function<void(const std::string&)>;
 
     /**
      * Serves from now on.
+     * @param complain is told in one line, on a thread of the server, when no connections can be taken
      * @throws std::system_error, std::runtime_error with a text that names the address and says what to do when it is
      * taken
      */
-    HttpServer(const HttpAddress& address, std::vector<HttpRoute> routes);
+    HttpServer(const HttpAddress& address, std::vector<HttpRoute> routes, Complain complain);
 
     /** Waits for the answers being given: at most a second for the clients to take them. */
     ~HttpServer();

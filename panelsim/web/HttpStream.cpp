@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto longestRequest = 5s;
-constexpr std::size_t mostRequestBytes = 65536;
+constexpr std::size_t mostRequestBytes = 16384;
 constexpr auto longestWrite = 3s; ///< without any progress
 constexpr auto longestFarewell = 2s;
 
@@ -65,22 +65,44 @@ ssize_t HttpStream::read(char* bytes, size_t size)
 
 bool HttpStream::fill()
 {
-    if (received >= mostRequestBytes || waitFor(connection.descriptor(), POLLIN, readDeadline) == 0) {
+    begin = 0;
+    end = 0;
+    if (received >= mostRequestBytes) {
         return false;
     }
-    const ssize_t count = recv(connection.descriptor(), buffer.data(), buffer.size(), MSG_DONTWAIT);
-    begin = 0;
+    const auto receive = [this] { return recv(connection.descriptor(), buffer.data(), buffer.size(), MSG_DONTWAIT); };
+    ssize_t count = receive();
+    if (count < 0 && errno == EAGAIN && waitForClient()) {
+        count = receive();
+    }
     end = static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     received += end;
     return end != 0;
 }
 
+/** @return whether something has come, in time and before the client was turned away */
+bool HttpStream::waitForClient()
+{
+    auto before = Phase::Busy;
+    if (!phase.compare_exchange_strong(before, Phase::Waiting)) {
+        return false;
+    }
+    const bool came = waitFor(connection.descriptor(), POLLIN, readDeadline) != 0;
+    before = Phase::Waiting;
+    return phase.compare_exchange_strong(before, Phase::Busy) && came;
+}
+
 ssize_t HttpStream::write(const char* bytes, size_t size)
+{
+    return wasTurnedAway() ? -1 : send(bytes, size);
+}
+
+ssize_t HttpStream::send(const char* bytes, size_t size)
 {
     if (waitFor(connection.descriptor(), POLLOUT, Clock::now() + longestWrite) == 0) {
         return -1;
     }
-    const ssize_t count = send(connection.descriptor(), bytes, size, MSG_DONTWAIT | MSG_NOSIGNAL);
+    const ssize_t count = ::send(connection.descriptor(), bytes, size, MSG_DONTWAIT | MSG_NOSIGNAL);
     answered = answered || count > 0;
     return count < 0 && errno == EAGAIN ? 0 : count;
 }
@@ -122,6 +144,16 @@ void HttpStream::stopReading()
 {
     readingStopped = true; // before what looks as if the client had gone
     shutdown(connection.descriptor(), SHUT_RD);
+}
+
+bool HttpStream::turnAway()
+{
+    auto before = Phase::Waiting;
+    const bool waited = phase.compare_exchange_strong(before, Phase::TurnedAway);
+    if (waited) {
+        shutdown(connection.descriptor(), SHUT_RD);
+    }
+    return waited;
 }
 
 void HttpStream::abort()

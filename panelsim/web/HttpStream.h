@@ -33,6 +33,9 @@ public:
     /** @return whether the request was cut off since it is too long */
     bool isTooLong() const;
 
+    /** Sends the end of an answer, or one to a client that was turned away. */
+    void writeLast(const std::string& bytes) { send(bytes.data(), bytes.size()); }
+
     /** Ends the answer, and waits a little until the client has it. */
     void finish();
 
@@ -40,6 +43,12 @@ public:
     ///@{
     /** Ends the request where it is. */
     void stopReading();
+    /**
+     * Gives the request up if the client is being waited for: write then does nothing.
+     * @return whether it was
+     */
+    bool turnAway();
+    bool wasTurnedAway() const { return phase == Phase::TurnedAway; }
     /** Ends the request and the answer where they are. */
     void abort();
     ///@}
@@ -47,11 +56,16 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    enum class Phase { Busy, Waiting, TurnedAway };
+
     bool fill();
+    bool waitForClient();
+    ssize_t send(const char* bytes, size_t size);
 
     Socket connection;
     Clock::time_point readDeadline;
     std::atomic<bool> readingStopped{false};
+    std::atomic<Phase> phase{Phase::Busy};
     std::array<char, 4096> buffer{};
     std::size_t begin = 0; ///< of what was received and not read
     std::size_t end = 0;

@@ -12,6 +12,7 @@
 #include <sys/socket.h>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 namespace panelsim {
 
@@ -107,14 +108,18 @@ ListeningSocket::ListeningSocket(const HttpAddress& address) : bound(address), s
     bound.port = portOf(socket);
 }
 
-std::optional<Socket> ListeningSocket::accept()
+std::optional<Socket> ListeningSocket::accept(const std::function<void(const std::string&)>& complain)
 {
+    bool complained = false;
     while (!stopped) {
         const int connection = accept4(socket.descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
         if (connection >= 0) {
             return Socket(connection);
         }
         if (!stopped && errno != EINTR && errno != ECONNABORTED) {
+            if (!std::exchange(complained, true)) {
+                complain("cannot take a connection of the page: " + std::generic_category().message(errno));
+            }
             std::this_thread::sleep_for(pauseAfterError); // for lack of descriptors, say
         }
     }

@@ -4,7 +4,9 @@
 #include "panelsim/web/Socket.h"
 
 #include <atomic>
+#include <functional>
 #include <optional>
+#include <string>
 
 namespace panelsim {
 
@@ -22,10 +24,13 @@ public:
 
     int descriptor() const { return socket.descriptor(); }
 
-    /** May be called from several threads. @return the next connection, nothing once it was stopped */
-    std::optional<Socket> accept();
+    /**
+     * @param complain is told in one line why there is no connection to be had just now, once until there is one
+     * @return the next connection, nothing once it was stopped
+     */
+    std::optional<Socket> accept(const std::function<void(const std::string&)>& complain);
 
-    /** Ends accept in all threads. */
+    /** Ends accept. From any thread. */
     void stop();
 
 private:

@@ -40,9 +40,9 @@ HttpAnswer refuseType()
 } // namespace
 
 PanelServer::PanelServer(Simulation& itsSimulation, PageInfo itsInfo, const HttpAddress& address,
-                         std::function<void()> restart)
+                         std::function<void()> restart, HttpServer::Complain complain)
     : simulation(itsSimulation), info(std::move(itsInfo)), onRestart(std::move(restart)), feed(itsSimulation),
-      clients(itsSimulation.keys), http(address, routes())
+      clients(itsSimulation.keys), http(address, routes(), std::move(complain))
 {
 }
 

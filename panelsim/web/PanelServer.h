@@ -23,10 +23,13 @@ public:
      * @param simulation must outlive the server
      * @param onRestart called from a thread of the server when a page wants the application to start again; must not
      * destroy the server
+     * @param complain is told in one line, on a thread of the server, when no page can be served
      * @throws std::system_error, std::runtime_error with a text that names the address and says what to do when it is
      * taken
      */
-    PanelServer(Simulation& simulation, PageInfo info, const HttpAddress& address, std::function<void()> onRestart);
+    PanelServer(
+        Simulation& simulation, PageInfo info, const HttpAddress& address, std::function<void()> onRestart,
+        HttpServer::Complain complain = [](const std::string&) {});
 
     /** Tells the pages that are connected the newest state, and ends. */
     ~PanelServer();

@@ -28,6 +28,11 @@ namespace {
 /** Connections beyond the number that is served, which get an answer that says so. */
 constexpr std::size_t mostRefusals = 16;
 
+/** Who connects and says nothing, whichever user that is, must not keep a place for long. */
+constexpr int greetingPatience = 5000; // milliseconds
+
+constexpr unsigned mostComplaints = 20;
+
 std::uint64_t randomNumber()
 {
     std::random_device device;
@@ -78,14 +83,22 @@ std::optional<Message> receive(int connection)
     return received == sizeof message ? std::optional<Message>(message) : std::nullopt;
 }
 
-/** @return whether the peer took it */
+/**
+ * @return whether the peer took it
+ * @throws std::invalid_argument when it has not read those before: it has one request under way at a time, if it
+ * follows the protocol, and nobody is to wait for one that does not
+ */
 bool answer(int connection, Reply reply, const std::string& text = {})
 {
     std::array<char, sizeof(Reply) + longestErrorText> packet{};
     const std::size_t textSize = std::min(text.size(), longestErrorText);
     std::memcpy(packet.data(), &reply, sizeof reply);
     std::copy_n(text.begin(), textSize, packet.begin() + sizeof reply);
-    return send(connection, packet.data(), sizeof reply + textSize, MSG_NOSIGNAL) >= 0;
+    const ssize_t sent = send(connection, packet.data(), sizeof reply + textSize, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent < 0 && errno == EAGAIN) {
+        throw std::invalid_argument("it does not read the replies");
+    }
+    return sent >= 0;
 }
 
 bool answerError(int connection, Reply::Outcome outcome, const std::string& text, int error = 0)
@@ -104,6 +117,12 @@ std::string textOf(const std::system_error& error)
     const bool ends =
         text.size() >= ending.size() && text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
     return ends ? text.substr(0, text.size() - ending.size()) : text;
+}
+
+bool saysNothing(int connection)
+{
+    pollfd polled{connection, POLLIN, 0};
+    return poll(&polled, 1, greetingPatience) == 0;
 }
 
 bool hasDeparted(int connection)
@@ -132,6 +151,15 @@ PinServer::~PinServer()
     connectionClosed.wait(lock, [this] { return connections.empty(); });
 }
 
+/** Tells what is wrong, as long as it does not look like a flood. */
+void PinServer::report(const std::string& text)
+{
+    const unsigned number = ++complaints;
+    if (number <= mostComplaints) {
+        complain(text + (number == mostComplaints ? "; more of these are not reported" : ""));
+    }
+}
+
 void PinServer::acceptConnections()
 {
     std::string lastComplaint;
@@ -156,7 +184,7 @@ void PinServer::acceptConnections()
             }
         }
         if (!complaint.empty() && complaint != lastComplaint) {
-            complain(complaint);
+            report(complaint);
         }
         lastComplaint = complaint;
     }
@@ -190,7 +218,7 @@ void PinServer::converse(FileDescriptor connection)
             open = request && carryOut(connection.get(), *session, *request);
         }
     } catch (const std::exception& error) {
-        complain(std::string("a connection that does not follow the protocol was closed: ") + error.what());
+        report(std::string("a connection that does not follow the protocol was closed: ") + error.what());
     }
     const std::lock_guard<std::mutex> lock(mutex);
     connections.erase(connection.get());
@@ -232,7 +260,7 @@ void PinServer::waitForDeparted(int asking)
 /** @return the session that the peer asks for, null when there is none for it */
 std::shared_ptr<PinSession> PinServer::welcome(int connection)
 {
-    const auto greeting = receive<Greeting>(connection);
+    const auto greeting = saysNothing(connection) ? std::nullopt : receive<Greeting>(connection);
     if (!greeting) {
         return nullptr;
     }
@@ -249,7 +277,7 @@ std::shared_ptr<PinSession> PinServer::welcome(int connection)
     const std::string objection = objectionTo(connection, known != nullptr);
     if (!objection.empty()) {
         answerError(connection, Reply::Outcome::OtherError, objection);
-        complain("a connection was refused: " + objection);
+        report("a connection was refused: " + objection);
         return nullptr;
     }
     const std::shared_ptr<PinSession> session = known != nullptr ? known : beginSession(findSession(greeting->parent));

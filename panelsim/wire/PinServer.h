@@ -5,6 +5,7 @@
 #include "panelsim/wire/PinSession.h"
 #include "panelsim/wire/Protocol.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -31,7 +32,8 @@ public:
     /**
      * Serves from now on, one thread for each connection.
      * @param board    must outlive the server
-     * @param complain is told in one line, on threads of the server, of clients that had to be sent away
+     * @param complain is told in one line, on threads of the server, of clients that had to be sent away: of the first
+     *                 so many, not of a flood
      * @throws std::system_error
      */
     PinServer(Board& board, Complain complain);
@@ -44,6 +46,7 @@ public:
     const std::string& address() const { return name; }
 
 private:
+    void report(const std::string& text);
     void acceptConnections();
     std::string admit(FileDescriptor connection);
     std::string objectionTo(int connection, bool isKnown) const;
@@ -56,6 +59,7 @@ private:
 
     Board& board;
     const Complain complain;
+    std::atomic<unsigned> complaints{0};
     const std::string name;
     FileDescriptor listener;
     FileDescriptor stopEvent;

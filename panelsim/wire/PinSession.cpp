@@ -17,6 +17,8 @@ namespace {
 /** Pins of all sessions have different numbers, so that a forked process can name its own and its parent's. */
 std::atomic<std::uint32_t> lastPin{0};
 
+std::atomic<std::size_t> pinCount{0};
+
 sysfs::PinDirectionEn directionOf(const Request& request)
 {
     return request.output != 0 ? sysfs::PinDirectionEn::Output : sysfs::PinDirectionEn::Input;
@@ -31,6 +33,11 @@ PinSession::PinSession(Board& itsBoard, std::uint64_t itsNumber, std::shared_ptr
     if (generation > mostGenerations) {
         throw std::invalid_argument("forked more than " + std::to_string(mostGenerations) + " times over");
     }
+}
+
+PinSession::~PinSession()
+{
+    pinCount -= pins.size();
 }
 
 std::uint64_t PinSession::perform(const Request& request)
@@ -59,12 +66,13 @@ std::uint64_t PinSession::perform(const Request& request)
 std::uint64_t PinSession::create()
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (pins.size() >= mostPins) {
-        throw std::runtime_error("an application has " + std::to_string(mostPins) + " pins at most");
+    if (pinCount >= mostPins) {
+        throw std::runtime_error("there are " + std::to_string(mostPins) + " pins already, which is the most");
     }
     auto pin = BoardGpioFactory(board).create();
     const std::uint32_t number = ++lastPin;
     pins[number] = std::move(pin);
+    ++pinCount;
     return number;
 }
 
@@ -89,6 +97,7 @@ std::uint64_t PinSession::performOn(Pins::iterator found, const Request& request
         return pin.getValue() ? 1 : 0;
     case Request::Operation::Destroy:
         pins.erase(found);
+        --pinCount;
         return 0;
     case Request::Operation::Create:
         break; // has no pin yet

@@ -18,7 +18,7 @@ namespace panelsim {
  */
 class PinSession {
 public:
-    static constexpr std::size_t mostPins = 4096;
+    static constexpr std::size_t mostPins = 16384; ///< of all sessions together
     static constexpr unsigned mostGenerations = 64;
 
     /**
@@ -27,6 +27,11 @@ public:
      * @throws std::invalid_argument after too many generations
      */
     PinSession(Board& board, std::uint64_t number, std::shared_ptr<PinSession> parent);
+
+    ~PinSession();
+
+    PinSession(const PinSession&) = delete;
+    PinSession& operator=(const PinSession&) = delete;
 
     std::uint64_t number() const { return sessionNumber; }
 

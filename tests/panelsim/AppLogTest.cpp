@@ -53,6 +53,10 @@ TEST(AppLog, StaysBoundedWhateverIsWritten)
     EXPECT_EQ(log.linesFrom(0).lines.size(), AppLog::keptLines);
     EXPECT_EQ(log.linesFrom(0).lines.front().text, "later");
     EXPECT_EQ(log.linesFrom(0).first, 23U);
+    const AppLog::Lines some = log.linesFrom(0, 7);
+    EXPECT_EQ(some.lines.size(), 3U) << "later, e, e";
+    EXPECT_FALSE(some.last);
+    EXPECT_TRUE(log.linesFrom(some.first + AppLog::keptLines - 2, 2).last);
 }
 
 TEST(AppLog, FindsTextAfterAPlaceButNotInRemarks)

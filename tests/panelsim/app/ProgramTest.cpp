@@ -124,6 +124,23 @@ TEST_F(ProgramTest, SaysInOneLineWhatIsWrongWithItsOptions)
     }
 }
 
+TEST_F(ProgramTest, WaitsForNobodyWithoutEnd)
+{
+    const Case cases[] = {
+        {"{ $panelsim --no-http --draw --timeout 1s -- sh -c 'yes & $frontpanel led 1 on; yes >&2'; echo $? >status; }"
+         " 2>&1 | for i in $(seq 300); do [ -s status ] && cat status && break; sleep 0.1; done",
+         0, "42\n", ""},
+        {"mkfifo trace; timeout -k 20 20 $panelsim --no-http --vcd trace -- true", 2, "", "cannot open trace: No such"},
+        {"mkfifo held; exec 3<>held; timeout -k 20 20 $panelsim --no-http --vcd held -- sh -c '"
+         "for i in 1 2 3; do $frontpanel print a; done' >/dev/null",
+         2, "", "cannot write held: Connection timed out\n"},
+        {"mkfifo steps; timeout -k 20 1 $panelsim --scenario steps -- true", 124, "", ""},
+    };
+    for (const Case& c : cases) {
+        expect(run(c.command), c);
+    }
+}
+
 TEST_F(ProgramTest, TellsByItsStatusHowAScenarioEnded)
 {
     const std::string head = "name: n\nversion: 1\nsteps:\n";

@@ -322,6 +322,44 @@ TEST(PanelServer, AnswersWhileAsManyPagesAsItTakesAreConnected)
     EXPECT_NE(std::make_unique<EventReader>(served.port())->client(), "");
 }
 
+TEST(PanelServer, TurnsAwayWhoKeepsItWaitingWhenOthersCome)
+{
+    Served served;
+    EventReader page(served.port());
+    const std::string client = page.client();
+    const std::string halves[] = {"GET / HT", "GET / HTTP/1.1\r\nHo",
+                                  "POST /keys HTTP/1.1\r\nHost: " + served.host() + "\r\nContent-Type: " + jsonType +
+                                      "\r\nContent-Length: 500\r\n\r\n{"};
+    std::vector<std::unique_ptr<RawConnection>> waiting;
+    for (std::size_t i = 0; i < 2 * HttpServer::mostConnections; ++i) {
+        waiting.push_back(std::make_unique<RawConnection>(served.port(), halves[i % std::size(halves)]));
+    }
+    const auto answer = served.get("/panel.js");
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->status, 200);
+    for (std::size_t i = 0; i < std::size(halves); ++i) {
+        waiting[i]->waitForAnswer();
+        EXPECT_EQ(waiting[i]->answer().find("HTTP/1.1 503 "), 0U) << halves[i];
+    }
+    EXPECT_EQ(served.key(client, 0, true), 204) << "the page stays";
+}
+
+TEST(PanelServer, TellsALongLogInPiecesUntilItsEnd)
+{
+    Served served;
+    constexpr std::size_t lines = 200;
+    for (std::size_t i = 0; i < lines; ++i) {
+        served.simulation.log.append(LogLine::Source::Output, std::string(AppLog::longestLine - 1, '\0') + "\n");
+    }
+    EventReader page(served.port());
+    for (std::size_t told = 0; told < lines; served.server.reset()) {
+        const json event = page.next("log");
+        EXPECT_EQ(event.at("first"), told);
+        EXPECT_LT(event.dump().size(), 500000U);
+        told += event.at("lines").size();
+    }
+}
+
 TEST(PanelServer, EndsWithTheNewestStateWhilePagesAreConnected)
 {
     Served served;

@@ -6,6 +6,7 @@
 #include "panelsim/wire/RemoteGpio.h"
 #include "panelsim/wire/StampedClock.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -246,6 +247,30 @@ TEST_F(PinServerTest, StampsOperationsWithTheTimeOfTheApplication)
     EXPECT_LT(clock.now(), now + std::chrono::hours(1)) << "never ahead";
 }
 
+FileDescriptor connectTo(const std::string& name)
+{
+    sockaddr_un to{};
+    to.sun_family = AF_UNIX;
+    std::memcpy(to.sun_path + 1, name.data(), name.size());
+    FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET, 0), "socket");
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    EXPECT_EQ(connect(socket.get(), reinterpret_cast<const sockaddr*>(&to), size), 0);
+    return socket;
+}
+
+TEST_F(PinServerTest, WaitsForNobodyWhoDoesNotReadItsReplies)
+{
+    const FileDescriptor socket = connectTo(address);
+    const Greeting greeting;
+    send(socket.get(), &greeting, sizeof greeting, 0);
+    const Request create;
+    while (send(socket.get(), &create, sizeof create, MSG_NOSIGNAL) > 0) {
+    }
+    shutdown(socket.get(), SHUT_WR);
+    EXPECT_NO_THROW(pinOn(20));
+    EXPECT_NE(takeComplaints().find("it does not read the replies\n"), std::string::npos);
+}
+
 TEST_F(PinServerTest, SendsAwayWhoDoesNotFollowTheProtocol)
 {
     struct Case {
@@ -268,12 +293,7 @@ TEST_F(PinServerTest, SendsAwayWhoDoesNotFollowTheProtocol)
         {"an unknown operation", {hello, bytes(unknownOperation)}, "there is no pin operation 99"},
     };
     for (const Case& c : cases) {
-        sockaddr_un to{};
-        to.sun_family = AF_UNIX;
-        std::memcpy(to.sun_path + 1, address.data(), address.size());
-        const FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET, 0), "socket");
-        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + address.size());
-        ASSERT_EQ(connect(socket.get(), reinterpret_cast<const sockaddr*>(&to), size), 0);
+        const FileDescriptor socket = connectTo(address);
         for (const std::string& packet : c.packets) {
             EXPECT_EQ(send(socket.get(), packet.data(), packet.size(), 0), static_cast<ssize_t>(packet.size()));
         }
@@ -285,6 +305,19 @@ TEST_F(PinServerTest, SendsAwayWhoDoesNotFollowTheProtocol)
             << c.what;
     }
     EXPECT_NO_THROW(pinOn(20)) << "others go on";
+}
+
+TEST_F(PinServerTest, ComplainsOfTheFirstOfAFloodOnly)
+{
+    for (int i = 0; i < 100; ++i) {
+        const FileDescriptor socket = connectTo(address);
+        char byte = 'x';
+        send(socket.get(), &byte, 1, 0);
+        recv(socket.get(), &byte, 1, 0);
+    }
+    const std::string said = takeComplaints();
+    EXPECT_LT(std::count(said.begin(), said.end(), '\n'), 50);
+    EXPECT_NE(said.find("more of these are not reported\n"), std::string::npos);
 }
 
 } // namespace
