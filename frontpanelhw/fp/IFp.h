@@ -19,7 +19,8 @@ namespace frontpanelhw::fp {
  * with a lock held that the callback takes.
  *
  * Panels write log lines to std::cout, from the polling thread too; that needs std::cout to be synchronised with stdio,
- * as it is by default.
+ * as it is by default. The constructor of a panel with a display changes std::cout's number base: construct such a
+ * panel while no other thread writes to std::cout, other panels' polling threads included.
  */
 class FRONTPANELHW_EXPORT IFp {
 public:
