@@ -38,21 +38,6 @@ TEST(DisplayLine, RendersTextFlagsAndCount)
     EXPECT_EQ(rendered(marked(u"\u0141\u20AC!")), "'A\xAC!' - iin - cnt: 3");
 }
 
-TEST(DisplayLine, InvertsARangeWithBothEnds)
-{
-    struct Case {
-        unsigned from, to;
-        const char* flags;
-    };
-    for (const Case& c : {Case{2, 2, "nninn"}, Case{0, 4, "iiiii"}, Case{0, 5, "nnnnn"}, Case{3, 1, "nnnnn"},
-                          Case{5, 5, "nnnnn"}, Case{0, ~0U, "nnnnn"}}) {
-        DisplayLine line(5);
-        EXPECT_EQ(line.setInverted(c.from, c.to, true), c.flags != "nnnnn"s) << c.from << "-" << c.to;
-        EXPECT_EQ(rendered(line), "'     ' - "s + c.flags + " - cnt: 5");
-    }
-    EXPECT_FALSE(DisplayLine().setInverted(0, 0, true));
-}
-
 TEST(DisplayLine, WritesTextAtAnOffset)
 {
     struct Case {
@@ -78,30 +63,4 @@ TEST(DisplayLine, WritesTextAtAnOffset)
     DisplayLine line(u"abcd");
     EXPECT_THROW(line.setLine(5, u"x"), std::out_of_range);
     EXPECT_EQ(line, DisplayLine(u"abcd"));
-}
-
-TEST(DisplayLine, ReplacesTheWholeLine)
-{
-    DisplayLine line = marked(u"abcd");
-    line.setLine(u"x\0"s);
-    EXPECT_EQ(line.getString(), u"x\0"s);
-    EXPECT_EQ(line, DisplayLine(u"x\0"s));
-}
-
-TEST(DisplayLine, ReadsAndRefusesPastTheEnd)
-{
-    DisplayLine line = marked(u"ab");
-    EXPECT_EQ(line.getCharacter(2).character, u' ');
-    EXPECT_FALSE(line.getCharacter(2).inverted || line.getInverted(2) || line.setCharacter(2, {u'x', true}));
-    EXPECT_TRUE(line.setCharacter(1, {u'x', false}));
-    line.addCharacter({u'y', true});
-    EXPECT_EQ(rendered(line), "'axy' - ini - cnt: 3");
-}
-
-TEST(DisplayLine, ComparesLengthTextAndFlags)
-{
-    EXPECT_EQ(DisplayLine(0), DisplayLine(u""));
-    for (const DisplayLine& other : {DisplayLine(u"abc"), DisplayLine(u"ac"), marked(u"ab")}) {
-        EXPECT_FALSE(DisplayLine(u"ab") == other) << other;
-    }
 }

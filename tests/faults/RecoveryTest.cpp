@@ -185,6 +185,8 @@ protected:
         {
             return inCharacter && call.operation == PinOperation::SetValue && call.gpio < lcdGpioBase + 8;
         }
+        /** Some of the data lines are then inputs, though all of them are taken to be outputs. */
+        bool leavesLinesAsInputs() const { return call.operation == PinOperation::SetDirection && !call.value; }
     };
 
     static std::vector<Candidate> callsToFail(const FailedPrint& clean)
@@ -228,8 +230,10 @@ protected:
             const bool printed = remedies[i].run(life, print.page);
             tally.remedied.at(i) +=
                 printed && isShown(life.board, print.page) && sameRegisters(registersOf(life.board), wanted) ? 1 : 0;
-            if (remedies[i].goesOn && !remedies[i + 1].goesOn) {
-                tally.stuck += life.lcd->enable(true) || life.lcd->clear() || life.lcd->swapPage() ? 0 : 1;
+            if (remedies[i].goesOn && !remedies[i + 1].goesOn && !life.lcd->enable(true) && !life.lcd->clear() &&
+                !life.lcd->swapPage()) {
+                ++tally.stuck;
+                EXPECT_TRUE(candidate.leavesLinesAsInputs()) << "operation " << candidate.call.number;
             }
         }
     }

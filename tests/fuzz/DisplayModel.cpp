@@ -1,4 +1,4 @@
-// Lines and pages of text, compared with a model of vectors after every operation.
+// Lines and pages of text: each operation is done on them and on a model of plain values, which have to agree after it.
 #include "frontpanelhw/drawing/DisplayBuffer.h"
 #include "frontpanelhw/drawing/DisplayLine.h"
 #include "tests/fuzz/Check.h"
@@ -8,9 +8,14 @@
 #include <algorithm>
 #include <array>
 #include <iomanip>
+#include <iostream>
+#include <map>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -23,349 +28,220 @@ using frontpanelhw::drawing::DisplayLine;
 constexpr unsigned longestText = 40;
 constexpr unsigned mostLines = 5;
 
-struct Cell {
-    char16_t unit = u' ';
-    bool inverted = false;
-
-    bool operator==(const Cell& other) const { return unit == other.unit && inverted == other.inverted; }
-};
-
-using LineModel = std::vector<Cell>;
-
-struct PageModel {
-    unsigned width = 0;
-    std::vector<LineModel> lines = {};
-
-    bool operator==(const PageModel& other) const { return width == other.width && lines == other.lines; }
-};
-
-/** What an operation did: its result or an exception, and whether a reason was written. */
-enum class Outcome { False, FalseWithReason, True, OutOfRange };
-
-Outcome outcome(bool result)
+/** @return the low bytes */
+std::string bytesOf(const std::u16string& text)
 {
-    return result ? Outcome::True : Outcome::False;
+    return {text.begin(), text.end()};
 }
 
-LineModel lineOf(const std::u16string& text)
-{
-    LineModel line;
-    for (const char16_t unit : text) {
-        line.push_back({unit, false});
-    }
-    return line;
-}
-
-std::u16string textOf(const LineModel& line)
-{
+/** A line's values with its operations. */
+struct LineModel {
     std::u16string text;
-    for (const Cell& cell : line) {
-        text += cell.unit;
-    }
-    return text;
-}
+    std::string flags; ///< 'i' for a cell that is inverted, 'n' for another
 
-/** Columns are counted modulo 2^32: past the end, zeros may lead to column 0. */
-Outcome overwrite(LineModel& line, unsigned offset, const std::u16string& text)
-{
-    if (text.size() > static_cast<unsigned>(line.size()) - offset) {
-        return Outcome::FalseWithReason;
+    explicit LineModel(std::u16string itsText = {}) : text(std::move(itsText)), flags(text.size(), 'n') {}
+    explicit LineModel(unsigned count) : LineModel(std::u16string(count, u' ')) {}
+    bool operator==(const LineModel& other) const { return text == other.text && flags == other.flags; }
+    const std::u16string& getString() const { return text; }
+    bool getInverted(unsigned index) const { return index < text.size() && flags[index] == 'i'; }
+    DisplayChar getCharacter(unsigned index) const
+    {
+        return {index < text.size() ? text[index] : u' ', getInverted(index)};
     }
-    const auto first = text.find_first_not_of(u'\0');
-    if (first != std::u16string::npos && offset + static_cast<unsigned>(first) >= line.size()) {
-        return Outcome::OutOfRange;
-    }
-    unsigned column = offset;
-    for (const char16_t unit : text) {
-        if (unit != 0) {
-            line.at(column).unit = unit;
+    bool setCharacter(unsigned index, const DisplayChar& cell)
+    {
+        if (index < text.size()) {
+            text[index] = cell.character;
         }
-        ++column;
+        return setInverted(index, index, cell.inverted);
     }
-    return Outcome::True;
-}
-
-bool invert(LineModel& line, unsigned from, unsigned to, bool inverted)
-{
-    if (from > to || to >= line.size()) {
-        return false;
-    }
-    std::for_each(line.begin() + from, line.begin() + to + 1, [inverted](Cell& cell) { cell.inverted = inverted; });
-    return true;
-}
-
-std::string logOf(const LineModel& line)
-{
-    std::string text;
-    std::string flags;
-    for (const Cell& cell : line) {
-        text += static_cast<char>(cell.unit & 0xFF);
+    void addCharacter(const DisplayChar& cell)
+    {
+        text += cell.character;
         flags += cell.inverted ? 'i' : 'n';
     }
-    return "'" + text + "' - " + flags + " - cnt: " + std::to_string(line.size());
-}
-
-std::string logOf(const PageModel& page)
-{
-    std::string text = "\nchars: " + std::to_string(page.width) + " - lines: " + std::to_string(page.lines.size());
-    for (const LineModel& line : page.lines) {
-        text += "\n" + logOf(line);
+    bool setInverted(unsigned from, unsigned to, bool value)
+    {
+        if (from > to || to >= text.size()) {
+            return false;
+        }
+        std::fill(flags.begin() + from, flags.begin() + to + 1, value ? 'i' : 'n');
+        return true;
     }
-    return text;
-}
+    void setLine(const std::u16string& other) { *this = LineModel(other); }
+
+    /** Columns are counted modulo 2^32: past the end, zeros may lead to column 0. */
+    bool setLine(unsigned offset, const std::u16string& other)
+    {
+        if (other.size() > static_cast<unsigned>(text.size()) - offset) {
+            std::cerr << "ERROR: text '" << bytesOf(other) << "' is too long to write in line!\n";
+            return false;
+        }
+        for (const char16_t unit : other) {
+            if (unit != 0) {
+                text.at(offset) = unit;
+            }
+            ++offset;
+        }
+        return true;
+    }
+};
+
+/** A page's values with its operations. */
+struct PageModel {
+    unsigned width;
+    std::vector<LineModel> lines;
+
+    PageModel(unsigned itsWidth, unsigned count) : width(itsWidth), lines(count, LineModel(width)) {}
+    bool operator==(const PageModel& other) const { return width == other.width && lines == other.lines; }
+    unsigned getLineCount() const { return static_cast<unsigned>(lines.size()); }
+    LineModel getLine(unsigned index) const { return index < lines.size() ? lines[index] : LineModel(); }
+    std::u16string getLineString(unsigned index) const { return getLine(index).text; }
+    bool setDisplayLine(unsigned index, const LineModel& line)
+    {
+        if (index < lines.size()) {
+            lines[index] = line;
+        }
+        return index < lines.size();
+    }
+    bool setLineContent(unsigned index, unsigned offset, const std::u16string& text)
+    {
+        return index < lines.size() && lines[index].setLine(offset, text);
+    }
+    bool setLineContent(unsigned index, const std::u16string& text) { return setLineContent(index, 0, text); }
+    bool setInverted(unsigned index, bool value, unsigned from, unsigned to)
+    {
+        return index < lines.size() && lines[index].setInverted(from, to, value);
+    }
+    void clear(unsigned index) { setDisplayLine(index, LineModel(width)); }
+    void clear() { *this = PageModel(width, getLineCount()); }
+};
 
 template <typename Printed>
-std::string logBy(const Printed& printed)
+std::string logOf(const Printed& printed)
 {
     std::ostringstream stream;
     stream << std::hex << std::setw(30) << std::setfill('*') << printed;
     return stream.str();
 }
 
-void compare(const DisplayLine& line, const LineModel& model)
+std::string logOf(const LineModel& line)
 {
-    check(line.getCharCount() == model.size(), "the length of a line");
-    check(line.getString() == textOf(model), "the text of a line");
-    for (unsigned i = 0; i < model.size(); ++i) {
-        check(line.getInverted(i) == model[i].inverted, "the inversion of a cell");
-    }
+    return "'" + bytesOf(line.text) + "' - " + line.flags + " - cnt: " + std::to_string(line.text.size());
 }
 
-void compare(const DisplayBuffer& page, const PageModel& model)
+std::string logOf(const PageModel& page)
 {
-    check(page.getCharCount() == model.width && page.getLineCount() == model.lines.size(), "the size of a page");
-    for (unsigned i = 0; i < model.lines.size(); ++i) {
-        compare(page.getLine(i), model.lines[i]);
-        check(page.getLineString(i) == textOf(model.lines[i]), "the text of a page's line");
+    std::string log = "\nchars: " + std::to_string(page.width) + " - lines: " + std::to_string(page.lines.size());
+    for (const LineModel& line : page.lines) {
+        log += "\n" + logOf(line);
     }
+    return log;
 }
 
-/** Some lines and pages, and an operation on them and on their models. */
-class Desk {
-public:
-    explicit Desk(Choices& itsChoices) : choices(itsChoices) {}
+/** What an operation takes from an input: numbers in their order and at most one text. */
+struct Arguments {
+    std::vector<unsigned> n = {};
+    std::u16string text = {};
 
-    void finish() const
+    bool flag() const { return n.back() == 1; }
+    DisplayChar cell() const { return {text.empty() ? u'\u2592' : text.front(), flag()}; }
+};
+
+/** @param kinds 'i' an index, '2' one of two, 'w' a width, 'l' a number of lines, 'c' a character, 't' a text */
+Arguments choose(Choices& choices, std::string_view kinds)
+{
+    static const std::map<char, unsigned> limits = {{'2', 2}, {'w', longestText}, {'l', mostLines}};
+    Arguments chosen;
+    for (const char kind : kinds) {
+        if (kind == 'c' || kind == 't') {
+            chosen.text = choices.text(kind == 'c' ? 1 : longestText);
+        } else {
+            chosen.n.push_back(kind == 'i' ? choices.index() : choices.below(limits.at(kind)));
+        }
+    }
+    return chosen;
+}
+
+/** Two lines and two pages, real ones or those of the model. */
+template <typename Line, typename Page>
+struct Desk {
+    using Taken = const Arguments&;
+    struct Operation {
+        char letter;
+        const char* takes;
+        void (*perform)(Desk&, Taken);
+    };
+    static inline const std::vector<Operation> operations = {
+        {'n', "w", [](Desk& on, Taken of) { on.line() = Line(of.n[0]); }},
+        {'t', "t", [](Desk& on, Taken of) { on.line() = Line(of.text); }},
+        {'s', "t", [](Desk& on, Taken of) { on.line().setLine(of.text); }},
+        {'c', "ic2", [](Desk& on, Taken of) { on.result = on.line().setCharacter(of.n[0], of.cell()); }},
+        {'g', "i", [](Desk& on, Taken of) { on.got = on.line().getCharacter(of.n[0]); }},
+        {'a', "c2", [](Desk& on, Taken of) { on.line().addCharacter(of.cell()); }},
+        {'i', "ii2", [](Desk& on, Taken of) { on.result = on.line().setInverted(of.n[0], of.n[1], of.flag()); }},
+        {'o', "it", [](Desk& on, Taken of) { on.result = on.line().setLine(of.n[0], of.text); }},
+        {'k', "2", [](Desk& on, Taken of) { on.line() = std::as_const(on.lines.at(of.n[0])); }},
+        {'B', "wl", [](Desk& on, Taken of) { on.page() = Page(of.n[0], of.n[1]); }},
+        {'D', "i2", [](Desk& on, Taken of) { on.result = on.page().setDisplayLine(of.n[0], on.lines.at(of.n[1])); }},
+        {'G', "i", [](Desk& on, Taken of) { on.line() = on.page().getLine(of.n[0]); }},
+        {'O', "iit", [](Desk& on, Taken of) { on.result = on.page().setLineContent(of.n[0], of.n[1], of.text); }},
+        {'P', "it", [](Desk& on, Taken of) { on.result = on.page().setLineContent(of.n[0], of.text); }},
+        {'I', "iii2",
+         [](Desk& on, Taken of) { on.result = on.page().setInverted(of.n[0], of.flag(), of.n[1], of.n[2]); }},
+        {'C', "i", [](Desk& on, Taken of) { on.page().clear(of.n[0]); }},
+        {'X', "", [](Desk& on, Taken) { on.page().clear(); }},
+        {'K', "", [](Desk& on, Taken) { on.pages.at(1 - on.slot) = on.page(); }},
+        {'M', "", [](Desk& on, Taken) { on.pages.at(1 - on.slot) = std::exchange(on.page(), Page(1, 1)); }},
+    };
+
+    Line& line() { return lines.at(slot); }
+    Page& page() { return pages.at(slot); }
+
+    /** Does the next operation. @return what came of it: its result, what it wrote and all that is there afterwards */
+    auto play(Choices& choices, CapturedOutput& output)
     {
+        const char letter = static_cast<char>(choices.byte());
+        slot = choices.below(2);
+        for (const Operation& operation : operations) {
+            try {
+                if (operation.letter == letter) {
+                    operation.perform(*this, choose(choices, operation.takes));
+                }
+            } catch (const std::out_of_range&) {
+                std::cerr << "out of range\n";
+            }
+        }
+        std::string log = output.take();
+        std::u16string texts;
         for (unsigned i = 0; i < 2; ++i) {
-            compareChanged(i);
-            check(logBy(lines.at(i)) == logOf(lineModels.at(i)), "a line in a log");
-            check(logBy(pages.at(i)) == logOf(pageModels.at(i)), "a page in a log");
-        }
-    }
-
-    void play()
-    {
-        const char operation = static_cast<char>(choices.byte());
-        const unsigned slot = choices.below(2);
-        check(output.take().empty(), "nothing is written without a reason");
-        playOnLine(operation, slot);
-        playOnPage(operation, slot);
-        compareChanged(slot);
-    }
-
-private:
-    template <typename Operation>
-    void expect(Outcome expected, Operation operation)
-    {
-        Outcome got = Outcome::OutOfRange;
-        try {
-            got = outcome(operation());
-        } catch (const std::out_of_range&) {
-        }
-        const std::string reason = output.take();
-        check(reason.empty() || reason.rfind("! ERROR: ", 0) == 0, "a reason is an error line");
-        got = got == Outcome::False && !reason.empty() ? Outcome::FalseWithReason : got;
-        check(got == expected, "the result of an operation");
-    }
-
-    void playOnLine(char operation, unsigned slot)
-    {
-        DisplayLine& line = lines.at(slot);
-        LineModel& model = lineModels.at(slot);
-        switch (operation) {
-        case 'n': {
-            const unsigned count = choices.below(longestText);
-            line = DisplayLine(count);
-            model.assign(count, Cell());
-            break;
-        }
-        case 't': {
-            const std::u16string text = choices.text(longestText);
-            line = text;
-            model = lineOf(text);
-            break;
-        }
-        case 's': {
-            const std::u16string text = choices.text(longestText);
-            line.setLine(text);
-            model = lineOf(text);
-            break;
-        }
-        case 'c': {
-            const unsigned index = choices.index();
-            const Cell cell = chooseCell();
-            if (index < model.size()) {
-                model[index] = cell;
+            log += logOf(lines.at(i)) + logOf(pages.at(i));
+            texts += lines.at(i).getString();
+            for (unsigned row = 0; row <= pages.at(i).getLineCount(); ++row) {
+                texts += pages.at(i).getLineString(row);
             }
-            expect(outcome(index < model.size()), [&] {
-                return line.setCharacter(index, DisplayChar{cell.unit, cell.inverted});
-            });
-            break;
         }
-        case 'g': {
-            const unsigned index = choices.index();
-            const DisplayChar got = line.getCharacter(index);
-            const Cell expected = index < model.size() ? model[index] : Cell();
-            check(Cell{got.character, got.inverted} == expected, "a cell, also past the end");
-            check(line.getInverted(index) == expected.inverted, "an inversion, also past the end");
-            break;
-        }
-        case 'a': {
-            const Cell cell = chooseCell();
-            line.addCharacter(DisplayChar{cell.unit, cell.inverted});
-            model.push_back(cell);
-            break;
-        }
-        case 'i': {
-            const unsigned from = choices.index();
-            const unsigned to = choices.index();
-            const bool inverted = choices.flag();
-            expect(outcome(invert(model, from, to, inverted)), [&] { return line.setInverted(from, to, inverted); });
-            break;
-        }
-        case 'o': {
-            const unsigned offset = choices.index();
-            const std::u16string text = choices.text(longestText);
-            expect(overwrite(model, offset, text), [&] { return line.setLine(offset, text); });
-            break;
-        }
-        case 'k': {
-            const unsigned from = choices.below(2); // the line itself, perhaps
-            line = std::as_const(lines.at(from));
-            model = LineModel(lineModels.at(from));
-            break;
-        }
-        default:
-            break;
-        }
+        return std::tuple(result, got.character, got.inverted, lines[0] == lines[1], pages[0] == pages[1], log, texts);
     }
 
-    void playOnPage(char operation, unsigned slot)
-    {
-        DisplayBuffer& page = pages.at(slot);
-        PageModel& model = pageModels.at(slot);
-        switch (operation) {
-        case 'B': {
-            const unsigned width = choices.below(longestText);
-            const unsigned count = choices.below(mostLines);
-            page = DisplayBuffer(width, count);
-            model = {width, std::vector<LineModel>(count, LineModel(width))};
-            break;
-        }
-        case 'D': {
-            const unsigned index = choices.index();
-            const unsigned from = choices.below(2);
-            if (index < model.lines.size()) {
-                model.lines[index] = lineModels.at(from);
-            }
-            expect(outcome(index < model.lines.size()), [&] { return page.setDisplayLine(index, lines.at(from)); });
-            break;
-        }
-        case 'G': {
-            const unsigned index = choices.index();
-            lines.at(slot) = page.getLine(index);
-            lineModels.at(slot) = index < model.lines.size() ? model.lines[index] : LineModel();
-            check(index < model.lines.size() || page.getLineString(index).empty(), "no text past the last line");
-            break;
-        }
-        case 'O': {
-            const unsigned index = choices.index();
-            const unsigned offset = choices.index();
-            const std::u16string text = choices.text(longestText);
-            const bool isThere = index < model.lines.size();
-            expect(isThere ? overwrite(model.lines[index], offset, text) : Outcome::False,
-                   [&] { return page.setLineContent(index, offset, text); });
-            break;
-        }
-        case 'P': {
-            const unsigned index = choices.index();
-            const std::u16string text = choices.text(longestText);
-            const bool isThere = index < model.lines.size();
-            expect(isThere ? overwrite(model.lines[index], 0, text) : Outcome::False,
-                   [&] { return page.setLineContent(index, text); });
-            break;
-        }
-        case 'I': {
-            const unsigned index = choices.index();
-            const unsigned from = choices.index();
-            const unsigned to = choices.index();
-            const bool inverted = choices.flag();
-            const bool done = index < model.lines.size() && invert(model.lines[index], from, to, inverted);
-            expect(outcome(done), [&] { return page.setInverted(index, inverted, from, to); });
-            break;
-        }
-        case 'C': {
-            const unsigned index = choices.index();
-            page.clear(index);
-            if (index < model.lines.size()) {
-                model.lines[index].assign(model.width, Cell());
-            }
-            break;
-        }
-        case 'X':
-            page.clear();
-            std::fill(model.lines.begin(), model.lines.end(), LineModel(model.width));
-            break;
-        case 'K':
-            pages.at(1 - slot) = page;
-            pageModels.at(1 - slot) = model;
-            break;
-        case 'M':
-            pages.at(1 - slot) = std::move(page);
-            pageModels.at(1 - slot) = model;
-            page = DisplayBuffer(1, 1);
-            model = {1, {LineModel(1)}};
-            break;
-        default:
-            break;
-        }
-    }
-
-    Cell chooseCell()
-    {
-        const std::u16string one = choices.text(1);
-        return {one.empty() ? u'\u2592' : one.front(), choices.flag()};
-    }
-
-    void compareChanged(unsigned slot) const
-    {
-        compare(lines.at(slot), lineModels.at(slot));
-        compare(pages.at(slot), pageModels.at(slot));
-        check((lines[0] == lines[1]) == (lineModels[0] == lineModels[1]), "the equality of lines");
-        check((pages[0] == pages[1]) == (pageModels[0] == pageModels[1]), "the equality of pages");
-    }
-
-    Choices& choices;
-    CapturedOutput output;
-    std::array<DisplayLine, 2> lines;
-    std::array<LineModel, 2> lineModels;
-    std::array<DisplayBuffer, 2> pages{DisplayBuffer(25, 3), DisplayBuffer(25, 3)};
-    std::array<PageModel, 2> pageModels{PageModel{25, std::vector<LineModel>(3, LineModel(25))},
-                                        PageModel{25, std::vector<LineModel>(3, LineModel(25))}};
+    std::array<Line, 2> lines;
+    std::array<Page, 2> pages{Page(25, 3), Page(25, 3)};
+    unsigned slot = 0;          ///< of the line and the page that are operated on
+    std::optional<bool> result; ///< of an operation that has one
+    DisplayChar got;            ///< by an operation that gets a character
 };
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     Choices choices(bytes, size);
-    Desk desk(choices);
+    CapturedOutput output;
+    Desk<DisplayLine, DisplayBuffer> desk;
+    Desk<LineModel, PageModel> model;
     while (choices.left()) {
-        desk.play();
+        Choices again = choices;
+        check(desk.play(choices, output) == model.play(again, output), "lines and pages are as in the model");
     }
-    desk.finish();
     return 0;
 }

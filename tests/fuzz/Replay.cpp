@@ -1,4 +1,6 @@
 // Passes the files of the folders that are given to a fuzz target, once each.
+#include "tests/fuzz/Check.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -6,8 +8,6 @@
 #include <fstream>
 #include <iterator>
 #include <string>
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
 
 int main(int argc, char** argv)
 {

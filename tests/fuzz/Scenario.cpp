@@ -37,8 +37,6 @@ void checkPlace(const std::string& message, const std::string& content, const st
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     static const ScenarioFolder folder;

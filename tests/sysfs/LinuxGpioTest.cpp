@@ -6,7 +6,6 @@
 #include "tests/sysfs/FakeKernel.h"
 
 #include <cerrno>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -19,27 +18,25 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using sysfs::PinDirectionEn;
 
 const std::string root = "/sys/class/gpio";
 
 /**
- * All that can be done to a pin: an output at a level, made an input and back; at the other level, made an input and
- * back; an input that becomes an output later.
- * @param flag its polarity as well as the first level
+ * All that can be done to an active-low pin: an output at a level, made an input and back; at the other level, made an
+ * input and back; an input that becomes an output later.
  * @return what it reads in the end
  */
-bool live(sysfs::ISysfsGpio& pin, bool flag = true)
+bool live(sysfs::ISysfsGpio& pin)
 {
     pin.exportGpio(40);
-    EXPECT_TRUE(pin.init(flag, PinDirectionEn::Output, flag));
+    EXPECT_TRUE(pin.init(true, PinDirectionEn::Output, true));
     pin.setDirection(PinDirectionEn::Input);
     pin.setDirection(PinDirectionEn::Output);
-    EXPECT_TRUE(pin.setValue(!flag));
+    EXPECT_TRUE(pin.setValue(false));
     pin.setDirection(PinDirectionEn::Input);
     pin.setDirection(PinDirectionEn::Output);
-    EXPECT_TRUE(pin.init(flag, PinDirectionEn::Input, flag));
+    EXPECT_TRUE(pin.init(true, PinDirectionEn::Input, true));
     pin.setDirection(PinDirectionEn::Output);
     const bool level = pin.getValue();
     pin.deinit();
@@ -55,11 +52,6 @@ std::system_error errorOf(const std::function<void()>& action)
         return error;
     }
     return {0, std::generic_category()};
-}
-
-auto failing(const std::string& prefix, int error)
-{
-    return [=](const std::string& call) { return call.rfind(prefix, 0) == 0 ? error : 0; };
 }
 
 TEST(LinuxGpio, LivesOnTheFewestSystemCallsAndUnlocksTheLineLast)
@@ -80,40 +72,6 @@ TEST(LinuxGpio, LivesOnTheFewestSystemCallsAndUnlocksTheLineLast)
     kernel.log.clear();
     sysfs::LinuxGpio(root, kernel).exportGpio(40);
     EXPECT_EQ(kernel.log, taken + released);
-}
-
-TEST(LinuxGpio, DrivesAnActiveHighLineWithoutGlitches)
-{
-    FakeKernel kernel;
-    EXPECT_FALSE(live(*sysfs::LinuxGpioFactory(root, kernel).create(), false));
-    EXPECT_EQ(kernel.driven[40], "low; in; low; high; in; high; in; low; ");
-}
-
-TEST(LinuxGpio, AdoptsWhatWasLeftBehindRefusesWhatIsInUseAndWaitsForAccess)
-{
-    const FakeKernel::Line fresh, leftBehind{false, true}, inUse{false, true, true}, held{true};
-    const struct {
-        FakeKernel::Line line;
-        std::string faulty;
-        int injected, error;
-        std::chrono::milliseconds waited;
-    } cases[] = {{leftBehind, "", 0, 0, 0s},
-                 {leftBehind, "open export", EACCES, 0, 0s},
-                 {fresh, "open export", EACCES, EACCES, 0s},
-                 {fresh, "lock", ENOLCK, 0, 0s},
-                 {inUse, "", 0, EBUSY, 0s},
-                 {held, "", 0, EBUSY, 0s},
-                 {{false, false, false, 1s}, "", 0, 0, 1s},
-                 {{false, false, false, 2s}, "", 0, EACCES, 1s}};
-    for (const auto& row : cases) {
-        SCOPED_TRACE(&row - cases);
-        FakeKernel kernel;
-        kernel.line = row.line;
-        kernel.fault = failing(row.faulty, row.injected);
-        EXPECT_EQ(errorOf([&] { sysfs::LinuxGpio(root, kernel).exportGpio(40); }).code().value(), row.error);
-        EXPECT_EQ(kernel.now().time_since_epoch(), row.waited);
-        EXPECT_EQ(kernel.line.exported, row.line.exported);
-    }
 }
 
 TEST(LinuxGpio, SaysWhatFailedAndWhy)
@@ -138,7 +96,9 @@ TEST(LinuxGpio, SaysWhatFailedAndWhy)
     };
     for (const auto& row : cases) {
         FakeKernel kernel;
-        kernel.fault = failing(row.verb + ' ' + row.file, row.injected);
+        kernel.fault = [&row](const std::string& call) {
+            return call.rfind(row.verb + ' ' + row.file, 0) == 0 ? row.injected : 0;
+        };
         const std::system_error error = errorOf([&] { live(*sysfs::LinuxGpioFactory(root, kernel).create()); });
         EXPECT_EQ(error.what(), "GPIO 40: cannot " + row.verb + " /sys/class/gpio/" + row.file + row.hint + ": " +
                                     std::generic_category().message(row.error));

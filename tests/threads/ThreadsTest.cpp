@@ -116,11 +116,11 @@ TEST_F(ThreadsTest, CallbackAndApplicationSwitchLedsUnderTheApplicationsLock)
     const auto panel = makePanel();
     std::mutex lock;
     std::atomic<unsigned> calls{0};
-    panel->connectAnyKeyChangedCb([&](unsigned, bool) {
+    const auto switchLeds = [&](unsigned, bool) {
         const std::lock_guard<std::mutex> guard(lock);
         panel->setLed(1, calls++ % 2 == 0);
         panel->setAllLeds(false);
-    });
+    };
     for (unsigned round = 0; round < 30; ++round) {
         const unsigned before = calls;
         bool lit = false;
@@ -128,6 +128,7 @@ TEST_F(ThreadsTest, CallbackAndApplicationSwitchLedsUnderTheApplicationsLock)
         typeUntil([&] {
             const std::lock_guard<std::mutex> guard(lock);
             lit = !lit;
+            panel->connectAnyKeyChangedCb(switchLeds); // also while a call of it waits for the lock
             panel->setLed(0, lit);
             EXPECT_EQ(isLit(0), lit);
             return calls > before + 10;

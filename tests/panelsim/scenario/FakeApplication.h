@@ -5,7 +5,7 @@
 #include <chrono>
 #include <string>
 
-/** Does to a simulated indoor panel with an RA8806 what an application does. */
+/** Does to a simulated indoor panel what an application does. */
 class FakeApplication {
 public:
     explicit FakeApplication(panelsim::Simulation& itsSimulation) : simulation(itsSimulation) {}
@@ -26,16 +26,20 @@ public:
         writeRegister(0x00, 0x04);
     }
     void turnDisplayOff() { writeRegister(0x00, 0); }
+    /** Of an RA8803. */
+    void setContrast(unsigned char contrast) { writeRegister(0xD0, contrast); }
 
     /** @param codes of the chip's characters */
     void show(unsigned char line, const std::string& codes, bool inverted = false)
     {
-        writeRegister(0x10, inverted ? 0x20 : 0);
+        writeRegister(0x10, inverted != isRa8803 ? 0x20 : 0);
         writeRegister(0x70, static_cast<unsigned char>(16 * line));
         writeRegister(0x60, 0);
-        write(true, 0xB0);
+        if (!isRa8803) {
+            write(true, 0xB0);
+        }
         for (const char code : codes) {
-            write(false, static_cast<unsigned char>(code));
+            write(isRa8803, static_cast<unsigned char>(code));
         }
     }
     void light(unsigned led) { simulation.board.makeOutput(20 + led, true); }
@@ -60,7 +64,7 @@ private:
 
     void writeRegister(unsigned char reg, unsigned char value)
     {
-        write(true, reg);
+        write(!isRa8803, reg);
         write(false, value);
     }
     void write(bool select, unsigned char byte)
@@ -76,4 +80,5 @@ private:
     }
 
     panelsim::Simulation& simulation;
+    const bool isRa8803 = simulation.board.getConfig().chip == panelsim::ChipVariant::Ra8803;
 };

@@ -1,5 +1,7 @@
 #include "panelsim/web/PageState.h"
 
+#include "tests/panelsim/scenario/FakeApplication.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -8,57 +10,17 @@ namespace {
 using namespace panelsim;
 using nlohmann::json;
 
-/** Writes to the LCD of a board by its lines. */
-class LcdLines {
-public:
-    explicit LcdLines(Board& itsBoard) : board(itsBoard), base(itsBoard.getConfig().lcdGpioBase)
-    {
-        for (unsigned line = 0; line < 13; ++line) {
-            board.makeOutput(base + line, line >= chipSelect);
-        }
-    }
-    void write(bool select, unsigned value)
-    {
-        board.drive(base + registerSelect, select);
-        for (unsigned bit = 0; bit < 8; ++bit) {
-            board.drive(base + bit, (value >> bit & 1U) != 0);
-        }
-        for (const bool level : {false, true}) {
-            board.drive(base + (level ? writeStrobe : chipSelect), level);
-            board.drive(base + (level ? chipSelect : writeStrobe), level);
-        }
-    }
-    void writeRegister(unsigned reg, unsigned value)
-    {
-        write(false, reg);
-        write(false, value);
-    }
-
-private:
-    static constexpr unsigned registerSelect = 8;
-    static constexpr unsigned chipSelect = 9;
-    static constexpr unsigned writeStrobe = 11;
-    Board& board;
-    unsigned base;
-};
-
 TEST(PageState, TellsWhatTheLcdShows)
 {
     BoardConfig config;
     config.chip = ChipVariant::Ra8803;
     config.shortestStrobe = std::chrono::hours(1);
     Simulation simulation(config);
-    LcdLines lcd(simulation.board);
-    lcd.writeRegister(0xF0, 0x08); // clear
-    lcd.writeRegister(0x20, 24);
-    lcd.writeRegister(0x30, 47);
-    lcd.writeRegister(0xD0, 31);
-    lcd.writeRegister(0x00, 0x04); // display on
-    lcd.writeRegister(0x10, 0x20); // not inverted
-    lcd.write(true, 'A');
-    lcd.write(true, 0xFC);
-    lcd.writeRegister(0x10, 0); // inverted
-    lcd.write(true, 0x07);
+    FakeApplication app(simulation);
+    app.turnDisplayOn();
+    app.setContrast(31);
+    app.show(0, "A\xFC");
+    app.show(1, "\x07", true);
     const json state = json::parse(stateJson(simulation, false));
     const std::string blank(25, ' ');
     EXPECT_EQ(state.at("lcd"),
@@ -67,9 +29,9 @@ TEST(PageState, TellsWhatTheLcdShows)
                     {"displayOn", true},
                     {"backlight", false},
                     {"contrast", 31},
-                    {"lines", {"A\u00FC\u00B7" + blank.substr(3), blank, blank}},
-                    {"inverted", {"001" + std::string(22, '0'), std::string(25, '0'), std::string(25, '0')}}}));
-    EXPECT_EQ(state.at("busFaults").at("count"), 17);
+                    {"lines", {"A\u00FC" + blank.substr(2), "\u00B7" + blank.substr(1), blank}},
+                    {"inverted", {std::string(25, '0'), "1" + std::string(24, '0'), std::string(25, '0')}}}));
+    EXPECT_EQ(state.at("busFaults").at("count"), 25);
     EXPECT_EQ(state.at("busFaults").at("first").at(0), describe(simulation.board.busFaults().front()));
     EXPECT_TRUE(json::parse(stateJson(Simulation(outdoorBoard()), true)).at("lcd").is_null());
 }
