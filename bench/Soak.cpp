@@ -70,8 +70,8 @@ std::uint64_t numberFrom(const char* text)
     std::uint64_t number = 0;
     const char* const end = text + std::strlen(text);
     const auto [last, error] = std::from_chars(text, end, number);
-    if (error != std::errc() || last != end || number < rounds) {
-        throw std::invalid_argument(std::string(text) + " is not a number from " + std::to_string(rounds) + " on");
+    if (error != std::errc() || last != end || number < 2 * rounds) {
+        throw std::invalid_argument(std::string(text) + " is not a number from " + std::to_string(2 * rounds) + " on");
     }
     return number;
 }

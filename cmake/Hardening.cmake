@@ -14,7 +14,7 @@ check_cxx_compiler_flag(-fstack-clash-protection FRONTPANELHW_STACK_CLASH_PROTEC
 if(FRONTPANELHW_STACK_CLASH_PROTECTION)
     add_compile_options(-fstack-clash-protection)
 endif()
-if(NOT FRONTPANELHW_SANITIZE)
+if(NOT FRONTPANELHW_SANITIZE AND NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE")
     # The sanitizers watch the functions that this replaces; without optimization it only gives a warning. Some
     # compilers define it themselves.
     add_compile_options(

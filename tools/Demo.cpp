@@ -53,15 +53,14 @@ void Demo::play(const Times& times, Interrupt& interrupt, KeyEventQueue& events)
     if (times.afterLampTest) {
         deadline = Interrupt::Clock::now() + *times.afterLampTest;
     }
-    report = reportTo(events);
-    startKeys();
-    showPage();
+    startKeys(events);
+    showPage(events);
     while (interrupt.wait(deadline, events.descriptor()) == Interrupt::Wakeup::Readable && !outputFailed()) {
         // A page takes longer than a poll of the keys: only the last of several events is shown, but LEDs see all.
         for (const KeyEvent& event : events.take()) {
             apply(event);
         }
-        showPage();
+        showPage(events);
     }
     panel.keysAndLeds().stop();
     note(panel.show(PrintedPage().toBuffer(), [this] { panel.keysAndLeds().stop(); }), displayFailure);
@@ -71,44 +70,31 @@ Demo::Demo(Panel& shown, const Wiring& itsWiring) : panel(shown), wiring(itsWiri
 {
 }
 
-/** Also for a panel constructed anew, whose LEDs have to tell of keys that are held. */
-void Demo::startKeys()
+/** Also on a panel constructed anew: what keys did meanwhile is not known, and one still held tells so soon. */
+void Demo::startKeys(KeyEventQueue& events)
 {
-    panel.keysAndLeds().connectAnyKeyChangedCb(report);
+    events.take();
+    panel.keysAndLeds().connectAnyKeyChangedCb(reportTo(events));
     panel.keysAndLeds().start(false, 0);
-    for (const unsigned key : heldKeys) {
-        switchLed(key);
-    }
 }
 
 void Demo::apply(const KeyEvent& event)
 {
     ++eventCount;
     lastEvent = sentence(event);
-    if (event.change == KeyEvent::Change::Released) {
-        heldKeys.erase(event.key);
-    } else {
-        heldKeys.insert(event.key);
-    }
-    switchLed(event.key);
-}
-
-/** Lets the LED of the key's number tell whether the key is held. */
-void Demo::switchLed(unsigned led)
-{
-    if (led < wiring.ledCount()) {
-        note(panel.keysAndLeds().setLed(led, heldKeys.count(led) != 0), "LED " + std::to_string(led) + " on GPIO " +
-                                                                            std::to_string(wiring.ledBase + led) +
-                                                                            " did not take its level");
+    if (event.key < wiring.ledCount()) {
+        note(panel.keysAndLeds().setLed(event.key, event.change != KeyEvent::Change::Released),
+             "LED " + std::to_string(event.key) + " on GPIO " + std::to_string(wiring.ledBase + event.key) +
+                 " did not take its level");
     }
 }
 
-void Demo::showPage()
+void Demo::showPage(KeyEventQueue& events)
 {
     PrintedPage page;
     page.lines = {u" Front panel", toLine(lastEvent), toLine("Events: " + std::to_string(eventCount))};
     page.inverted = {{0, 0, DisplaySize::chars - 1}};
-    note(panel.show(page.toBuffer(), [this] { startKeys(); }), displayFailure);
+    note(panel.show(page.toBuffer(), [&] { startKeys(events); }), displayFailure);
 }
 
 void Demo::note(bool ok, const std::string& failure)

@@ -7,9 +7,7 @@
 #include "tools/Wiring.h"
 
 #include <chrono>
-#include <functional>
 #include <optional>
-#include <set>
 #include <string>
 
 namespace tools {
@@ -33,16 +31,13 @@ private:
     Demo(Panel& panel, const Wiring& wiring);
 
     void play(const Times& times, Interrupt& interrupt, KeyEventQueue& events);
-    void startKeys();
+    void startKeys(KeyEventQueue& events);
     void apply(const KeyEvent& event);
-    void switchLed(unsigned led);
-    void showPage();
+    void showPage(KeyEventQueue& events);
     void note(bool ok, const std::string& failure);
 
     Panel& panel;
     const Wiring& wiring;
-    std::function<void(unsigned, bool)> report;
-    std::set<unsigned> heldKeys;
     unsigned eventCount = 0;
     std::string lastEvent = "Press a key";
     bool failed = false;

@@ -5,7 +5,6 @@
 #include "tools/KeyTracker.h"
 #include "tools/Output.h"
 
-#include <memory>
 #include <optional>
 
 namespace tools {
@@ -15,8 +14,8 @@ namespace tools {
 // for the event is, too; from another thread it could land inside the log line of the next event.
 std::function<void(unsigned, bool)> reportTo(KeyEventQueue& events)
 {
-    return [&events, tracker = std::make_shared<KeyTracker>()](unsigned key, bool pressed) {
-        const KeyEvent event = tracker->track(key, pressed);
+    return [&events, tracker = KeyTracker()](unsigned key, bool pressed) mutable {
+        const KeyEvent event = tracker.track(key, pressed);
         printLine(describe(event));
         events.push(event);
     };

@@ -8,7 +8,7 @@
 
 namespace tools {
 
-/** @return a key callback that prints each event on standard output and queues it; its copies are one */
+/** @return a key callback that prints each event on standard output and queues it */
 std::function<void(unsigned, bool)> reportTo(KeyEventQueue& events);
 
 /** Prints key events until interrupted or until standard output fails; leaves LEDs and display alone. */

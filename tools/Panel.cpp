@@ -33,14 +33,19 @@ void Panel::run(const std::function<void()>& work) const
     try {
         work();
     } catch (...) {
-        try {
-            if (panel) {
-                panel->stop();
-            }
-        } catch (const std::exception&) {
-            // The failure that is already on its way says more.
-        }
+        stopAsFarAsItGoes();
         throw;
+    }
+}
+
+void Panel::stopAsFarAsItGoes() const
+{
+    try {
+        if (panel) {
+            panel->stop();
+        }
+    } catch (const std::exception&) {
+        // The failure that led here says more.
     }
 }
 
@@ -49,7 +54,8 @@ bool Panel::show(const frontpanelhw::drawing::DisplayBuffer& page, const std::fu
     bool shown = display == nullptr || display->printBuffer(page);
     if (!shown && mayStartAnew) {
         complain(displayStartsAnew);
-        panel->stop();
+        stopAsFarAsItGoes();
+        display = nullptr;
         panel.reset(); // gives its lines free, which the new one needs
         construct();
         shown = display->printBuffer(page);

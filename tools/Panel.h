@@ -47,6 +47,7 @@ public:
 
 private:
     void construct();
+    void stopAsFarAsItGoes() const;
 
     Wiring wiring;
     std::unique_ptr<frontpanelhw::fp::IFp> panel;

@@ -15,13 +15,15 @@ namespace frontpanelhw::fp {
  *
  * Display operations block the caller for the waits of the bus. They return true when every step succeeded. A pin that
  * throws has been reported on standard error; when a pin refused its configuration, or failed in the reset, while the
- * panel was constructed, everything is refused without a message. A chip that does not answer is not noticed, except by
- * warnings on standard output; operations then return true. Nor is a pin that answers false in a bus cycle.
+ * panel was constructed, everything but resetController is refused without a message. A chip that does not answer is
+ * not noticed, except by warnings on standard output; operations then return true. Nor is a pin that answers false in a
+ * bus cycle.
  *
- * After an operation that answered false, chip and panel may differ: in the cursor and the inversion, in any register
- * of the chip, and in the direction of the data lines. To be certain that the display shows a page, destroy the panel,
- * construct it anew and print the page once more. Nothing less is certain, as only the constructor writes all
- * registers: printing again mends most single failures but not all, and may answer true over a wrong page.
+ * After an operation that answered false, or a failure that the constructor or the lamp test reported on standard
+ * error, chip and panel may differ: in the pages, the cursor and the inversion, in any register of the chip, and in the
+ * direction of the data lines. To be certain that the display shows a page, destroy the panel, construct it anew and
+ * print the page once more. Nothing less is certain, as only the constructor writes all registers: printing again mends
+ * most single failures but not all, and may answer true over a wrong page.
  */
 class FRONTPANELHW_EXPORT ILcdFp : public IFp {
 public:

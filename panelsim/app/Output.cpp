@@ -57,7 +57,9 @@ ssize_t writeSome(int descriptor, std::string_view bytes)
 
 void writeAll(int descriptor, std::string_view bytes)
 {
-    static std::atomic<bool> givenUp{false};
+    static std::atomic<bool> outputGivenUp{false};
+    static std::atomic<bool> errorGivenUp{false};
+    std::atomic<bool>& givenUp = descriptor == STDOUT_FILENO ? outputGivenUp : errorGivenUp;
     while (!bytes.empty()) {
         pollfd polled{descriptor, POLLOUT, 0};
         if (poll(&polled, 1, givenUp ? 0 : patience) == 0) {

@@ -31,6 +31,8 @@ constexpr std::size_t mostRefusals = 16;
 /** Who connects and says nothing, whichever user that is, must not keep a place for long. */
 constexpr int greetingPatience = 5000; // milliseconds
 
+constexpr std::chrono::seconds departurePatience(2);
+
 constexpr unsigned mostComplaints = 20;
 
 std::uint64_t randomNumber()
@@ -253,8 +255,10 @@ void PinServer::waitForDeparted(int asking)
 {
     std::unique_lock<std::mutex> lock(mutex);
     // A connection whose own process is gone does not wait: two such would wait for each other for ever.
-    connectionClosed.wait(
-        lock, [&] { return hasDeparted(asking) || std::none_of(connections.begin(), connections.end(), hasDeparted); });
+    // Nor does any other for long, when somebody keeps connecting and going.
+    connectionClosed.wait_for(lock, departurePatience, [&] {
+        return hasDeparted(asking) || std::none_of(connections.begin(), connections.end(), hasDeparted);
+    });
 }
 
 /** @return the session that the peer asks for, null when there is none for it */
