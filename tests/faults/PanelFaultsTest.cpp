@@ -76,7 +76,6 @@ struct CleanRun {
             steps.push_back(runStep(step, life));
         }
         calls = life.pins.trace;
-        keyEvents = life.keyEvents;
         accesses = decodeBus(calls, sweep.chip, lcdGpioBase, backlightGpio);
     }
 
@@ -105,6 +104,14 @@ struct CleanRun {
         return count + 1;
     }
 
+    /** @return how many pins construction configures from that operation on */
+    std::size_t initsOfConstruction(std::uint64_t first) const
+    {
+        return static_cast<std::size_t>(std::count_if(calls.begin(), calls.end(), [first](const PinCall& call) {
+            return call.operation == PinOperation::Init && call.number >= first;
+        }));
+    }
+
     /** @return what the accesses of a step say when they fail */
     std::set<std::string> textsOf(std::size_t step) const
     {
@@ -120,7 +127,6 @@ struct CleanRun {
 
     std::vector<StepRecord> steps;
     std::vector<PinCall> calls;
-    std::string keyEvents;
     std::vector<BusAccess> accesses; ///< the LCD's; the first is the reset, the second reads the identification
 };
 
@@ -147,7 +153,12 @@ public:
             return "writes\n" + record.log + "instead of\n" + wanted;
         }
         if (kind == Kind::Construct && givesUp(failed, record)) {
-            return "gives up the start-up registers";
+            return "gives up what is to be done whatever becomes of the rest";
+        }
+        if (kind == Kind::Keys && polling &&
+            life.pins.reads.size() - record.readsBefore !=
+                clean.steps[index + 1].readsBefore - clean.steps[index].readsBefore) {
+            return "does not read every key in every scan";
         }
         polling = kind == Kind::Start ? record.result == "true" : polling && kind != Kind::Stop;
         if (kind == Kind::Keys && life.keyEvents != expectedKeyEvents()) {
@@ -354,8 +365,13 @@ private:
 
     bool givesUp(const std::vector<PinCall>& failed, const StepRecord& record) const
     {
-        return life.board.getConfig().hasLcd && plan.first > clean.accesses.at(1).last && plan.lasting &&
-               !failed.empty() && failed.front().threw() && record.result == "true" &&
+        if (!plan.lasting || failed.empty() || record.result != "true" || !life.board.getConfig().hasLcd) {
+            return false;
+        }
+        if (failed.front().operation == PinOperation::Init) {
+            return failed.size() != clean.initsOfConstruction(std::max(plan.first, record.callsBefore));
+        }
+        return failed.front().threw() && plan.first > clean.accesses.at(1).last && lcdReady &&
                failed.size() != clean.failingAccessesOfConstruction(plan.first);
     }
 
