@@ -185,7 +185,7 @@ bool soak(const char* name, panelsim::ChipVariant chip, std::uint64_t pages, std
     compare("objects on the heap", first.objects, last.objects, 0);
     compare("bytes on the heap", first.bytes, last.bytes, 0);
     compare("after any panel", first.bytes, mostBytes, 0);
-    compare("bytes resident", first.resident, last.resident, 256 * 1024);
+    compare("bytes resident", first.resident, last.resident, std::size_t{256} * 1024);
     compare("descriptors", first.descriptors, last.descriptors, 0);
     compare("threads", first.threads, last.threads, 0);
     std::printf("  %-24s %9llu\n", "faults on the bus", static_cast<unsigned long long>(life.busFaults()));

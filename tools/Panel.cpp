@@ -11,7 +11,7 @@ namespace tools {
 
 namespace fp = frontpanelhw::fp;
 
-Panel::Panel(const Wiring& itsWiring) : wiring(itsWiring)
+Panel::Panel(Wiring itsWiring) : wiring(std::move(itsWiring))
 {
     construct();
 }

@@ -20,7 +20,7 @@ public:
      * @param wiring with the panel known
      * @throws std::exception whatever a pin throws
      */
-    explicit Panel(const Wiring& wiring);
+    explicit Panel(Wiring wiring);
 
     /** @return all lines of a panel */
     static UsedLines usedLines() { return {false, true, true, true}; }
