@@ -15,7 +15,7 @@ namespace {
 
 // A page takes some ten milliseconds to write, and nobody wants to see each of its characters come.
 constexpr std::chrono::milliseconds rest{80};
-constexpr std::chrono::seconds patience{1};
+constexpr std::chrono::seconds drawingPatience{1};
 
 std::string toText(const PanelView& view)
 {
@@ -46,7 +46,7 @@ void PanelPrinter::drawChanges()
             simulation.changes.wait(seen, ChangeSignal::Clock::now() + std::chrono::hours(1));
             continue;
         }
-        const auto deadline = ChangeSignal::Clock::now() + patience;
+        const auto deadline = ChangeSignal::Clock::now() + drawingPatience;
         for (PanelView last; last != view && !ending && ChangeSignal::Clock::now() < deadline;) {
             last = view;
             std::this_thread::sleep_for(rest);

@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t longestExcerpt = 60; ///< bytes
 
 /** How characters begin; all bytes after the second are 0x80 to 0xBF. */
-struct Form {
+struct EncodedForm {
     unsigned char firstLead;
     unsigned char lastLead;
     std::size_t length;
@@ -18,7 +18,7 @@ struct Form {
     unsigned char highestSecond;
 };
 
-constexpr std::array<Form, 9> forms = {{
+constexpr std::array<EncodedForm, 9> forms = {{
     {0x00, 0x7F, 1, 0x00, 0xFF},
     {0xC2, 0xDF, 2, 0x80, 0xBF},
     {0xE0, 0xE0, 3, 0xA0, 0xBF},
@@ -39,8 +39,9 @@ bool isBetween(char character, unsigned char lowest, unsigned char highest)
 /** @return bytes of the first character, 0 when it is none */
 std::size_t firstLength(std::string_view bytes)
 {
-    const auto* const form = std::find_if(
-        forms.begin(), forms.end(), [&](const Form& f) { return isBetween(bytes.front(), f.firstLead, f.lastLead); });
+    const auto* const form = std::find_if(forms.begin(), forms.end(), [&](const EncodedForm& f) {
+        return isBetween(bytes.front(), f.firstLead, f.lastLead);
+    });
     if (form == forms.end() || form->length > bytes.size()) {
         return 0;
     }
