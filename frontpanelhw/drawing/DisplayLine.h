@@ -58,8 +58,8 @@ public:
 
     /**
      * Writes text over the cells from offset on; the length and every cell's inversion stay. A code unit 0 is
-     * transparent: the cell below it keeps its character. Positions count modulo 2^32: from an
-     * offset just below 2^32 on, text goes on at the beginning of the line.
+     * transparent: the cell below it keeps its character. Positions count modulo 2^32: from an offset just below 2^32
+     * on, text goes on at the beginning of the line.
      * @return false, with the line unchanged and the reason on standard error, when the text does not fit
      * @throws std::out_of_range, with the line unchanged, when offset is past the end and the text is not all zeros
      */
