@@ -10,10 +10,7 @@ namespace frontpanelhw {
  */
 void wait(std::chrono::seconds seconds, std::chrono::nanoseconds fraction);
 
-/** Sleeps for less than a second. */
-inline void wait(std::chrono::nanoseconds fraction)
-{
-    wait(std::chrono::seconds::zero(), fraction);
-}
+/** Sleeps for less than a second, likewise. */
+void wait(std::chrono::nanoseconds fraction);
 
 } // namespace frontpanelhw

@@ -6,6 +6,7 @@ namespace frontpanelhw::drawing {
 
 DisplayBuffer::DisplayBuffer(unsigned width, unsigned lineCount) : charCount(width)
 {
+    lines.reserve(lineCount);
     for (unsigned i = 0; i < lineCount; ++i) {
         lines.emplace_back(width);
     }

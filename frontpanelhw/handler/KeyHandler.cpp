@@ -145,10 +145,11 @@ bool KeyHandler::fireChangeEvent(unsigned index, bool& value)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     value = keys->at(index)->getValue();
-    const bool old = keyStates.at(index);
+    std::vector<bool>::reference state = keyStates.at(index);
+    const bool old = state;
     const bool held = value && old;
     const bool event = held ? countHeldPoll() : value != old;
-    keyStates[index] = value;
+    state = value;
     if (event) {
         repeatCounter.store(0, std::memory_order_relaxed);
     }

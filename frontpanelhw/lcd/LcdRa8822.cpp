@@ -31,6 +31,122 @@ constexpr unsigned char ra8806DataRegister = 0xB0;
 constexpr unsigned lineCount = 3;
 constexpr unsigned charCount = 25;
 
+/*
+ * Each writes the log line of an operation that failed and returns false. Out of line, so that operations which succeed
+ * do not prepare for it.
+ */
+
+[[gnu::cold, gnu::noinline]] bool failed(const char* what, const std::exception& why)
+{
+    std::cerr << what << why.what() << "\n";
+    return false;
+}
+
+[[gnu::cold, gnu::noinline]] bool failedToWrite(unsigned reg, unsigned value, const std::exception& why)
+{
+    const std::string what = "ERROR: unable to write lcd controller command '" + std::to_string(value) +
+                             "' to register '" + std::to_string(reg) + "'; ";
+    return failed(what.c_str(), why);
+}
+
+[[gnu::cold, gnu::noinline]] bool failedToRead(unsigned reg, const std::exception& why)
+{
+    const std::string what = "ERROR: unable to read lcd controller register '" + std::to_string(reg) + "'; ";
+    return failed(what.c_str(), why);
+}
+
+/*
+ * The bus cycles that pages are made of, as in the chip's timing diagrams. They take the pins as an argument and leave
+ * no loop to the processor, since they are most of what it does for the display: as members they would fetch the
+ * record's address anew after each of their pin operations.
+ */
+
+void switchDataLines(LcdRa8822Gpios& pins, sysfs::PinDirectionEn direction)
+{
+#pragma GCC unroll 8
+    for (auto& dataGpio : pins.dataGpios) {
+        dataGpio->setDirection(direction);
+    }
+}
+
+void putByte(LcdRa8822Gpios& pins, unsigned byte)
+{
+#pragma GCC unroll 8
+    for (std::size_t i = 0; i < pins.dataGpios.size(); ++i) {
+        pins.dataGpios[i]->setValue(((byte >> i) & 1U) != 0);
+    }
+}
+
+unsigned char takeByte(const LcdRa8822Gpios& pins)
+{
+    unsigned byte = 0;
+#pragma GCC unroll 8
+    for (std::size_t i = 0; i < pins.dataGpios.size(); ++i) {
+        byte |= static_cast<unsigned>(pins.dataGpios[i]->getValue()) << i;
+    }
+    return static_cast<unsigned char>(byte);
+}
+
+/** The address cycle, for a number that is known when this is compiled: its bits then take no computing. */
+[[gnu::always_inline]] inline void sendKnownNumber(LcdRa8822Gpios& pins, unsigned reg, bool isRa8806)
+{
+    putByte(pins, reg);
+    pins.registerSelectGpio->setValue(isRa8806);
+    pins.chipSelectGpio->setValue(true);
+    pins.readStrobeGpio->setValue(false);
+    pins.writeStrobeGpio->setValue(true);
+    wait(strobeWidth);
+    pins.writeStrobeGpio->setValue(false);
+    pins.chipSelectGpio->setValue(false);
+    wait(cycleRecovery);
+}
+
+void sendRegisterNumber(LcdRa8822Gpios& pins, unsigned reg, bool isRa8806)
+{
+    sendKnownNumber(pins, reg, isRa8806);
+}
+
+void writeRegister(LcdRa8822Gpios& pins, unsigned reg, unsigned value, bool isRa8806)
+{
+    sendRegisterNumber(pins, reg, isRa8806);
+    putByte(pins, value);
+    pins.registerSelectGpio->setValue(false);
+    pins.chipSelectGpio->setValue(true);
+    pins.writeStrobeGpio->setValue(true);
+    wait(strobeWidth);
+    pins.writeStrobeGpio->setValue(false);
+    pins.chipSelectGpio->setValue(false);
+    wait(cycleRecovery);
+}
+
+/** To be called with the register number sent and the data lines turned to inputs. */
+void readRegisterValue(LcdRa8822Gpios& pins, unsigned char& value)
+{
+    pins.registerSelectGpio->setValue(false);
+    pins.chipSelectGpio->setValue(true);
+    pins.readStrobeGpio->setValue(true);
+    wait(strobeWidth);
+    value = takeByte(pins);
+    pins.readStrobeGpio->setValue(false);
+    pins.chipSelectGpio->setValue(false);
+    wait(cycleRecovery);
+}
+
+void writeMemory(LcdRa8822Gpios& pins, unsigned value, bool isRa8806)
+{
+    if (isRa8806) {
+        sendKnownNumber(pins, ra8806DataRegister, true);
+    }
+    putByte(pins, value);
+    pins.registerSelectGpio->setValue(!isRa8806);
+    pins.chipSelectGpio->setValue(true);
+    pins.readStrobeGpio->setValue(false);
+    pins.writeStrobeGpio->setValue(true);
+    wait(strobeWidth);
+    pins.writeStrobeGpio->setValue(false);
+    pins.chipSelectGpio->setValue(false);
+}
+
 } // namespace
 
 LcdRa8822::LcdRa8822(LcdRa8822Gpios& pins, bool activeLowBacklight)
@@ -78,17 +194,13 @@ unsigned LcdRa8822::lcdType() const
 
 void LcdRa8822::setDataDirection(sysfs::PinDirectionEn direction)
 {
-    for (auto& dataGpio : gpios.dataGpios) {
-        dataGpio->setDirection(direction);
-    }
+    switchDataLines(gpios, direction);
     dataDirection = direction;
 }
 
 void LcdRa8822::setData(unsigned char value)
 {
-    for (std::size_t i = 0; i < gpios.dataGpios.size(); ++i) {
-        gpios.dataGpios[i]->setValue(((value >> i) & 1U) != 0);
-    }
+    putByte(gpios, value);
 }
 
 unsigned char LcdRa8822::getData()
@@ -96,24 +208,12 @@ unsigned char LcdRa8822::getData()
     if (!initialized) {
         return 0;
     }
-    unsigned value = 0;
-    for (std::size_t i = 0; i < gpios.dataGpios.size(); ++i) {
-        value |= static_cast<unsigned>(gpios.dataGpios[i]->getValue()) << i;
-    }
-    return static_cast<unsigned char>(value);
+    return takeByte(gpios);
 }
 
 void LcdRa8822::setRegister(unsigned char reg)
 {
-    setData(reg);
-    gpios.registerSelectGpio->setValue(isRa8806());
-    gpios.chipSelectGpio->setValue(true);
-    gpios.readStrobeGpio->setValue(false);
-    gpios.writeStrobeGpio->setValue(true);
-    wait(strobeWidth);
-    gpios.writeStrobeGpio->setValue(false);
-    gpios.chipSelectGpio->setValue(false);
-    wait(cycleRecovery);
+    sendRegisterNumber(gpios, reg, isRa8806());
 }
 
 bool LcdRa8822::resetController()
@@ -136,9 +236,7 @@ bool LcdRa8822::resetController()
         wait(resetRecovery);
         return true;
     } catch (const std::exception& e) {
-        std::cerr << "ERROR: "
-                  << "unable to reset lcd controller; " << e.what() << "\n";
-        return false;
+        return failed("ERROR: unable to reset lcd controller; ", e);
     }
 }
 
@@ -156,9 +254,7 @@ bool LcdRa8822::setBacklight(bool on)
     try {
         return gpios.backlightGpio->setValue(on);
     } catch (const std::exception& e) {
-        std::cerr << "ERROR: "
-                  << "unable to set lcd backlight gpio value; " << e.what() << "\n";
-        return false;
+        return failed("ERROR: unable to set lcd backlight gpio value; ", e);
     }
 }
 
@@ -169,21 +265,10 @@ bool LcdRa8822::writeCmd(unsigned char reg, unsigned char value)
     }
     try {
         ensureDataOutput();
-        setRegister(reg);
-        setData(value);
-        gpios.registerSelectGpio->setValue(false);
-        gpios.chipSelectGpio->setValue(true);
-        gpios.writeStrobeGpio->setValue(true);
-        wait(strobeWidth);
-        gpios.writeStrobeGpio->setValue(false);
-        gpios.chipSelectGpio->setValue(false);
-        wait(cycleRecovery);
+        writeRegister(gpios, reg, value, isRa8806());
         return true;
     } catch (const std::exception& e) {
-        std::cerr << "ERROR: "
-                  << "unable to write lcd controller command '" << std::to_string(value) << "' to register '"
-                  << std::to_string(reg) << "'; " << e.what() << "\n";
-        return false;
+        return failedToWrite(reg, value, e);
     }
 }
 
@@ -194,21 +279,12 @@ bool LcdRa8822::readCmd(unsigned char reg, unsigned char& value)
     }
     try {
         ensureDataOutput();
-        setRegister(reg);
+        sendRegisterNumber(gpios, reg, isRa8806());
         setDataDirection(sysfs::PinDirectionEn::Input);
-        gpios.registerSelectGpio->setValue(false);
-        gpios.chipSelectGpio->setValue(true);
-        gpios.readStrobeGpio->setValue(true);
-        wait(strobeWidth);
-        value = getData();
-        gpios.readStrobeGpio->setValue(false);
-        gpios.chipSelectGpio->setValue(false);
-        wait(cycleRecovery);
+        readRegisterValue(gpios, value);
         return true;
     } catch (const std::exception& e) {
-        std::cerr << "ERROR: "
-                  << "unable to read lcd controller register '" << std::to_string(reg) << "'; " << e.what() << "\n";
-        return false;
+        return failedToRead(reg, e);
     }
 }
 
@@ -229,9 +305,7 @@ bool LcdRa8822::readStatus(unsigned char& status)
         gpios.chipSelectGpio->setValue(false);
         return true;
     } catch (const std::exception& e) {
-        std::cerr << "ERROR: "
-                  << "unable to read lcd controller status " << e.what() << "\n";
-        return false;
+        return failed("ERROR: unable to read lcd controller status ", e);
     }
 }
 
@@ -263,22 +337,10 @@ bool LcdRa8822::writeData(unsigned char value)
     }
     try {
         ensureDataOutput();
-        if (isRa8806()) {
-            setRegister(ra8806DataRegister);
-        }
-        setData(value);
-        gpios.registerSelectGpio->setValue(!isRa8806());
-        gpios.chipSelectGpio->setValue(true);
-        gpios.readStrobeGpio->setValue(false);
-        gpios.writeStrobeGpio->setValue(true);
-        wait(strobeWidth);
-        gpios.writeStrobeGpio->setValue(false);
-        gpios.chipSelectGpio->setValue(false);
+        writeMemory(gpios, value, isRa8806());
         return true;
     } catch (const std::exception& e) {
-        std::cerr << "ERROR: "
-                  << "unable to write lcd controller data; " << e.what() << "\n";
-        return false;
+        return failed("ERROR: unable to write lcd controller data; ", e);
     }
 }
 

@@ -1,9 +1,9 @@
 #include "frontpanelhw/lcd/Ra8822LcdController.h"
 
+#include "frontpanelhw/drawing/DisplayChar.h"
 #include "frontpanelhw/drawing/Narrow.h"
 
 #include <iostream>
-#include <string>
 #include <utility>
 
 namespace frontpanelhw::lcd {
@@ -92,12 +92,12 @@ bool Ra8822LcdController::printLine(unsigned line, const drawing::DisplayLine& t
     if (!setCursor(0, line)) {
         return false;
     }
-    const std::u16string codeUnits = text.getString();
     for (unsigned i = 0; i < text.getCharCount(); ++i) {
-        if (!raController->setInverted(text.getInverted(i))) {
+        const drawing::DisplayChar cell = text.getCharacter(i);
+        if (!raController->setInverted(cell.inverted)) {
             return false;
         }
-        if (!getLcd().writeData(drawing::narrow(codeUnits[i]))) {
+        if (!getLcd().writeData(drawing::narrow(cell.character))) {
             return false;
         }
         ++cursorColumn;
