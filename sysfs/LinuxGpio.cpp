@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <optional>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace sysfs {
@@ -17,9 +18,20 @@ namespace {
 
 constexpr std::chrono::milliseconds udevPatience{1000};
 
-constexpr const char* digit(bool value)
+constexpr std::string_view digit(bool value)
 {
     return value ? "1" : "0";
+}
+
+// These are out of line, so that operations which succeed do not prepare for them.
+[[noreturn, gnu::cold, gnu::noinline]] void failUnexported(const char* operation)
+{
+    throw std::logic_error(std::string("GPIO pin: ") + operation + " before exportGpio");
+}
+
+[[noreturn, gnu::cold, gnu::noinline]] void failUnconfigured(unsigned gpioNumber)
+{
+    throw std::logic_error("GPIO " + std::to_string(gpioNumber) + ": setDirection before init");
 }
 
 } // namespace
@@ -55,8 +67,10 @@ void LinuxGpio::Line::writeDirection(PinDirectionEn newDirection, bool newLevel)
 {
     if (newDirection == PinDirectionEn::Input) {
         direction.write("in");
+    } else if (newLevel != inverted.value()) {
+        direction.write("high");
     } else {
-        direction.write(newLevel != inverted.value() ? "high" : "low");
+        direction.write("low");
     }
     level = newLevel;
 }
@@ -95,7 +109,7 @@ void LinuxGpio::setDirection(PinDirectionEn direction)
 {
     Line& pin = line("setDirection");
     if (!pin.inverted) {
-        throw std::logic_error("GPIO " + std::to_string(pin.number) + ": setDirection before init");
+        failUnconfigured(pin.number);
     }
     pin.writeDirection(direction, pin.level);
 }
@@ -129,7 +143,7 @@ unsigned LinuxGpio::getGpioNumber() const
 LinuxGpio::Line& LinuxGpio::line(const char* operation) const
 {
     if (!line_) {
-        throw std::logic_error(std::string("GPIO pin: ") + operation + " before exportGpio");
+        failUnexported(operation);
     }
     return *line_;
 }

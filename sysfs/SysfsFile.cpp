@@ -101,11 +101,8 @@ bool SysfsFile::exists(ISystemCalls& calls, const std::string& path)
 void SysfsFile::write(std::string_view text) const
 {
     const ssize_t written = uninterrupted([&] { return calls_.pwrite(descriptor_, text.data(), text.size(), 0); });
-    if (written < 0) {
-        throw error("write", errno);
-    }
-    if (static_cast<std::size_t>(written) != text.size()) {
-        throw error("write", EIO, "only " + std::to_string(written) + " of " + std::to_string(text.size()) + " bytes");
+    if (written != static_cast<ssize_t>(text.size())) {
+        failToWrite(written, text.size());
     }
 }
 
@@ -113,11 +110,8 @@ bool SysfsFile::readLevel() const
 {
     char level = '\0'; // what it stays when there is nothing to read
     const ssize_t size = uninterrupted([&] { return calls_.pread(descriptor_, &level, sizeof level, 0); });
-    if (size < 0) {
-        throw error("read", errno);
-    }
-    if (level != '0' && level != '1') {
-        throw error("read", EIO, "neither 0 nor 1");
+    if (size < 0 || (level != '0' && level != '1')) {
+        failToRead(size);
     }
     return level == '1';
 }
@@ -125,6 +119,22 @@ bool SysfsFile::readLevel() const
 bool SysfsFile::tryLock() const
 {
     return uninterrupted([&] { return calls_.flock(descriptor_, LOCK_EX | LOCK_NB); }) == 0 || errno != EWOULDBLOCK;
+}
+
+void SysfsFile::failToWrite(ssize_t written, std::size_t size) const
+{
+    if (written < 0) {
+        throw error("write", errno);
+    }
+    throw error("write", EIO, "only " + std::to_string(written) + " of " + std::to_string(size) + " bytes");
+}
+
+void SysfsFile::failToRead(ssize_t size) const
+{
+    if (size < 0) {
+        throw error("read", errno);
+    }
+    throw error("read", EIO, "neither 0 nor 1");
 }
 
 std::system_error SysfsFile::error(std::string_view action, int errnoValue, std::string_view hint) const

@@ -3,8 +3,10 @@
 #include "sysfs/ISystemCalls.h"
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 #include <system_error>
 
 namespace sysfs {
@@ -51,6 +53,10 @@ public:
     std::system_error error(std::string_view action, int errnoValue, std::string_view hint = {}) const;
 
 private:
+    // Out of line, so that a call which succeeds does not prepare for them.
+    [[noreturn, gnu::cold, gnu::noinline]] void failToWrite(ssize_t written, std::size_t size) const;
+    [[noreturn, gnu::cold, gnu::noinline]] void failToRead(ssize_t size) const;
+
     ISystemCalls& calls_;
     unsigned gpioNumber_;
     std::string path_;
