@@ -1,213 +1,198 @@
 /*
- * What the waits of the LCD bus cost: those that the library asks for, and what they take with the kernel's usual timer
- * slack, with a slack of 1 ns and under a real-time policy. The pins are those of a board in this process, whose own
- * time is shown, too. All are measured in turns in one run, since machines change their speed; the ratios count.
+ * How close pages and the start of the indoor panel come to the waits of the LCD bus, on pins that do nothing: each
+ * operation against the list of its waits alone, and what the timer slack costs a page. The two sides of a row take
+ * turns in pairs, since machines change their speed. A line per row, with tabs between: name, measured and floor in
+ * microseconds. The floor is a median; measured is that and the median of what a round takes more than its floor.
+ * page-time --waits: what each operation waits for instead: name, bus cycles, waits, and their sum in microseconds.
  */
+#include "bench/IdlePins.h"
 #include "frontpanelhw/drawing/DisplayBuffer.h"
 #include "frontpanelhw/fp/IndoorFpImpl.h"
-#include "panelsim/Board.h"
-#include "panelsim/BoardConfig.h"
-#include "panelsim/BoardGpioFactory.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdint>
+#include <cstddef>
 #include <cstdio>
 #include <ctime>
-#include <fcntl.h>
 #include <functional>
 #include <iostream>
-#include <memory>
-#include <sched.h>
 #include <string>
 #include <sys/prctl.h>
-#include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
 
-using Nanoseconds = std::chrono::nanoseconds;
+using frontpanelhw::drawing::DisplayBuffer;
+using frontpanelhw::fp::IndoorFpImpl;
+using Waits = std::vector<timespec>;
+using Work = std::function<void()>;
 
-/** The sleeps of the library, which all go through nanosleep. */
-struct Waits {
-    std::uint64_t count = 0;
-    std::uint64_t strobes = 0; ///< waits of 10 us: one in each bus cycle
-    Nanoseconds asked{0};
-    bool skipped = false;
-};
-Waits waits;
+Waits* recorded = nullptr; ///< where the waits go that are made now, if they are asked for
 
 } // namespace
 
 // Stands before the C library's in the lookup of every library of this process.
-extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* wanted, timespec* /*remaining*/)
+extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* wanted, timespec* remaining)
 {
-    ++waits.count;
-    waits.strobes += wanted->tv_sec == 0 && wanted->tv_nsec == 10000 ? 1 : 0;
-    waits.asked += std::chrono::seconds(wanted->tv_sec) + Nanoseconds(wanted->tv_nsec);
-    if (waits.skipped) {
-        return 0;
+    if (recorded != nullptr) {
+        recorded->push_back(*wanted);
     }
-    errno = clock_nanosleep(CLOCK_MONOTONIC, 0, wanted, nullptr);
+    errno = clock_nanosleep(CLOCK_MONOTONIC, 0, wanted, remaining);
     return errno == 0 ? 0 : -1;
 }
 
 namespace {
 
-/** A way for this thread to sleep. */
-struct Setting {
-    const char* name;
-    std::function<bool()> enter; ///< @return false when this machine does not permit it
-    bool skipsWaits = false;
+constexpr unsigned long slackAsStarted = 0;
+constexpr unsigned long leastSlack = 1;
+
+/** @param nanoseconds of this thread's timers */
+void setSlack(unsigned long nanoseconds)
+{
+    prctl(PR_SET_TIMERSLACK, nanoseconds, 0UL, 0UL, 0UL);
+}
+
+Waits record(const Work& work)
+{
+    Waits waits;
+    recorded = &waits;
+    work();
+    recorded = nullptr;
+    return waits;
+}
+
+void replay(const Waits& waits)
+{
+    for (const timespec& wait : waits) {
+        nanosleep(&wait, nullptr);
+    }
+}
+
+double microsecondsOf(const Work& work)
+{
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> times)
+{
+    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+    std::nth_element(times.begin(), middle, times.end());
+    return *middle;
+}
+
+/**
+ * Each round does both, and the one that goes first changes. What a round takes more than its floor tells more than two
+ * medians do, since other work on the machine delays some rounds by far more than that.
+ */
+void report(const std::string& row, unsigned rounds, const Work& measured, const Work& floor)
+{
+    std::vector<double> floorTimes;
+    std::vector<double> differences;
+    for (unsigned round = 0; round < rounds; ++round) {
+        const bool measuredFirst = round % 2 == 0;
+        const double first = microsecondsOf(measuredFirst ? measured : floor);
+        const double second = microsecondsOf(measuredFirst ? floor : measured);
+        floorTimes.push_back(measuredFirst ? second : first);
+        differences.push_back(measuredFirst ? first - second : second - first);
+    }
+    const double floorTime = median(floorTimes);
+    std::printf("%s\t%.1f\t%.1f\n", row.c_str(), floorTime + median(differences), floorTime);
+    std::fflush(stdout);
+}
+
+/** An operation of the panel on one of the chips. */
+struct Operation {
+    std::string name;
+    unsigned rounds;
+    Work work;
 };
 
-bool setSlack(unsigned long nanoseconds)
+void reportAgainstWaits(const Operation& operation)
 {
-    return prctl(PR_SET_TIMERSLACK, nanoseconds, 0UL, 0UL, 0UL) == 0; // 0 is the slack that the thread began with
+    operation.work(); // from here on the cursor is where the page before left it
+    const Waits waits = record(operation.work);
+    setSlack(leastSlack);
+    report(operation.name + ", slack 1 ns", operation.rounds, operation.work, [&waits] { replay(waits); });
+    setSlack(slackAsStarted);
 }
 
-bool setPolicy(int policy, int priority)
+void reportSlack(const Operation& operation)
 {
-    sched_param parameters{};
-    parameters.sched_priority = priority;
-    return sched_setscheduler(0, policy, &parameters) == 0;
-}
-
-const std::vector<Setting>& settings()
-{
-    static const std::vector<Setting> all = {
-        {"waits left out", [] { return true; }, true},
-        {"timer slack as started", [] { return setSlack(0); }},
-        {"timer slack 1 ns", [] { return setSlack(1); }},
-        {"SCHED_FIFO", [] { return setPolicy(SCHED_FIFO, 1); }},
+    const auto with = [&operation](unsigned long slack) {
+        return [&operation, slack] {
+            setSlack(slack);
+            operation.work();
+        };
     };
-    return all;
+    report(operation.name + ", slack as started, against slack 1 ns", operation.rounds, with(slackAsStarted),
+           with(leastSlack));
+    setSlack(slackAsStarted);
 }
 
-frontpanelhw::drawing::DisplayBuffer pageOf(const std::string& inversions)
+void reportWaits(const Operation& operation)
 {
-    frontpanelhw::drawing::DisplayBuffer page(25, 3);
+    operation.work();
+    std::size_t cycles = 0;
+    double microseconds = 0;
+    const Waits waits = record(operation.work);
+    for (const timespec& wait : waits) {
+        cycles += wait.tv_sec == 0 && wait.tv_nsec == 10000 ? 1 : 0; // the strobe of a bus cycle
+        microseconds += static_cast<double>(wait.tv_sec) * 1e6 + static_cast<double>(wait.tv_nsec) / 1e3;
+    }
+    std::printf("%s\t%zu\t%zu\t%.1f\n", operation.name.c_str(), cycles, waits.size(), microseconds);
+}
+
+IndoorFpImpl makePanel(bench::IdlePins& pins)
+{
+    return {pins, bench::keyBase, bench::ledBase, bench::lcdBase, 3, 8, {}, {}};
+}
+
+DisplayBuffer pageOf(bool alternating)
+{
+    DisplayBuffer page(25, 3);
     for (unsigned line = 0; line < page.getLineCount(); ++line) {
         page.setLineContent(line, u"abcdefghijklmnopqrstuvwxy");
         for (unsigned column = 0; column < page.getCharCount(); ++column) {
-            page.setInverted(line, inversions[column % inversions.size()] == 'i', column, column);
+            page.setInverted(line, alternating && column % 2 == 0, column, column);
         }
     }
     return page;
 }
 
-/** A panel, brought up on a board of its own. */
-struct FittedPanel {
-    explicit FittedPanel(panelsim::ChipVariant chip) : board(configOf(chip)), factory(board)
-    {
-        panel = std::make_unique<frontpanelhw::fp::IndoorFpImpl>(factory, 10, 20, 40, 3, 8, std::vector<unsigned>(),
-                                                                 std::vector<unsigned>());
-    }
-
-    static panelsim::BoardConfig configOf(panelsim::ChipVariant chip)
-    {
-        panelsim::BoardConfig config;
-        config.chip = chip;
-        return config;
-    }
-
-    panelsim::Board board;
-    panelsim::BoardGpioFactory factory;
-    std::unique_ptr<frontpanelhw::fp::IndoorFpImpl> panel;
-};
-
-/** @return the time that the work takes in each setting, the median of some rounds, 0 for one not permitted */
-std::vector<double> measure(int rounds, const std::function<void()>& work)
+void reportChip(const std::string& chip, unsigned char id, bool onlyWaits)
 {
-    std::vector<std::vector<double>> times(settings().size());
-    for (int round = 0; round < rounds; ++round) {
-        for (std::size_t i = 0; i < settings().size(); ++i) {
-            const Setting& setting = settings()[i];
-            if (!setting.enter()) {
-                continue;
-            }
-            waits.skipped = setting.skipsWaits;
-            const auto start = std::chrono::steady_clock::now();
-            work();
-            times[i].push_back(
-                std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
-            waits.skipped = false;
-            setPolicy(SCHED_OTHER, 0);
-            setSlack(0);
-        }
+    bench::IdlePins pins(id);
+    auto panel = makePanel(pins);
+    const DisplayBuffer plain = pageOf(false);
+    const DisplayBuffer alternating = pageOf(true);
+    const Operation page{"page, " + chip, 151, [&] { panel.printBuffer(plain); }};
+    const Operation inverted{"page with every other cell inverted, " + chip, 75,
+                             [&] { panel.printBuffer(alternating); }};
+    const Operation construction{"construction of Indoor, " + chip, 5, [&] { makePanel(pins); }};
+    for (const Operation& operation : {page, inverted, construction}) {
+        (onlyWaits ? reportWaits : reportAgainstWaits)(operation);
     }
-    std::vector<double> medians;
-    for (auto& ofSetting : times) {
-        std::sort(ofSetting.begin(), ofSetting.end());
-        medians.push_back(ofSetting.empty() ? 0 : ofSetting[ofSetting.size() / 2]);
+    if (!onlyWaits) {
+        reportSlack(page);
     }
-    return medians;
-}
-
-void report(const char* what, int rounds, const panelsim::Board* board, const std::function<void()>& work)
-{
-    work(); // from here on the cursor is where the page before left it
-    const std::uint64_t operationsBefore = board != nullptr ? board->pinOperations() : 0;
-    waits = {};
-    work();
-    const Waits asked = waits;
-    const std::uint64_t operations = board != nullptr ? board->pinOperations() - operationsBefore : 0;
-    const double microseconds = std::chrono::duration<double, std::micro>(asked.asked).count();
-    std::printf("%s\n  %llu bus cycles, %llu waits, total wait %.0f us", what,
-                static_cast<unsigned long long>(asked.strobes), static_cast<unsigned long long>(asked.count),
-                microseconds);
-    if (operations != 0) {
-        std::printf(", %llu pin operations", static_cast<unsigned long long>(operations));
-    }
-    std::printf("\n");
-    const std::vector<double> times = measure(rounds, work);
-    for (std::size_t i = 0; i < times.size(); ++i) {
-        if (times[i] == 0) {
-            std::printf("  %-24s not permitted\n", settings()[i].name);
-        } else {
-            std::printf("  %-24s %9.0f us   ratio to the waits %6.2f\n", settings()[i].name, times[i],
-                        times[i] / microseconds);
-        }
-    }
-}
-
-/** @return the time of a system call that writes one byte and does nothing with it, in microseconds */
-double bareWriteTime()
-{
-    constexpr int writes = 100000;
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < writes; ++i) {
-        if (pwrite(nowhere, "1", 1, 0) != 1) {
-            return 0;
-        }
-    }
-    const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
-    close(nowhere);
-    return taken.count() / writes;
-}
-
-void reportChip(const char* name, panelsim::ChipVariant chip)
-{
-    FittedPanel fitted(chip);
-    const auto print = [&fitted](const frontpanelhw::drawing::DisplayBuffer& page) {
-        return [&fitted, page] { fitted.panel->printBuffer(page); };
-    };
-    const std::string of = std::string(", ") + name;
-    report(("A page, nothing inverted" + of).c_str(), 100, &fitted.board, print(pageOf("n")));
-    report(("A page with every other cell inverted" + of).c_str(), 20, &fitted.board, print(pageOf("in")));
-    report(("The constructor of the panel" + of).c_str(), 3, nullptr, [chip] { const FittedPanel started(chip); });
 }
 
 } // namespace
 
-int main()
+int main(int argc, char* argv[])
 {
+    const bool onlyWaits = argc == 2 && std::string(argv[1]) == "--waits";
+    if (argc > 1 && !onlyWaits) {
+        std::fprintf(stderr, "page-time: no argument, or --waits\n");
+        return 2;
+    }
     std::cout.rdbuf(nullptr); // the log lines of the panels
-    std::printf("timer slack as started: %d ns\n", prctl(PR_GET_TIMERSLACK, 0UL, 0UL, 0UL, 0UL));
-    std::printf("a write of one byte to /dev/null: %.2f us\n", bareWriteTime());
-    reportChip("RA8803", panelsim::ChipVariant::Ra8803);
-    reportChip("RA8806", panelsim::ChipVariant::Ra8806);
+    for (const auto& [chip, id] : {std::pair("RA8803", bench::ra8803), std::pair("RA8806", bench::ra8806)}) {
+        reportChip(chip, id, onlyWaits);
+    }
     return 0;
 }

@@ -2,6 +2,7 @@
  * What a pin operation through panelsim costs, against the least that it could: one byte to another process and back
  * over a Unix socket pair. Both are measured in turns in one run, since machines change their speed; the ratio counts.
  * Where the scheduler puts the two processes makes a multiple of the time, so each placement is measured on its own.
+ * Prints a line for each row, with tabs between the row's name, its time and that of the byte, both in nanoseconds.
  */
 #include "panelsim/Board.h"
 #include "panelsim/BoardConfig.h"
@@ -21,6 +22,7 @@
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <sched.h>
 #include <string>
 #include <sys/prctl.h>
@@ -165,11 +167,10 @@ void compare(int ownProcessor, int peerProcessor)
             row.times.push_back(nanosecondsEach(row.work));
         }
     }
-    std::printf("both processes on %s\n", peerProcessor == ownProcessor ? "one processor" : "a processor each");
     const double floor = median(rows[0].times);
-    for (const Row& row : rows) {
-        const double time = median(row.times);
-        std::printf("  %-42s %7.0f ns   ratio %.2f\n", row.what, time, time / floor);
+    for (std::size_t i = 1; i < std::size(rows); ++i) {
+        std::printf("%s, both processes on %s\t%.1f\t%.1f\n", rows[i].what,
+                    peerProcessor == ownProcessor ? "one processor" : "a processor each", median(rows[i].times), floor);
     }
 }
 

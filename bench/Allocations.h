@@ -1,0 +1,10 @@
+#pragma once
+
+#include <cstddef>
+
+namespace bench {
+
+/** @return how often this process has taken memory by operator new */
+std::size_t allocations();
+
+} // namespace bench
