@@ -25,6 +25,7 @@
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
@@ -271,8 +272,11 @@ void printCells(unsigned cells, unsigned times)
 void startPins(unsigned pinCount, unsigned times)
 {
     bench::IdlePins pins(bench::ra8803);
+    std::vector<unsigned> allLeds(pinCount / 2);
+    std::iota(allLeds.begin(), allLeds.end(), 0U);
     for (unsigned i = 0; i < times; ++i) {
-        const frontpanelhw::fp::FpBase panel(pins, bench::keyBase, pinCount / 2, bench::ledBase, pinCount / 2, {}, {});
+        const frontpanelhw::fp::FpBase panel(pins, bench::keyBase, pinCount / 2, bench::ledBase, pinCount / 2, allLeds,
+                                             allLeds);
     }
 }
 

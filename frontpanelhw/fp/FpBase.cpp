@@ -1,6 +1,6 @@
 #include "frontpanelhw/fp/FpBase.h"
 
-#include "frontpanelhw/Contains.h"
+#include "frontpanelhw/Listed.h"
 #include "frontpanelhw/Wait.h"
 #include "frontpanelhw/handler/GpioVectorCreator.h"
 
@@ -76,8 +76,8 @@ bool FpBase::isRunning()
 
 void FpBase::initLedStateVector(const std::vector<unsigned>& ledsInitiallyOn)
 {
-    for (unsigned i = 0; i < leds->size(); ++i) {
-        ledStates.push_back(contains(ledsInitiallyOn, i));
+    for (const bool on : listed(ledsInitiallyOn, leds->size())) {
+        ledStates.push_back(on);
     }
 }
 

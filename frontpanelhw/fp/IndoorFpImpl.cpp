@@ -1,12 +1,12 @@
 #include "frontpanelhw/fp/IndoorFpImpl.h"
 
-#include "frontpanelhw/Contains.h"
 #include "frontpanelhw/lcd/IRaController.h"
 #include "frontpanelhw/lcd/LcdRa8822GpioCreator.h"
 #include "frontpanelhw/lcd/Ra8803RegistersController.h"
 #include "frontpanelhw/lcd/Ra8806RegistersController.h"
 #include "frontpanelhw/lcd/Ra8822LcdController.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace frontpanelhw::fp {
@@ -25,7 +25,7 @@ std::unique_ptr<lcd::IRaController> makeProfile(lcd::LcdRa8822& bus)
 
 bool isBacklightInverted(unsigned backlightGpioNumber, const std::vector<unsigned>& invertedLeds)
 {
-    return contains(invertedLeds, backlightGpioNumber);
+    return std::find(invertedLeds.begin(), invertedLeds.end(), backlightGpioNumber) != invertedLeds.end();
 }
 
 IndoorFpImpl::IndoorFpImpl(sysfs::ISysfsGpioFactory& factory, unsigned keyGpioBase, unsigned ledGpioBase,

@@ -1,7 +1,9 @@
 #include "frontpanelhw/handler/LedCreator.h"
 
-#include "frontpanelhw/Contains.h"
+#include "frontpanelhw/Listed.h"
 #include "sysfs/PinDirectionEn.h"
+
+#include <cstddef>
 
 namespace frontpanelhw::handler {
 
@@ -16,8 +18,10 @@ std::vector<std::unique_ptr<sysfs::ISysfsGpio>>& LedCreator::create(const std::v
                                                                     const std::vector<unsigned>& ledsInitiallyOn)
 {
     auto& leds = gpioCreator->createOnlyExported();
-    for (unsigned i = 0; i < leds.size(); ++i) {
-        leds[i]->init(contains(invertedLeds, i), sysfs::PinDirectionEn::Output, contains(ledsInitiallyOn, i));
+    const std::vector<bool> inverted = listed(invertedLeds, leds.size());
+    const std::vector<bool> initiallyOn = listed(ledsInitiallyOn, leds.size());
+    for (std::size_t i = 0; i < leds.size(); ++i) {
+        leds[i]->init(inverted[i], sysfs::PinDirectionEn::Output, initiallyOn[i]);
     }
     return leds;
 }
