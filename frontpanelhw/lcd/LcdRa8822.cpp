@@ -87,23 +87,23 @@ unsigned char takeByte(const LcdRa8822Gpios& pins)
     return static_cast<unsigned char>(byte);
 }
 
-/** The address cycle, for a number that is known when this is compiled: its bits then take no computing. */
-[[gnu::always_inline]] inline void sendKnownNumber(LcdRa8822Gpios& pins, unsigned reg, bool isRa8806)
+/** A write cycle up to the strobe's end, for a byte that may be known when this is compiled: no computing then. */
+[[gnu::always_inline]] inline void strobeByte(LcdRa8822Gpios& pins, unsigned byte, bool registerSelect)
 {
-    putByte(pins, reg);
-    pins.registerSelectGpio->setValue(isRa8806);
+    putByte(pins, byte);
+    pins.registerSelectGpio->setValue(registerSelect);
     pins.chipSelectGpio->setValue(true);
     pins.readStrobeGpio->setValue(false);
     pins.writeStrobeGpio->setValue(true);
     wait(strobeWidth);
     pins.writeStrobeGpio->setValue(false);
     pins.chipSelectGpio->setValue(false);
-    wait(cycleRecovery);
 }
 
 void sendRegisterNumber(LcdRa8822Gpios& pins, unsigned reg, bool isRa8806)
 {
-    sendKnownNumber(pins, reg, isRa8806);
+    strobeByte(pins, reg, isRa8806);
+    wait(cycleRecovery);
 }
 
 void writeRegister(LcdRa8822Gpios& pins, unsigned reg, unsigned value, bool isRa8806)
@@ -135,16 +135,10 @@ void readRegisterValue(LcdRa8822Gpios& pins, unsigned char& value)
 void writeMemory(LcdRa8822Gpios& pins, unsigned value, bool isRa8806)
 {
     if (isRa8806) {
-        sendKnownNumber(pins, ra8806DataRegister, true);
+        strobeByte(pins, ra8806DataRegister, true);
+        wait(cycleRecovery);
     }
-    putByte(pins, value);
-    pins.registerSelectGpio->setValue(!isRa8806);
-    pins.chipSelectGpio->setValue(true);
-    pins.readStrobeGpio->setValue(false);
-    pins.writeStrobeGpio->setValue(true);
-    wait(strobeWidth);
-    pins.writeStrobeGpio->setValue(false);
-    pins.chipSelectGpio->setValue(false);
+    strobeByte(pins, value, !isRa8806);
 }
 
 } // namespace
