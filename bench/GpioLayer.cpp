@@ -6,6 +6,8 @@
  * Prints a line for each row, with tabs between the row's name, the time measured and what it is compared with, both in
  * nanoseconds: medians of the processor's time, since none of the operations sleeps.
  */
+#include "bench/BareFile.h"
+#include "bench/Check.h"
 #include "frontpanelhw/lcd/LcdRa8822.h"
 #include "frontpanelhw/lcd/LcdRa8822Gpios.h"
 #include "sysfs/ISysfsGpio.h"
@@ -15,7 +17,6 @@
 
 #include <array>
 #include <benchmark/benchmark.h>
-#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -28,21 +29,14 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <system_error>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
+using bench::BareFile;
 using sysfs::PinDirectionEn;
-
-void check(bool ok, const char* what)
-{
-    if (!ok) {
-        throw std::system_error(errno, std::generic_category(), what);
-    }
-}
 
 /** A directory with the files of the kernel's GPIO interface, for as long as the object lives. */
 class TemporaryInterface {
@@ -52,7 +46,7 @@ public:
         const bool inMemory = access("/dev/shm", W_OK) == 0;
         const std::string parent = inMemory ? "/dev/shm" : std::filesystem::temp_directory_path().string();
         directory = parent + "/gpio-layer-XXXXXX";
-        check(mkdtemp(directory.data()) != nullptr, "mkdtemp");
+        bench::check(mkdtemp(directory.data()) != nullptr, "mkdtemp");
         write("export", "");
         write("unexport", "");
     }
@@ -88,31 +82,6 @@ private:
     std::string directory;
 };
 
-class Descriptor {
-public:
-    Descriptor(const std::string& path, int flags) : descriptor(open(path.c_str(), flags | O_CLOEXEC))
-    {
-        check(descriptor >= 0, "open");
-    }
-    ~Descriptor() { close(descriptor); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    void write(std::string_view text) const
-    {
-        check(pwrite(descriptor, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()), "pwrite");
-    }
-    bool read() const
-    {
-        char level = '\0';
-        check(pread(descriptor, &level, 1, 0) == 1, "pread");
-        return level == '1';
-    }
-
-private:
-    int descriptor;
-};
-
 constexpr std::size_t dataLines = 8;
 constexpr unsigned pinNumber = 100;
 constexpr unsigned bareNumber = 101;
@@ -127,17 +96,17 @@ public:
         for (unsigned i = 0; i < dataLines; ++i) {
             lcdPins.dataGpios[i] = makePin(dataBase + i);
             bareDirections[i] =
-                std::make_unique<Descriptor>(interface.addLine(bareDataBase + i) + "/direction", O_WRONLY);
+                std::make_unique<BareFile>(interface.addLine(bareDataBase + i) + "/direction", O_WRONLY);
         }
     }
 
     void set(bool level) { pin->setValue(level); }
     void setBare(bool level) { bare.write(level ? "1" : "0"); }
-    void setOpening(bool level) { Descriptor(barePath, O_WRONLY).write(level ? "1" : "0"); }
+    void setOpening(bool level) { BareFile(barePath, O_WRONLY).write(level ? "1" : "0"); }
 
     void get(bool /*level*/) { benchmark::DoNotOptimize(pin->getValue()); }
-    void getBare(bool /*level*/) { benchmark::DoNotOptimize(bare.read()); }
-    void getOpening(bool /*level*/) { benchmark::DoNotOptimize(Descriptor(barePath, O_RDONLY).read()); }
+    void getBare(bool /*level*/) { benchmark::DoNotOptimize(bare.readLevel()); }
+    void getOpening(bool /*level*/) { benchmark::DoNotOptimize(BareFile(barePath, O_RDONLY).readLevel()); }
 
     void turn(bool output) { lcd.setDataDirection(output ? PinDirectionEn::Output : PinDirectionEn::Input); }
     void turnBare(bool output)
@@ -160,9 +129,9 @@ private:
     TemporaryInterface interface;
     std::unique_ptr<sysfs::ISysfsGpio> pin;
     std::string barePath;
-    Descriptor bare;
+    BareFile bare;
     frontpanelhw::lcd::LcdRa8822Gpios lcdPins;
-    std::array<std::unique_ptr<Descriptor>, dataLines> bareDirections;
+    std::array<std::unique_ptr<BareFile>, dataLines> bareDirections;
     frontpanelhw::lcd::LcdRa8822 lcd{lcdPins, false};
 };
 

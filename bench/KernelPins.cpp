@@ -6,13 +6,13 @@
  * To be run in a machine of its own: scripts/bench-kernel does that. Prints a line for each row, with tabs between the
  * row's name, the layer's time and what it is compared with, both in nanoseconds.
  */
+#include "bench/BareFile.h"
+#include "bench/Check.h"
+#include "bench/Timing.h"
 #include "sysfs/ISysfsGpio.h"
 #include "sysfs/PinDirectionEn.h"
 #include "sysfs/SysfsGpioFactory.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <fcntl.h>
@@ -23,22 +23,15 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <system_error>
-#include <unistd.h>
 #include <vector>
 
 namespace {
 
+using bench::check;
+
 constexpr const char* self = "kernel-pins";
 constexpr int rounds = 201;
 constexpr int operationsInRound = 1000;
-
-void check(bool ok, const char* what)
-{
-    if (!ok) {
-        throw std::system_error(errno, std::generic_category(), what);
-    }
-}
 
 /** @return the number that the kernel has given to the first line of the chip with this label */
 unsigned baseOf(const std::string& label)
@@ -138,24 +131,15 @@ private:
 class BareLine {
 public:
     explicit BareLine(unsigned gpioNumber)
-        : descriptor(open(("/sys/class/gpio/gpio" + std::to_string(gpioNumber) + "/value").c_str(), O_RDWR | O_CLOEXEC))
+        : value("/sys/class/gpio/gpio" + std::to_string(gpioNumber) + "/value", O_RDWR)
     {
-        check(descriptor >= 0, "open");
     }
-    ~BareLine() { close(descriptor); }
-    BareLine(const BareLine&) = delete;
-    BareLine& operator=(const BareLine&) = delete;
 
-    void set(bool level) { check(pwrite(descriptor, level ? "1" : "0", 1, 0) == 1, "pwrite"); }
-    bool get() const
-    {
-        char level = '\0';
-        check(pread(descriptor, &level, 1, 0) == 1, "pread");
-        return level == '1';
-    }
+    void set(bool level) { value.write(level ? "1" : "0"); }
+    bool get() const { return value.readLevel(); }
 
 private:
-    int descriptor;
+    bench::BareFile value;
 };
 
 /** Fails unless the line takes and shows both levels; leaves it as an input at the high level that it had last. */
@@ -176,23 +160,6 @@ void expectToReach(Line& line, unsigned gpioNumber)
     }
 }
 
-template <typename Line, typename Operation>
-double nanosecondsEach(Line& line, const Operation& operation)
-{
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < operationsInRound; ++i) {
-        operation(line, i);
-    }
-    const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
-    return taken.count() / operationsInRound;
-}
-
-double median(std::vector<double> values)
-{
-    std::nth_element(values.begin(), values.begin() + rounds / 2, values.end());
-    return values[rounds / 2];
-}
-
 struct Lines {
     LayerLine layer;
     BareLine bare;
@@ -205,14 +172,17 @@ void compare(const char* name, const char* bareName, Lines& lines, const Operati
     std::vector<double> layer;
     std::vector<double> bare;
     std::vector<double> libgpiod;
+    const auto timeOf = [&operation](auto& line) {
+        return bench::nanosecondsEach(operationsInRound, [&](int i) { operation(line, i); });
+    };
     for (int round = 0; round < rounds; ++round) {
-        layer.push_back(nanosecondsEach(lines.layer, operation));
-        bare.push_back(nanosecondsEach(lines.bare, operation));
-        libgpiod.push_back(nanosecondsEach(lines.libgpiod, operation));
+        layer.push_back(timeOf(lines.layer));
+        bare.push_back(timeOf(lines.bare));
+        libgpiod.push_back(timeOf(lines.libgpiod));
     }
     constexpr const char* row = "%s in the emulated ARM kernel, against %s\t%.0f\t%.0f\n";
-    std::printf(row, name, "libgpiod", median(layer), median(libgpiod));
-    std::printf(row, name, bareName, median(layer), median(bare));
+    std::printf(row, name, "libgpiod", bench::median(layer), bench::median(libgpiod));
+    std::printf(row, name, bareName, bench::median(layer), bench::median(bare));
 }
 
 void run(const std::string& label, unsigned layerOffset, unsigned libgpiodOffset)

@@ -112,9 +112,9 @@ struct Lcd {
            static_cast<unsigned>(pins.dataGpios[7]->getValue()) << 7U;
 }
 
-[[gnu::always_inline]] inline void setRegisterByHand(LcdRa8822Gpios& pins, unsigned reg, bool registerSelect)
+[[gnu::always_inline]] inline void strobeByHand(LcdRa8822Gpios& pins, unsigned byte, bool registerSelect)
 {
-    setDataByHand(pins, reg);
+    setDataByHand(pins, byte);
     pins.registerSelectGpio->setValue(registerSelect);
     pins.chipSelectGpio->setValue(true);
     pins.readStrobeGpio->setValue(false);
@@ -122,6 +122,11 @@ struct Lcd {
     sleepFor(10000);
     pins.writeStrobeGpio->setValue(false);
     pins.chipSelectGpio->setValue(false);
+}
+
+[[gnu::always_inline]] inline void setRegisterByHand(LcdRa8822Gpios& pins, unsigned reg, bool registerSelect)
+{
+    strobeByHand(pins, reg, registerSelect);
     sleepFor(1000);
 }
 
@@ -160,14 +165,7 @@ template <bool isRa8806>
     if constexpr (isRa8806) {
         setRegisterByHand(pins, 0xB0, true);
     }
-    setDataByHand(pins, value);
-    pins.registerSelectGpio->setValue(!isRa8806);
-    pins.chipSelectGpio->setValue(true);
-    pins.readStrobeGpio->setValue(false);
-    pins.writeStrobeGpio->setValue(true);
-    sleepFor(10000);
-    pins.writeStrobeGpio->setValue(false);
-    pins.chipSelectGpio->setValue(false);
+    strobeByHand(pins, value, !isRa8806);
 }
 
 /** Counts down how often the last key is read; at 0 the polling ends. */

@@ -6,10 +6,10 @@
  * page-time --waits: what each operation waits for instead: name, bus cycles, waits, and their sum in microseconds.
  */
 #include "bench/IdlePins.h"
+#include "bench/Timing.h"
 #include "frontpanelhw/drawing/DisplayBuffer.h"
 #include "frontpanelhw/fp/IndoorFpImpl.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
@@ -77,13 +77,6 @@ double microsecondsOf(const Work& work)
     return std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count();
 }
 
-double median(std::vector<double> times)
-{
-    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
-    std::nth_element(times.begin(), middle, times.end());
-    return *middle;
-}
-
 /**
  * Each round does both, and the one that goes first changes. What a round takes more than its floor tells more than two
  * medians do, since other work on the machine delays some rounds by far more than that.
@@ -99,8 +92,8 @@ void report(const std::string& row, unsigned rounds, const Work& measured, const
         floorTimes.push_back(measuredFirst ? second : first);
         differences.push_back(measuredFirst ? first - second : second - first);
     }
-    const double floorTime = median(floorTimes);
-    std::printf("%s\t%.1f\t%.1f\n", row.c_str(), floorTime + median(differences), floorTime);
+    const double floorTime = bench::median(floorTimes);
+    std::printf("%s\t%.1f\t%.1f\n", row.c_str(), floorTime + bench::median(differences), floorTime);
     std::fflush(stdout);
 }
 

@@ -4,6 +4,7 @@
  * Where the scheduler puts the two processes makes a multiple of the time, so each placement is measured on its own.
  * Prints a line for each row, with tabs between the row's name, its time and that of the byte, both in nanoseconds.
  */
+#include "bench/Timing.h"
 #include "panelsim/Board.h"
 #include "panelsim/BoardConfig.h"
 #include "panelsim/wire/PinServer.h"
@@ -14,7 +15,6 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
@@ -98,22 +98,6 @@ void serveBoard(int addressTo)
     }
 }
 
-double nanosecondsEach(const Work& work)
-{
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < operationsInRound; ++i) {
-        work(i);
-    }
-    const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
-    return taken.count() / operationsInRound;
-}
-
-double median(std::vector<double> values)
-{
-    std::nth_element(values.begin(), values.begin() + rounds / 2, values.end());
-    return values[rounds / 2];
-}
-
 /** @return the processors that this process may run on */
 std::vector<int> processors()
 {
@@ -164,13 +148,14 @@ void compare(int ownProcessor, int peerProcessor)
     };
     for (int round = 0; round < rounds; ++round) {
         for (Row& row : rows) {
-            row.times.push_back(nanosecondsEach(row.work));
+            row.times.push_back(bench::nanosecondsEach(operationsInRound, row.work));
         }
     }
-    const double floor = median(rows[0].times);
+    const double floor = bench::median(rows[0].times);
     for (std::size_t i = 1; i < std::size(rows); ++i) {
         std::printf("%s, both processes on %s\t%.1f\t%.1f\n", rows[i].what,
-                    peerProcessor == ownProcessor ? "one processor" : "a processor each", median(rows[i].times), floor);
+                    peerProcessor == ownProcessor ? "one processor" : "a processor each", bench::median(rows[i].times),
+                    floor);
     }
 }
 
