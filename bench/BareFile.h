@@ -1,7 +1,7 @@
 #pragma once
 
 #include "bench/Check.h"
-#include "panelsim/FileDescriptor.h"
+#include "panelsim/board/FileDescriptor.h"
 
 #include <fcntl.h>
 #include <string>

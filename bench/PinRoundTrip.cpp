@@ -5,8 +5,8 @@
  * Prints a line for each row, with tabs between the row's name, its time and that of the byte, both in nanoseconds.
  */
 #include "bench/Timing.h"
-#include "panelsim/Board.h"
-#include "panelsim/BoardConfig.h"
+#include "panelsim/board/Board.h"
+#include "panelsim/board/BoardConfig.h"
 #include "panelsim/wire/PinServer.h"
 #include "panelsim/wire/Protocol.h"
 #include "panelsim/wire/RemoteGpio.h"

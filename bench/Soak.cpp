@@ -1,7 +1,7 @@
 #include "frontpanelhw/drawing/DisplayBuffer.h"
 #include "frontpanelhw/fp/IndoorFpImpl.h"
-#include "panelsim/Board.h"
-#include "panelsim/BoardGpioFactory.h"
+#include "panelsim/board/Board.h"
+#include "panelsim/board/BoardGpioFactory.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/VirtualTime.h"
 

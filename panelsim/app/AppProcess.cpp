@@ -1,6 +1,6 @@
 #include "panelsim/app/AppProcess.h"
 
-#include "panelsim/FileDescriptor.h"
+#include "panelsim/board/FileDescriptor.h"
 
 #include <array>
 #include <cerrno>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "panelsim/app/AppLog.h"
-#include "panelsim/app/AppState.h"
 #include "panelsim/app/OutputCopier.h"
+#include "panelsim/board/AppLog.h"
+#include "panelsim/board/AppState.h"
 
 #include <csignal>
 #include <memory>

@@ -1,7 +1,7 @@
 #include "panelsim/app/Options.h"
 
-#include "panelsim/app/Duration.h"
 #include "panelsim/app/UsageError.h"
+#include "panelsim/board/Duration.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

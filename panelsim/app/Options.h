@@ -1,7 +1,7 @@
 #pragma once
 
-#include "panelsim/BoardConfig.h"
-#include "panelsim/PinFault.h"
+#include "panelsim/board/BoardConfig.h"
+#include "panelsim/board/PinFault.h"
 #include "panelsim/web/HttpAddress.h"
 
 #include <chrono>

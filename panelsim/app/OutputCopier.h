@@ -1,7 +1,7 @@
 #pragma once
 
-#include "panelsim/FileDescriptor.h"
-#include "panelsim/app/AppLog.h"
+#include "panelsim/board/AppLog.h"
+#include "panelsim/board/FileDescriptor.h"
 
 #include <cstddef>
 #include <string_view>

@@ -1,7 +1,7 @@
 #include "panelsim/app/PanelPrinter.h"
 
-#include "panelsim/PanelText.h"
 #include "panelsim/app/Output.h"
+#include "panelsim/picture/PanelText.h"
 
 #include <chrono>
 #include <cstdint>

@@ -1,10 +1,10 @@
 #include "panelsim/app/Simulator.h"
 
-#include "panelsim/app/Duration.h"
 #include "panelsim/app/Environment.h"
 #include "panelsim/app/ExitStatus.h"
 #include "panelsim/app/Output.h"
-#include "panelsim/app/Situation.h"
+#include "panelsim/board/Duration.h"
+#include "panelsim/scenario/Situation.h"
 
 #include <algorithm>
 #include <array>

@@ -1,15 +1,15 @@
 #pragma once
 
-#include "panelsim/FileDescriptor.h"
 #include "panelsim/app/AppProcess.h"
 #include "panelsim/app/Options.h"
 #include "panelsim/app/PanelPrinter.h"
 #include "panelsim/app/PlayingScenario.h"
 #include "panelsim/app/Signals.h"
-#include "panelsim/app/Simulation.h"
+#include "panelsim/board/FileDescriptor.h"
+#include "panelsim/board/Simulation.h"
+#include "panelsim/picture/VcdTrace.h"
 #include "panelsim/scenario/Scenario.h"
 #include "panelsim/scenario/ScenarioResult.h"
-#include "panelsim/trace/VcdTrace.h"
 #include "panelsim/web/PanelServer.h"
 #include "panelsim/wire/PinServer.h"
 #include "panelsim/wire/StampedClock.h"

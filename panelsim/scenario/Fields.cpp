@@ -1,8 +1,8 @@
 #include "panelsim/scenario/Fields.h"
 
-#include "panelsim/app/Duration.h"
+#include "panelsim/board/Duration.h"
+#include "panelsim/board/Utf8.h"
 #include "panelsim/scenario/PlacedError.h"
-#include "panelsim/scenario/Utf8.h"
 
 #include <algorithm>
 #include <charconv>

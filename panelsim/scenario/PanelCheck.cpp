@@ -1,8 +1,8 @@
 #include "panelsim/scenario/PanelCheck.h"
 
-#include "panelsim/LcdChip.h"
+#include "panelsim/board/LcdChip.h"
+#include "panelsim/board/Utf8.h"
 #include "panelsim/scenario/ShownText.h"
-#include "panelsim/scenario/Utf8.h"
 
 namespace panelsim {
 

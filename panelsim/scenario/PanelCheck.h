@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panelsim/PanelView.h"
+#include "panelsim/board/PanelView.h"
 #include "panelsim/scenario/Scenario.h"
 
 #include <optional>

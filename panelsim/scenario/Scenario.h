@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panelsim/PinFault.h"
+#include "panelsim/board/PinFault.h"
 #include "panelsim/scenario/TextPlace.h"
 
 #include <chrono>

@@ -1,11 +1,11 @@
 #include "panelsim/scenario/ScenarioFile.h"
 
+#include "panelsim/board/Utf8.h"
 #include "panelsim/scenario/Fields.h"
 #include "panelsim/scenario/Files.h"
 #include "panelsim/scenario/PlacedError.h"
 #include "panelsim/scenario/ScenarioError.h"
 #include "panelsim/scenario/StepTable.h"
-#include "panelsim/scenario/Utf8.h"
 #include "panelsim/scenario/YamlDocument.h"
 
 #include <system_error>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "panelsim/Board.h"
-#include "panelsim/BoardConfig.h"
+#include "panelsim/board/Board.h"
+#include "panelsim/board/BoardConfig.h"
 #include "panelsim/scenario/Scenario.h"
 
 #include <cstddef>

@@ -1,6 +1,6 @@
 #include "panelsim/scenario/ScenarioRunner.h"
 
-#include "panelsim/app/Situation.h"
+#include "panelsim/scenario/Situation.h"
 #include "panelsim/scenario/StepPlayer.h"
 #include "panelsim/scenario/StepText.h"
 

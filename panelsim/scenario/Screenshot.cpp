@@ -1,9 +1,9 @@
 #include "panelsim/scenario/Screenshot.h"
 
-#include "panelsim/PanelSvg.h"
-#include "panelsim/PanelText.h"
+#include "panelsim/board/Utf8.h"
+#include "panelsim/picture/PanelSvg.h"
+#include "panelsim/picture/PanelText.h"
 #include "panelsim/scenario/Files.h"
-#include "panelsim/scenario/Utf8.h"
 
 #include <cstddef>
 #include <sstream>

@@ -1,7 +1,7 @@
 #include "panelsim/scenario/ShownText.h"
 
-#include "panelsim/Glyph.h"
-#include "panelsim/LcdChip.h"
+#include "panelsim/board/LcdChip.h"
+#include "panelsim/picture/Glyph.h"
 
 namespace panelsim {
 

@@ -1,8 +1,8 @@
 #include "panelsim/scenario/StepPlayer.h"
 
+#include "panelsim/board/Utf8.h"
 #include "panelsim/scenario/Screenshot.h"
 #include "panelsim/scenario/StepText.h"
-#include "panelsim/scenario/Utf8.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panelsim/app/Simulation.h"
+#include "panelsim/board/Simulation.h"
 #include "panelsim/scenario/PanelCheck.h"
 #include "panelsim/scenario/Scenario.h"
 #include "panelsim/scenario/ScenarioResult.h"

@@ -1,10 +1,10 @@
 #include "panelsim/scenario/StepTable.h"
 
-#include "panelsim/LcdChip.h"
+#include "panelsim/board/LcdChip.h"
+#include "panelsim/board/Utf8.h"
 #include "panelsim/scenario/Fields.h"
 #include "panelsim/scenario/NearestWord.h"
 #include "panelsim/scenario/PlacedError.h"
-#include "panelsim/scenario/Utf8.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,7 +1,7 @@
 #include "panelsim/scenario/StepText.h"
 
-#include "panelsim/app/Duration.h"
-#include "panelsim/scenario/Utf8.h"
+#include "panelsim/board/Duration.h"
+#include "panelsim/board/Utf8.h"
 
 namespace panelsim {
 

@@ -1,7 +1,7 @@
 #include "panelsim/scenario/YamlDocument.h"
 
+#include "panelsim/board/Utf8.h"
 #include "panelsim/scenario/PlacedError.h"
-#include "panelsim/scenario/Utf8.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panelsim/HeldKeys.h"
+#include "panelsim/board/HeldKeys.h"
 
 #include <atomic>
 #include <cstddef>

@@ -1,6 +1,6 @@
 #include "panelsim/web/EventStream.h"
 
-#include "panelsim/app/AppLog.h"
+#include "panelsim/board/AppLog.h"
 #include "panelsim/web/PageState.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panelsim/app/Simulation.h"
+#include "panelsim/board/Simulation.h"
 
 #include <atomic>
 #include <chrono>

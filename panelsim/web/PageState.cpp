@@ -1,9 +1,9 @@
 #include "panelsim/web/PageState.h"
 
-#include "panelsim/BusFault.h"
-#include "panelsim/Glyph.h"
-#include "panelsim/PanelSvg.h"
-#include "panelsim/app/AppState.h"
+#include "panelsim/board/AppState.h"
+#include "panelsim/board/BusFault.h"
+#include "panelsim/picture/Glyph.h"
+#include "panelsim/picture/PanelSvg.h"
 
 #include <nlohmann/json.hpp>
 

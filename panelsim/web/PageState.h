@@ -1,9 +1,9 @@
 #pragma once
 
-#include "panelsim/BoardConfig.h"
-#include "panelsim/HeldKeys.h"
-#include "panelsim/app/AppLog.h"
-#include "panelsim/app/Simulation.h"
+#include "panelsim/board/AppLog.h"
+#include "panelsim/board/BoardConfig.h"
+#include "panelsim/board/HeldKeys.h"
+#include "panelsim/board/Simulation.h"
 #include "panelsim/web/PageInfo.h"
 
 #include <string>

@@ -1,6 +1,6 @@
 #include "panelsim/wire/PinSession.h"
 
-#include "panelsim/BoardGpioFactory.h"
+#include "panelsim/board/BoardGpioFactory.h"
 #include "sysfs/PinDirectionEn.h"
 
 #include <atomic>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panelsim/Board.h"
+#include "panelsim/board/Board.h"
 #include "panelsim/wire/Protocol.h"
 #include "sysfs/ISysfsGpio.h"
 

@@ -1,6 +1,6 @@
 #include "panelsim/wire/StampedClock.h"
 
-#include "panelsim/Board.h"
+#include "panelsim/board/Board.h"
 
 #include <algorithm>
 #include <optional>

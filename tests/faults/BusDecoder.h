@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panelsim/BoardConfig.h"
+#include "panelsim/board/BoardConfig.h"
 #include "tests/faults/FaultyPins.h"
 
 #include <cstdint>

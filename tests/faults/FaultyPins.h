@@ -1,8 +1,8 @@
 #pragma once
 
-#include "panelsim/Board.h"
-#include "panelsim/BoardGpioFactory.h"
-#include "panelsim/PinFault.h"
+#include "panelsim/board/Board.h"
+#include "panelsim/board/BoardGpioFactory.h"
+#include "panelsim/board/PinFault.h"
 #include "sysfs/ISysfsGpioFactory.h"
 
 #include <cstdint>

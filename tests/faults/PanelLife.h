@@ -2,7 +2,7 @@
 
 #include "frontpanelhw/FrontPanelType.h"
 #include "frontpanelhw/fp/ILcdFp.h"
-#include "panelsim/Board.h"
+#include "panelsim/board/Board.h"
 #include "tests/faults/FaultyPins.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/VirtualTime.h"

@@ -3,8 +3,8 @@
 // and a panel constructed anew shows what is printed on it.
 #include "frontpanelhw/fp/FpBase.h"
 #include "frontpanelhw/fp/IndoorFpImpl.h"
-#include "panelsim/Board.h"
-#include "panelsim/BoardGpioFactory.h"
+#include "panelsim/board/Board.h"
+#include "panelsim/board/BoardGpioFactory.h"
 #include "tests/fuzz/Check.h"
 #include "tests/fuzz/Choices.h"
 #include "tests/support/CapturedOutput.h"

@@ -1,10 +1,10 @@
 // Any bytes are a scenario, or they are refused in one line that tells the place.
-#include "panelsim/Board.h"
-#include "panelsim/BoardConfig.h"
+#include "panelsim/board/Board.h"
+#include "panelsim/board/BoardConfig.h"
+#include "panelsim/board/Utf8.h"
 #include "panelsim/scenario/ScenarioError.h"
 #include "panelsim/scenario/ScenarioFile.h"
 #include "panelsim/scenario/StepText.h"
-#include "panelsim/scenario/Utf8.h"
 #include "tests/fuzz/Check.h"
 #include "tests/panelsim/scenario/ScenarioFolder.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panelsim/FileDescriptor.h"
+#include "panelsim/board/FileDescriptor.h"
 
 #include <string>
 #include <sys/types.h>

@@ -1,6 +1,6 @@
 /* The tool as it is installed, on the kernel's own GPIO interface, with the module panel_gpio's lines under it. */
-#include "panelsim/Board.h"
-#include "panelsim/PanelText.h"
+#include "panelsim/board/Board.h"
+#include "panelsim/picture/PanelText.h"
 #include "tests/kernel/Child.h"
 #include "tests/kernel/ModuleBridge.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "panelsim/Board.h"
-#include "panelsim/FileDescriptor.h"
+#include "panelsim/board/Board.h"
+#include "panelsim/board/FileDescriptor.h"
 #include "tests/kernel/module/panel_gpio.h"
 
 #include <atomic>

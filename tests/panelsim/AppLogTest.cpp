@@ -1,4 +1,4 @@
-#include "panelsim/app/AppLog.h"
+#include "panelsim/board/AppLog.h"
 
 #include <gtest/gtest.h>
 #include <string>

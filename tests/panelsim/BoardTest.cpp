@@ -1,7 +1,7 @@
-#include "panelsim/Board.h"
+#include "panelsim/board/Board.h"
 
-#include "panelsim/BoardGpioFactory.h"
-#include "panelsim/PanelText.h"
+#include "panelsim/board/BoardGpioFactory.h"
+#include "panelsim/picture/PanelText.h"
 
 #include <gtest/gtest.h>
 

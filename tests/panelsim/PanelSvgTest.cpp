@@ -1,4 +1,4 @@
-#include "panelsim/PanelSvg.h"
+#include "panelsim/picture/PanelSvg.h"
 
 #include <functional>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "panelsim/trace/VcdTrace.h"
+#include "panelsim/picture/VcdTrace.h"
 
 #include <cerrno>
 #include <filesystem>

@@ -1,6 +1,6 @@
-#include "panelsim/Board.h"
-#include "panelsim/InstalledBoard.h"
-#include "panelsim/PanelText.h"
+#include "panelsim/board/Board.h"
+#include "panelsim/board/InstalledBoard.h"
+#include "panelsim/picture/PanelText.h"
 #include "tests/tools/RunTool.h"
 
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "panelsim/app/Duration.h"
+#include "panelsim/board/Duration.h"
 
 #include <gtest/gtest.h>
 

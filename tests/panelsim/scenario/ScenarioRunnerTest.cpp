@@ -1,8 +1,8 @@
 #include "panelsim/scenario/ScenarioRunner.h"
 
-#include "panelsim/BoardGpioFactory.h"
-#include "panelsim/PanelSvg.h"
-#include "panelsim/PanelText.h"
+#include "panelsim/board/BoardGpioFactory.h"
+#include "panelsim/picture/PanelSvg.h"
+#include "panelsim/picture/PanelText.h"
 #include "panelsim/scenario/ScenarioFile.h"
 #include "tests/panelsim/scenario/FakeApplication.h"
 #include "tests/panelsim/scenario/ScenarioFolder.h"

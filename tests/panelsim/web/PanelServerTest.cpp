@@ -1,6 +1,6 @@
 #include "panelsim/web/PanelServer.h"
 
-#include "panelsim/BoardGpio.h"
+#include "panelsim/board/BoardGpio.h"
 #include "tests/panelsim/web/EventReader.h"
 
 #include <arpa/inet.h>

@@ -1,7 +1,7 @@
 #include "panelsim/wire/PinServer.h"
 
-#include "panelsim/BoardGpioFactory.h"
-#include "panelsim/FileDescriptor.h"
+#include "panelsim/board/BoardGpioFactory.h"
+#include "panelsim/board/FileDescriptor.h"
 #include "panelsim/wire/Protocol.h"
 #include "panelsim/wire/RemoteGpio.h"
 #include "panelsim/wire/StampedClock.h"

@@ -1,0 +1,103 @@
+#pragma once
+
+#include "panelsim/board/ChangeSignal.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <limits>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace panelsim {
+
+/** A line of the log. */
+struct LogLine {
+    enum class Source {
+        Output,   ///< the application's standard output
+        Error,    ///< the application's standard error
+        Simulator ///< a remark of the simulator's own
+    };
+
+    Source source = Source::Output;
+    std::string text = {}; ///< bytes as they were written, without the newline
+    bool complete = false; ///< whether no more is to come
+};
+
+/**
+ * What the application has written, line by line, with remarks between. It keeps the last lines only, and cuts a line
+ * that grows too long or that many others have overtaken. Lines are numbered from 0 on, in the order in which they
+ * began. All operations may be called from several threads.
+ */
+class AppLog {
+public:
+    static constexpr std::size_t keptLines = 4000;
+    static constexpr std::size_t longestLine = 1024; ///< bytes
+    static constexpr std::size_t mostOvertaking = 20;
+
+    /** A place in a line. */
+    struct Place {
+        std::uint64_t line = 0;
+        std::size_t column = 0;
+    };
+
+    /** What has been looked at: all before a place, but for an earlier line that had not come to its end. */
+    struct Position {
+        Place place = {};
+        std::optional<Place> unfinished = {};
+    };
+
+    /** Some lines that follow each other. */
+    struct Lines {
+        std::uint64_t first = 0; ///< number of the first one
+        std::vector<LogLine> lines = {};
+        bool last = true; ///< whether no line follows them
+    };
+
+    /** @param changes is notified when text has come; must outlive the log */
+    explicit AppLog(ChangeSignal& changes);
+
+    /** Takes output, in pieces of any size. */
+    void append(LogLine::Source source, std::string_view bytes);
+    /** Ends the line that the source began, if it did. */
+    void endLine(LogLine::Source source);
+    /** Adds a whole line. */
+    void remark(std::string_view text);
+
+    /** @return how often text has come */
+    std::uint64_t version() const;
+    /**
+     * @return the lines from that number on, as far as they are kept: all, or the first ones, until they have so many
+     * bytes of text
+     */
+    Lines linesFrom(std::uint64_t number, std::size_t enoughBytes = std::numeric_limits<std::size_t>::max()) const;
+    /** @return the last lines, at most so many */
+    std::vector<LogLine> lastLines(std::size_t most) const;
+
+    /**
+     * Looks for text within one line of the application's.
+     * @return the position right after it, empty when it is not there
+     */
+    std::optional<Position> find(std::string_view text, Position from) const;
+
+private:
+    /** @param number of a line that is kept */
+    std::size_t indexOf(std::uint64_t number) const { return static_cast<std::size_t>(number - firstLine); }
+    std::optional<Place> findAt(std::string_view text, Place from) const;
+    void put(LogLine::Source source, std::string_view bytes);
+    LogLine& beginLine(LogLine::Source source);
+    void complete(LogLine::Source source);
+
+    ChangeSignal& changes;
+    mutable std::mutex mutex;
+    std::deque<LogLine> lines;
+    std::uint64_t firstLine = 0;                    ///< number of the first line that is kept
+    std::map<LogLine::Source, std::uint64_t> begun; ///< numbers of the lines that are not complete
+    std::uint64_t appended = 0;
+};
+
+} // namespace panelsim

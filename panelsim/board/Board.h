@@ -1,0 +1,168 @@
+#pragma once
+
+#include "panelsim/board/BoardConfig.h"
+#include "panelsim/board/BusFault.h"
+#include "panelsim/board/LcdBus.h"
+#include "panelsim/board/PanelView.h"
+#include "panelsim/board/PinFault.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace panelsim {
+
+/** Electrical level of a line; floating when nothing drives or pulls it. */
+enum class LineLevel { Low, High, Floating };
+
+/** A line whose level changed, whoever drives it. */
+struct LineChange {
+    std::chrono::nanoseconds time; ///< of the board's clock
+    unsigned gpio;
+    LineLevel level;
+};
+
+/**
+ * A front panel on a simulated board: ID lines, keys, LEDs and, behind its fourteen lines, the LCD. It knows electrical
+ * levels only; the polarity of a pin is the affair of the pin.
+ *
+ * All operations may be called from several threads at once. Pins of it are made by BoardGpioFactory.
+ */
+class Board {
+public:
+    /** Tells the time since any start, never backwards. */
+    using Clock = std::function<std::chrono::nanoseconds()>;
+
+    /** The time of std::chrono::steady_clock. */
+    static std::chrono::nanoseconds steadyTime();
+
+    explicit Board(BoardConfig config, Clock clock = steadyTime);
+
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
+
+    const BoardConfig& getConfig() const { return config; }
+
+    /** @return the time of the board's clock */
+    std::chrono::nanoseconds now() const;
+
+    /** @name The person in front of the panel */
+    ///@{
+    /** @throws std::out_of_range when there is no such key */
+    void press(unsigned key);
+    /** @throws std::out_of_range when there is no such key */
+    void release(unsigned key);
+    PanelView view() const;
+    /**
+     * Calls the listener whenever the view or the number of bus faults may have changed, under the board's lock: it
+     * must not call the board.
+     */
+    void onChange(std::function<void()> listener);
+    ///@}
+
+    /** @name The laboratory */
+    ///@{
+    /** Lets pin operations fail from now on, next to those that fail already. */
+    void failPin(const PinFault& fault);
+    /** Ends all failures of pin operations. */
+    void clearPinFaults();
+    /** @return pin operations since the start, those that failed included; destroying a pin is none */
+    std::uint64_t pinOperations() const;
+    /** @return number of lines that pins are bound to */
+    std::size_t claimedLines() const;
+    /** @return the first faults on the LCD bus since the start or since they were cleared */
+    std::vector<BusFault> busFaults() const;
+    std::uint64_t busFaultCount() const;
+    void clearBusFaults();
+    LineLevel lineLevel(unsigned gpio) const;
+    /**
+     * Calls the observer for each line, with the level it has at this time, and then at each change of a line's level,
+     * all under the board's lock: it must not call the board. Once this returns, no observer before it is called.
+     */
+    void observe(std::function<void(const LineChange&)> observer);
+    /** @return a register of the LCD's chip as it would read back */
+    unsigned char lcdRegister(unsigned char reg) const;
+    ///@}
+
+    /**
+     * @name The pins
+     * Errors are those of the kernel's interface: std::system_error with EINVAL for a line that does not exist, EBUSY
+     * for one that another pin holds, EPERM for driving an input. Levels are electrical.
+     */
+    ///@{
+    /**
+     * Counts an operation and lets it fail if it is to.
+     * @return false when the operation has to answer false
+     */
+    bool admit(PinOperation operation, std::optional<unsigned> gpio);
+    void claim(unsigned gpio);
+    /** The line stays as it is driven. */
+    void unclaim(unsigned gpio);
+    void makeInput(unsigned gpio);
+    void makeOutput(unsigned gpio, bool level);
+    void drive(unsigned gpio, bool level);
+    bool read(unsigned gpio) const;
+    ///@}
+
+private:
+    enum class Role {
+        Id,
+        Key,
+        Led,
+        Backlight,
+        LcdData,
+        LcdRegisterSelect,
+        LcdChipSelect,
+        LcdReadStrobe,
+        LcdWriteStrobe,
+        LcdReset
+    };
+
+    struct Line {
+        Role role = Role::Id;
+        unsigned gpio = 0;
+        unsigned index = 0;                   ///< among the lines of its role
+        LineLevel pull = LineLevel::Floating; ///< level while nobody drives it
+        bool claimed = false;
+        bool driven = false;
+        bool output = false; ///< level that the processor drives it to
+    };
+
+    struct ArmedFault {
+        PinFault fault;
+        std::uint64_t calls = 0; ///< that matched so far
+    };
+
+    void addLines(Role role, unsigned firstGpio, unsigned count, LineLevel pull = LineLevel::Floating);
+    bool isDue(PinOperation operation, std::optional<unsigned> gpio);
+    static bool isSpent(const ArmedFault& armed);
+    Line& lineAt(unsigned gpio);
+    const Line& lineAt(unsigned gpio) const;
+    void setKey(unsigned key, bool pressed);
+    void setLine(Line& line, bool driven, bool level);
+    LineLevel levelOf(const Line& line) const;
+    bool isLit(unsigned gpio, bool inverted) const;
+    void tellObserver(const Line& line);
+    void tellListener();
+    void follow(const Line& line);
+    void updateBus();
+    PanelView currentView() const;
+
+    const BoardConfig config;
+    const Clock clock;
+    mutable std::mutex mutex;
+    std::map<unsigned, Line> lines;
+    std::vector<bool> pressed;
+    std::optional<LcdBus> bus;
+    LcdLevels levels;
+    std::vector<ArmedFault> faults;
+    std::uint64_t operations = 0;
+    std::function<void(const LineChange&)> observer;
+    std::function<void()> listener;
+};
+
+} // namespace panelsim

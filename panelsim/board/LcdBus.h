@@ -1,0 +1,70 @@
+#pragma once
+
+#include "panelsim/board/BusFault.h"
+#include "panelsim/board/LcdChip.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace panelsim {
+
+/** Electrical levels of the LCD's bus and reset lines, as the processor drives them; the control lines idle high. */
+struct LcdLevels {
+    unsigned char data = 0;       ///< of the lines that the processor drives; 0 for the others
+    unsigned char dataDriven = 0; ///< which data lines the processor drives
+    bool registerSelect = false;
+    bool chipSelect = true;
+    bool readStrobe = true;
+    bool writeStrobe = true;
+    bool reset = true;
+};
+
+/** Follows the levels on the LCD's lines and does with the chip what their edges say. */
+class LcdBus {
+public:
+    /** @param shortestStrobe shortest strobe that is no fault */
+    LcdBus(ChipVariant variant, std::chrono::nanoseconds shortestStrobe);
+
+    /** Takes note that the levels are these from now on. */
+    void update(const LcdLevels& levels, std::chrono::nanoseconds now);
+
+    /** @return the byte that the chip drives onto the data lines, empty while it does not */
+    std::optional<unsigned char> drivenByte() const { return driven; }
+
+    const LcdChip& chip() const { return lcdChip; }
+
+    /** @return how often the chip was written to, reset or identified, and faults seen */
+    std::uint64_t changeCount() const { return changes; }
+
+    /** @return the first faults since the start or since they were cleared */
+    const std::vector<BusFault>& faults() const { return firstFaults; }
+
+    /** @return the number of faults since the start or since they were cleared */
+    std::uint64_t faultCount() const { return allFaults; }
+
+    void clearFaults();
+
+private:
+    bool strobed() const { return writing || reading; }
+    void beginCycle(const LcdLevels& levels, std::chrono::nanoseconds now);
+    void endCycle(std::chrono::nanoseconds now);
+    void checkDuringStrobe(const LcdLevels& levels, std::chrono::nanoseconds now);
+    void report(BusFault::Kind kind, std::chrono::nanoseconds now);
+
+    LcdChip lcdChip;
+    std::chrono::nanoseconds shortestStrobe;
+    LcdLevels last;
+    bool writing = false;
+    bool reading = false;
+    bool spoilt = false;
+    std::chrono::nanoseconds strobeStart{0};
+    unsigned reportedInCycle = 0;
+    std::optional<unsigned char> driven;
+    std::vector<BusFault> firstFaults;
+    std::uint64_t allFaults = 0;
+    std::uint64_t changes = 0;
+};
+
+} // namespace panelsim

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "panelsim/board/AppLog.h"
+#include "panelsim/board/AppStatus.h"
+#include "panelsim/board/Board.h"
+#include "panelsim/board/ChangeSignal.h"
+#include "panelsim/board/HeldKeys.h"
+
+#include <utility>
+
+namespace panelsim {
+
+/** What all parts of the simulator look at: the board, the hands on its keys, and the application in front of it. */
+struct Simulation {
+    explicit Simulation(BoardConfig config, Board::Clock clock = Board::steadyTime)
+        : board(std::move(config), std::move(clock))
+    {
+        board.onChange([this] { changes.notify(); });
+    }
+
+    ChangeSignal changes; ///< of all the others
+    Board board;
+    HeldKeys keys{board};
+    AppLog log{changes};
+    AppStatus app{changes};
+};
+
+} // namespace panelsim

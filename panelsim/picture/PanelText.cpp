@@ -1,0 +1,101 @@
+#include "panelsim/picture/PanelText.h"
+
+#include "panelsim/picture/Glyph.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace panelsim {
+
+namespace {
+
+constexpr const char* reverseVideo = "\033[7m";
+constexpr const char* green = "\033[32m";
+constexpr const char* normal = "\033[0m";
+
+std::string repeat(const std::string& text, std::size_t count)
+{
+    std::string result;
+    for (std::size_t i = 0; i < count; ++i) {
+        result += text;
+    }
+    return result;
+}
+
+std::string drawCells(const std::vector<LcdCell>& line, TextStyle style)
+{
+    std::string row;
+    bool reversed = false;
+    for (const LcdCell& cell : line) {
+        if (style == TextStyle::Terminal && cell.inverted != reversed) {
+            row += cell.inverted ? reverseVideo : normal;
+            reversed = cell.inverted;
+        }
+        row += glyph(cell.code);
+    }
+    return reversed ? row + normal : row;
+}
+
+std::string drawInversion(const std::vector<LcdCell>& line)
+{
+    std::string row;
+    for (const LcdCell& cell : line) {
+        row += cell.inverted ? '^' : ' ';
+    }
+    return row;
+}
+
+std::string drawLcd(const LcdView& lcd, TextStyle style)
+{
+    const std::size_t width = lcd.lines.empty() ? 0 : lcd.lines.front().size();
+    const auto framed = [](const std::string& cells) { return "\u2502 " + cells + " \u2502\n"; };
+    const std::string edge = repeat("\u2500", width + 2);
+    std::string text = "\u250C" + edge + "\u2510\n";
+    for (const auto& line : lcd.lines) {
+        const auto shown = lcd.displayOn ? line : std::vector<LcdCell>(line.size());
+        text += framed(drawCells(shown, style));
+        const bool anyInverted = std::any_of(shown.begin(), shown.end(), [](const LcdCell& c) { return c.inverted; });
+        if (style == TextStyle::Plain && anyInverted) {
+            text += framed(drawInversion(shown));
+        }
+    }
+    text += "\u2514" + edge + "\u2518\n";
+    return text + describe(lcd) + "\n";
+}
+
+std::string drawLed(bool lit, TextStyle style)
+{
+    if (lit && style == TextStyle::Terminal) {
+        return std::string(green) + "\u25CF" + normal;
+    }
+    return lit ? "\u25CF" : "\u25CB";
+}
+
+} // namespace
+
+std::string describe(const LcdView& lcd)
+{
+    const std::string contrast = lcd.contrast ? ", contrast " + std::to_string(*lcd.contrast) + "/31" : "";
+    return std::string("display ") + (lcd.displayOn ? "on" : "off") + ", backlight " + (lcd.backlight ? "on" : "off") +
+           contrast;
+}
+
+std::string drawPanel(const PanelView& view, TextStyle style)
+{
+    std::string text = view.lcd ? drawLcd(*view.lcd, style) : std::string();
+    text += "LEDs";
+    for (const bool lit : view.leds) {
+        text += " " + drawLed(lit, style);
+    }
+    text += "   keys";
+    for (std::size_t i = 0; i < view.keys.size(); ++i) {
+        const std::string name = std::to_string(i);
+        text += view.keys[i] ? " [" + name + "]" : "  " + name + " ";
+    }
+    while (text.back() == ' ') {
+        text.pop_back();
+    }
+    return text + "\n";
+}
+
+} // namespace panelsim
