@@ -30,7 +30,7 @@ FpBase::~FpBase() = default;
 
 void FpBase::connectAnyKeyChangedCb(const std::function<void(unsigned, bool)>& cb)
 {
-    keyHandler->anyKeyChangedCb = cb;
+    keyHandler->replaceCallback(cb);
 }
 
 bool FpBase::setLed(unsigned index, bool on)
@@ -55,7 +55,7 @@ bool FpBase::start(bool lampTest, unsigned lampTestSeconds)
     if (lampTest) {
         setAllLeds(true);
         if (lampTestSeconds != 0) {
-            wait(std::chrono::seconds(lampTestSeconds), std::chrono::nanoseconds::zero());
+            wait(std::chrono::seconds(lampTestSeconds));
         }
         setAllLeds(false);
     }

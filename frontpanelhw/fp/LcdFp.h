@@ -45,11 +45,7 @@ public:
     bool swapPage() override;
 
 protected:
-    /** @return the controller installed, null before initController */
-    lcd::LcdControllerBase* getController() const { return controller.get(); }
-
-private:
-    std::unique_ptr<lcd::LcdControllerBase> controller;
+    std::unique_ptr<lcd::LcdControllerBase> controller; ///< null before initController
 };
 
 } // namespace frontpanelhw::fp

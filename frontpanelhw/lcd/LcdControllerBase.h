@@ -59,11 +59,7 @@ public:
     virtual bool setBacklight(bool on);
 
 protected:
-    /** @return the bus given at construction */
-    ILcd& getLcd() const { return lcd; }
-
-private:
-    ILcd& lcd;
+    ILcd& lcd; ///< the bus given at construction
 };
 
 } // namespace frontpanelhw::lcd

@@ -21,9 +21,6 @@ constexpr auto resetWidth = 300ms;
 constexpr auto resetHold = 1ms;
 constexpr auto resetRecovery = 60ms;
 
-constexpr unsigned ra8803 = 0;
-constexpr unsigned ra8806 = 1;
-
 constexpr unsigned char idRegister = 0x00;
 constexpr unsigned char ra8803Id = 0xC9;
 constexpr unsigned char ra8806DataRegister = 0xB0;
@@ -143,8 +140,7 @@ void writeMemory(LcdRa8822Gpios& pins, unsigned value, bool isRa8806)
 
 } // namespace
 
-LcdRa8822::LcdRa8822(LcdRa8822Gpios& pins, bool activeLowBacklight)
-    : gpios(pins), type(ra8803), backlightInverted(activeLowBacklight)
+LcdRa8822::LcdRa8822(LcdRa8822Gpios& pins, bool activeLowBacklight) : gpios(pins), backlightInverted(activeLowBacklight)
 {
 }
 

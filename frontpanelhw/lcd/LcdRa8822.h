@@ -39,7 +39,10 @@ public:
      */
     bool init();
 
-    /** @return 0 when the chip is driven as an RA8803, 1 as an RA8806; settled by init */
+    static constexpr unsigned ra8803 = 0; ///< lcdType of an RA8803
+    static constexpr unsigned ra8806 = 1; ///< lcdType of an RA8806
+
+    /** @return ra8803 or ra8806, as the chip is driven; final after init */
     unsigned lcdType() const;
 
     /** @name Bus primitives: they check nothing (but getData) and let exceptions of the pins pass. */
@@ -72,7 +75,7 @@ private:
 
     LcdRa8822Gpios& gpios;
     bool initialized = false;
-    std::uint32_t type = 0;
+    std::uint32_t type = ra8803;
     bool backlightInverted;
     sysfs::PinDirectionEn dataDirection = sysfs::PinDirectionEn::Input;
 };

@@ -27,7 +27,7 @@ Ra8806RegistersController::~Ra8806RegistersController() = default;
 
 bool Ra8806RegistersController::enable(bool on)
 {
-    return getLcd().writeCmd(modeRegister, modeValue(getLcdConfig(), on));
+    return lcd.writeCmd(modeRegister, modeValue(config, on));
 }
 
 bool Ra8806RegistersController::setContrast(unsigned /*value*/)
@@ -37,16 +37,14 @@ bool Ra8806RegistersController::setContrast(unsigned /*value*/)
 
 bool Ra8806RegistersController::initializeRegisterSettings()
 {
-    const LcdConfig& panel = getLcdConfig();
-    ILcd& bus = getLcd();
-    bool ok = writeRegisters(bus, {
-                                      {modeRegister, modeValue(panel, false), 0xFF},
+    bool ok = writeRegisters(lcd, {
+                                      {modeRegister, modeValue(config, false), 0xFF},
                                       {0x01, 0x04, 0xFF},
                                       {0x10, 0x42, 0xFF}, // bit 5 clear: normal drawing
                                   });
     ok &= initializeSettingsCommon();
-    ok &= writeRegisters(bus, {
-                                  {0xF0, static_cast<unsigned char>((panel.regF0Bit2 & 1U) << 2), 0xFF},
+    ok &= writeRegisters(lcd, {
+                                  {0xF0, static_cast<unsigned char>((config.regF0Bit2 & 1U) << 2), 0xFF},
                               });
     return ok;
 }

@@ -19,15 +19,8 @@ public:
     bool setInverted(bool value);
 
 protected:
-    /** @return the bus given at construction */
-    ILcd& getLcd() const { return lcd; }
-
-    /** @return the geometry and mode that the start-up registers are made from */
-    const LcdConfig& getLcdConfig() const { return config; }
-
-private:
-    ILcd& lcd;
-    LcdConfig config;
+    ILcd& lcd;        ///< the bus given at construction
+    LcdConfig config; ///< geometry and mode that the start-up registers are made from
 };
 
 } // namespace frontpanelhw::lcd
