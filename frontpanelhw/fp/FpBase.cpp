@@ -1,6 +1,6 @@
 #include "frontpanelhw/fp/FpBase.h"
 
-#include "frontpanelhw/Listed.h"
+#include "frontpanelhw/IndexFlags.h"
 #include "frontpanelhw/Wait.h"
 #include "frontpanelhw/handler/GpioVectorCreator.h"
 
@@ -76,7 +76,7 @@ bool FpBase::isRunning()
 
 void FpBase::initLedStateVector(const std::vector<unsigned>& ledsInitiallyOn)
 {
-    for (const bool on : listed(ledsInitiallyOn, leds->size())) {
+    for (const bool on : indexFlags(ledsInitiallyOn, leds->size())) {
         ledStates.push_back(on);
     }
 }

@@ -40,7 +40,7 @@ bool Ra8803RegistersController::initializeRegisterSettings()
 {
     bool ok = writeRegisters(lcd, {
                                       {modeRegister, modeValue(config, false), 0xFF},
-                                      {0x01, static_cast<unsigned char>(((config.reg01Bits << 1) | 0xB0) & ~1U), 0xFF},
+                                      {0x01, static_cast<unsigned char>((config.reg01Bits << 1) | 0xB0), 0xFF},
                                       {0x02, 0x00, 0xFF},
                                       {0x03, 0x80, 0xFF},
                                       {0x10, 0x6B, 0xFF}, // bit 5: normal drawing
@@ -69,7 +69,7 @@ bool Ra8803RegistersController::initializeRegisterSettings()
                                   {0xC0, 0x00, 0x30},
                                   {0xC1, 0x08, 0x0C},
                                   {contrastRegister, 0x0C, 0xFF},
-                                  {0xF0, static_cast<unsigned char>(((config.regF0Bit2 << 2) | 0xD0) & ~3U), 0xFF},
+                                  {0xF0, static_cast<unsigned char>((config.regF0Bit2 << 2) | 0xD0), 0xFF},
                                   {0xF1, 0x0F, 0xFF},
                               });
     return ok;

@@ -1,7 +1,7 @@
 #include "frontpanelhw/lcd/Ra8822LcdController.h"
 
 #include "frontpanelhw/drawing/DisplayChar.h"
-#include "frontpanelhw/drawing/Narrow.h"
+#include "frontpanelhw/drawing/LowByte.h"
 
 #include <iostream>
 #include <utility>
@@ -38,9 +38,8 @@ bool Ra8822LcdController::init()
 
     unsigned char status = 0;
     const bool statusRead = lcd.readStatus(status);
-    std::cout << "INFO: "
-              << "status register: " << (statusRead ? "1" : "0") << " 0x" << std::hex << static_cast<unsigned>(status)
-              << "\n";
+    std::cout << "INFO: status register: " << (statusRead ? "1" : "0") << " 0x" << std::hex
+              << static_cast<unsigned>(status) << "\n";
     return ok;
 }
 
@@ -82,7 +81,7 @@ bool Ra8822LcdController::setCursor(unsigned column, unsigned line)
     if (line == cursorLine) {
         return true;
     }
-    const bool written = lcd.writeCmd(cursorRowRegister, static_cast<unsigned char>((line << 4) & 0xF0U));
+    const bool written = lcd.writeCmd(cursorRowRegister, static_cast<unsigned char>(line << 4));
     cursorLine = line;
     return written;
 }
@@ -97,7 +96,7 @@ bool Ra8822LcdController::printLine(unsigned line, const drawing::DisplayLine& t
         if (!raController->setInverted(cell.inverted)) {
             return false;
         }
-        if (!lcd.writeData(drawing::narrow(cell.character))) {
+        if (!lcd.writeData(drawing::lowByte(cell.character))) {
             return false;
         }
         ++cursorColumn;

@@ -12,7 +12,7 @@ public:
     /** Makes no bus access. @param lcd the bus; must outlive the profile */
     explicit RaRegistersControllerCommon(ILcd& lcd);
 
-    /** Writes the start-up registers that both variants have alike, all of them whatever becomes of the others. */
+    /** Writes all start-up registers that both variants share, even if some fail. */
     bool initializeSettingsCommon();
 
     /** Sets bit 5 of register 0x10 to value and leaves its other bits; stops at the first access that fails. */
