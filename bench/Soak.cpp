@@ -27,7 +27,7 @@
 /**
  * @file
  * A long life of the indoor panel on a simulated board, with the waits of the bus and of polling switched off: pages,
- * scans of the keys with presses, LEDs, and a panel constructed anew in each round. What the process holds must be the
+ * scans of the keys with presses, LEDs, and a panel constructed again in each round. What the process holds must be the
  * same after each round, and the display must show each page.
  *
  *     soak [PAGES [POLLS]]     a million and ten million, unless given
