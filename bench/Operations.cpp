@@ -280,7 +280,7 @@ void startPins(unsigned pinCount, unsigned times)
 
 using Perform = std::function<void(unsigned times)>;
 
-/** @return runs the work the wanted number of times on an LCD of its own */
+/** @return a function that does the work the given number of times on an LCD of its own */
 Perform onLcd(unsigned char id, const std::function<void(Lcd& lcd, unsigned char byte)>& work)
 {
     return [=](unsigned times) {

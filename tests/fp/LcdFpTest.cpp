@@ -21,7 +21,7 @@ public:
     unsigned getLines() const override { return 2; }
 };
 
-/** Tells its end to the record of its bus. */
+/** Records its end as the bus records its operations. */
 class Controller : public lcd::Ra8822LcdController {
 public:
     Controller(lcd::ILcd& bus, const Record& itsRecord)
@@ -54,7 +54,7 @@ protected:
 
 } // namespace
 
-TEST_F(LcdFpTest, InitialisesTheControllerThatItTakesOverAndAnswersFalseWithoutOne)
+TEST_F(LcdFpTest, InitialisesTheControllerThatItTakesOverAndReturnsFalseWithoutOne)
 {
     pins.refused = {"BL=1"};
     EXPECT_FALSE(install());

@@ -5,7 +5,7 @@
 
 namespace {
 
-thread_local RecordedWaits::Listener tell;
+thread_local RecordedWaits::Listener listener;
 
 std::string describe(const timespec& wait)
 {
@@ -21,11 +21,11 @@ std::string describe(const timespec& wait)
 // Stands before the C library's in the lookup of every library of this process.
 extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* wanted, timespec* remaining)
 {
-    if (!tell) {
+    if (!listener) {
         errno = clock_nanosleep(CLOCK_MONOTONIC, 0, wanted, remaining);
         return errno == 0 ? 0 : -1;
     }
-    if (tell(describe(*wanted))) {
+    if (listener(describe(*wanted))) {
         return 0;
     }
     *remaining = {wanted->tv_sec / 2, wanted->tv_nsec / 2};
@@ -33,12 +33,12 @@ extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* 
     return -1;
 }
 
-RecordedWaits::RecordedWaits(Listener listener)
+RecordedWaits::RecordedWaits(Listener itsListener)
 {
-    tell = std::move(listener);
+    listener = std::move(itsListener);
 }
 
 RecordedWaits::~RecordedWaits()
 {
-    tell = nullptr;
+    listener = nullptr;
 }

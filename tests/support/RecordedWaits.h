@@ -4,8 +4,8 @@
 #include <string>
 
 /**
- * While it lives, the sleeps of the thread that made it take no time: each is told instead, as "10us", "300ms" or "2s",
- * and is interrupted by a signal halfway when the answer is false. Other threads sleep as ever.
+ * While it lives, the sleeps of the thread that made it take no time: the listener is passed each, as "10us",
+ * "300ms" or "2s". When it returns false, a signal interrupts the sleep halfway. Other threads sleep as usual.
  */
 class RecordedWaits {
 public:
