@@ -1,0 +1,33 @@
+#pragma once
+
+#include "frontpanelhw/FrontPanelType.h"
+#include "frontpanelhw/fp/IFp.h"
+
+#include <array>
+#include <memory>
+#include <string>
+
+namespace tools {
+
+struct Wiring;
+
+/** A panel that can be fitted. */
+struct PanelKind {
+    const char* name;
+    frontpanelhw::FrontPanelType type; ///< what the ID lines show
+    unsigned keyCount;
+    unsigned ledCount;
+    bool isFixed; ///< counts are always these, LEDs are all active-high and off at the start
+    bool hasDisplay;
+
+    /** Constructs the panel on its lines. A panel with a display is an ILcdFp. */
+    std::unique_ptr<frontpanelhw::fp::IFp> (*construct)(const Wiring&);
+};
+
+/** All of them. The first one stands for a panel that is not known. */
+extern const std::array<PanelKind, 2> panelKinds;
+
+/** @return the panel of this name, or nullptr */
+const PanelKind* findPanelKind(const std::string& name);
+
+} // namespace tools
