@@ -6,7 +6,7 @@
 
 namespace tools {
 
-/** Prints the name of the panel that the ID lines show, whichever one the wiring names. */
+/** Prints the name of the panel that the ID lines show. The panel of the wiring is ignored. */
 void printDetectedPanel(Wiring wiring);
 
 /**
@@ -20,7 +20,7 @@ void switchLed(const Wiring& wiring, unsigned led, bool on);
 void switchAllLeds(const Wiring& wiring, bool on);
 
 /**
- * Shows a page, which stays; keys and LEDs are left alone.
+ * Shows a page, which stays. Keys and LEDs are not used.
  * @throws UsageError, std::exception when there is no display or it fails
  */
 void printPage(Wiring wiring, const frontpanelhw::drawing::DisplayBuffer& page);

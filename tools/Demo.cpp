@@ -28,13 +28,69 @@ public:
     {
     }
 
-    bool play(const DemoTimes& times);
+    bool play(const DemoTimes& times)
+    {
+        note(panel.testLamps(times.lampTest, interrupt), displayFailure);
+        std::optional<Interrupt::Clock::time_point> deadline;
+        if (times.afterLampTest) {
+            deadline = Interrupt::Clock::now() + std::chrono::seconds(*times.afterLampTest);
+        }
+        startKeys();
+        showPage();
+        while (interrupt.wait(deadline)) {
+            // A page takes longer than a poll of the keys: only the last of several events is shown, but LEDs see all.
+            for (const KeyEvent& event : events.take()) {
+                apply(event);
+            }
+            showPage();
+        }
+        // Before stop, which does not return while the polling thread is blocked in writing to a pipe.
+        for (unsigned led = 0; led < wiring.ledCount(); ++led) {
+            panel.keysAndLeds().setLed(led, false);
+        }
+        note(panel.show(blankPage()), displayFailure);
+        panel.keysAndLeds().stop();
+        return !failed;
+    }
 
 private:
-    void startKeys();
-    void apply(const KeyEvent& event);
-    void showPage();
-    void note(bool ok, const std::string& failure);
+    /** What keys did before is not known. One that is still held repeats soon. */
+    void startKeys()
+    {
+        events.clear();
+        panel.keysAndLeds().connectAnyKeyChangedCb(reportTo(events, interrupt));
+        panel.keysAndLeds().start(false, 0);
+    }
+
+    void apply(const KeyEvent& event)
+    {
+        ++eventCount;
+        lastEvent = sentence(event);
+        if (event.key < wiring.ledCount()) {
+            note(panel.keysAndLeds().setLed(event.key, event.pressed),
+                 "LED " + std::to_string(event.key) + " on GPIO " + std::to_string(wiring.ledBase + event.key) +
+                     " did not take its level");
+        }
+    }
+
+    void showPage()
+    {
+        auto page = blankPage();
+        const std::string texts[displayLines] = {" Front panel", lastEvent, "Events: " + std::to_string(eventCount)};
+        for (unsigned line = 0; line < displayLines; ++line) {
+            page.setLineContent(line, std::u16string(texts[line].begin(), texts[line].end()).substr(0, displayChars));
+        }
+        page.setInverted(0, true, 0, displayChars - 1);
+        note(panel.show(page, [this] { startKeys(); }), displayFailure);
+    }
+
+    void note(bool ok, const std::string& failure)
+    {
+        if (!ok && !failed) {
+            complain(failure);
+            failed = true;
+        }
+    }
 
     const Wiring wiring;
     Interrupt& interrupt;
@@ -44,69 +100,6 @@ private:
     std::string lastEvent = "Press a key";
     bool failed = false;
 };
-
-bool Demo::play(const DemoTimes& times)
-{
-    note(panel.testLamps(times.lampTest, interrupt), displayFailure);
-    std::optional<Interrupt::Clock::time_point> deadline;
-    if (times.afterLampTest) {
-        deadline = Interrupt::Clock::now() + std::chrono::seconds(*times.afterLampTest);
-    }
-    startKeys();
-    showPage();
-    while (interrupt.wait(deadline)) {
-        // A page takes longer than a poll of the keys: only the last of several events is shown, but LEDs see all.
-        for (const KeyEvent& event : events.take()) {
-            apply(event);
-        }
-        showPage();
-    }
-    // First of all, since stop never returns while the polling thread writes to a pipe that nobody reads.
-    for (unsigned led = 0; led < wiring.ledCount(); ++led) {
-        panel.keysAndLeds().setLed(led, false);
-    }
-    note(panel.show(blankPage()), displayFailure);
-    panel.keysAndLeds().stop();
-    return !failed;
-}
-
-/** Also after the panel was constructed again. What keys did meanwhile is not known; a key still held repeats soon. */
-void Demo::startKeys()
-{
-    events.clear();
-    panel.keysAndLeds().connectAnyKeyChangedCb(reportTo(events, interrupt));
-    panel.keysAndLeds().start(false, 0);
-}
-
-void Demo::apply(const KeyEvent& event)
-{
-    ++eventCount;
-    lastEvent = sentence(event);
-    if (event.key < wiring.ledCount()) {
-        note(panel.keysAndLeds().setLed(event.key, event.pressed), "LED " + std::to_string(event.key) + " on GPIO " +
-                                                                       std::to_string(wiring.ledBase + event.key) +
-                                                                       " did not take its level");
-    }
-}
-
-void Demo::showPage()
-{
-    auto page = blankPage();
-    const std::string texts[displayLines] = {" Front panel", lastEvent, "Events: " + std::to_string(eventCount)};
-    for (unsigned line = 0; line < displayLines; ++line) {
-        page.setLineContent(line, std::u16string(texts[line].begin(), texts[line].end()).substr(0, displayChars));
-    }
-    page.setInverted(0, true, 0, displayChars - 1);
-    note(panel.show(page, [this] { startKeys(); }), displayFailure);
-}
-
-void Demo::note(bool ok, const std::string& failure)
-{
-    if (!ok && !failed) {
-        complain(failure);
-        failed = true;
-    }
-}
 
 } // namespace
 

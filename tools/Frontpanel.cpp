@@ -16,6 +16,7 @@
 #include <functional>
 #include <limits>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -131,7 +132,11 @@ private:
         for (const PanelKind& kind : panelKinds) {
             panels.emplace_back(kind.name);
         }
-        const auto takePanel = [this](const std::string& name) { wiring.panel = findPanelKind(name); };
+        const auto takePanel = [this](const std::string& name) {
+            for (const PanelKind& kind : panelKinds) {
+                wiring.panel = name == kind.name ? &kind : wiring.panel;
+            }
+        };
         app.add_option_function<std::string>("--panel", takePanel, "Panel that is fitted; auto reads the ID lines")
             ->check(oneOf(panels))
             ->type_name(CLI::detail::join(panels, "|"))
@@ -299,20 +304,14 @@ int runFrontpanel(int argc, const char* const* argv)
     std::clearerr(stdout);
     try {
         Interrupt interrupt;
-        if (!CommandLine(interrupt).run(argc, argv)) {
-            return failure;
+        const bool succeeded = CommandLine(interrupt).run(argc, argv);
+        if (succeeded && outputFailed()) {
+            throw std::runtime_error("cannot write to standard output");
         }
-        if (outputFailed()) {
-            complain("cannot write to standard output");
-            return failure;
-        }
-        return 0;
-    } catch (const UsageError& error) {
-        complain(error.what());
-        return usageFailure;
+        return succeeded ? 0 : failure;
     } catch (const std::exception& error) {
         complain(error.what());
-        return failure;
+        return dynamic_cast<const UsageError*>(&error) != nullptr ? usageFailure : failure;
     }
 }
 

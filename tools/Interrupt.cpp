@@ -1,7 +1,5 @@
 #include "tools/Interrupt.h"
 
-#include <algorithm>
-#include <iterator>
 #include <poll.h>
 #include <unistd.h>
 
@@ -9,39 +7,28 @@ namespace tools {
 
 namespace {
 
-/** Ends the watching thread. */
-int wakeUpSignal()
-{
-    return SIGRTMIN;
-}
-
-bool isIgnored(int signal)
-{
-    struct sigaction action {};
-    sigaction(signal, nullptr, &action);
-    return action.sa_handler == SIG_IGN;
-}
+/** Ends the watching thread. It is sent for urgent data of sockets, which a panel does not use. */
+constexpr int wakeUpSignal = SIGURG;
 
 bool outputStalls()
 {
-    pollfd polled[] = {{STDOUT_FILENO, POLLOUT, 0}, {STDERR_FILENO, POLLOUT, 0}};
-    return poll(polled, std::size(polled), 0) >= 0 &&
-           std::any_of(std::begin(polled), std::end(polled), [](const pollfd& output) { return output.revents == 0; });
+    pollfd outputs[] = {{STDOUT_FILENO, POLLOUT, 0}, {STDERR_FILENO, POLLOUT, 0}};
+    return poll(outputs, 2, 0) < 2;
 }
 
 } // namespace
 
 Interrupt::Interrupt()
 {
+    struct sigaction hangup {};
+    sigaction(SIGHUP, nullptr, &hangup);
     sigemptyset(&signals);
-    for (const int ending : {SIGINT, SIGTERM, SIGHUP, wakeUpSignal()}) {
-        if (ending != SIGHUP || !isIgnored(SIGHUP)) {
-            sigaddset(&signals, ending);
-        }
+    for (const int ending : {SIGINT, SIGTERM, SIGHUP, wakeUpSignal}) {
+        sigaddset(&signals, ending);
     }
-    struct sigaction ignore {};
-    ignore.sa_handler = SIG_IGN;
-    sigaction(SIGPIPE, &ignore, &previousPipeAction);
+    if (hangup.sa_handler == SIG_IGN) {
+        sigdelset(&signals, SIGHUP);
+    }
     pthread_sigmask(SIG_BLOCK, &signals, &previousMask);
     watcher = std::thread(&Interrupt::watch, this);
 }
@@ -53,14 +40,14 @@ Interrupt::~Interrupt()
         destroyed = true;
     }
     changed.notify_all();
-    pthread_kill(watcher.native_handle(), wakeUpSignal());
+    pthread_kill(watcher.native_handle(), wakeUpSignal);
     watcher.join();
     // An impatient user sends the signal twice; the second one must not undo the orderly end.
     constexpr timespec noTime{};
     while (noticed && sigtimedwait(&signals, nullptr, &noTime) > 0) {
     }
     pthread_sigmask(SIG_SETMASK, &previousMask, nullptr);
-    sigaction(SIGPIPE, &previousPipeAction, nullptr);
+    std::signal(SIGPIPE, previousPipeHandler);
     if (signal != 0 && !noticed) {
         raise(signal);
     }
@@ -100,7 +87,7 @@ void Interrupt::watch()
 {
     int taken = 0;
     sigwait(&signals, &taken);
-    if (taken == wakeUpSignal()) {
+    if (taken == wakeUpSignal) {
         return;
     }
     std::unique_lock<std::mutex> lock(mutex);

@@ -46,7 +46,7 @@ public:
 private:
     void watch();
 
-    struct sigaction previousPipeAction {};
+    void (*previousPipeHandler)(int) = std::signal(SIGPIPE, SIG_IGN);
     sigset_t signals{};
     sigset_t previousMask{};
 

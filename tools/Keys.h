@@ -45,7 +45,7 @@ private:
 /** @return a key callback that prints each event on standard output, queues it and wakes the main thread */
 std::function<void(unsigned, bool)> reportTo(KeyEventQueue& events, Interrupt& interrupt);
 
-/** Prints key events until interrupted or until standard output fails; leaves LEDs and display alone. */
+/** Prints key events until interrupted or until standard output fails. LEDs and display are not used. */
 void watchKeys(const Wiring& wiring, Interrupt& interrupt);
 
 } // namespace tools

@@ -16,7 +16,8 @@ void printLine(const std::string& line);
 /** Writes out what is left. @return whether any write to standard output failed since the error was last cleared */
 bool outputFailed();
 
-/** Writes "frontpanel: " and the text to standard error, as exactly one line whatever the text contains. */
+/** Writes "frontpanel: " and the text to standard error, as exactly one line: control characters become question marks.
+ */
 void complain(const std::string& text);
 
 } // namespace tools

@@ -24,7 +24,7 @@ class Panel {
 public:
     /**
      * @param wiring with the panel known
-     * @throws std::exception whatever a pin throws
+     * @throws std::exception when a pin throws
      */
     explicit Panel(Wiring wiring);
 
@@ -46,7 +46,7 @@ public:
      * until one succeeds.
      * @param restore what to do with the new panel, whose polling is stopped and whose LEDs are as at the start
      * @return false when the display failed in spite of that; without a display, true
-     * @throws std::exception whatever a pin throws while the panel is constructed; there is no panel then
+     * @throws std::exception when a pin throws while the panel is constructed; there is no panel then
      */
     bool show(
         const frontpanelhw::drawing::DisplayBuffer& page, const std::function<void()>& restore = [] {});

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <memory>
-#include <string>
 
 namespace tools {
 
@@ -26,8 +25,5 @@ struct PanelKind {
 
 /** All of them. The first one stands for a panel that is not known. */
 extern const std::array<PanelKind, 2> panelKinds;
-
-/** @return the panel of this name, or nullptr */
-const PanelKind* findPanelKind(const std::string& name);
 
 } // namespace tools

@@ -32,14 +32,6 @@ struct Run {
     }
 };
 
-void checkOverlap(const Run& a, const Run& b)
-{
-    const auto first = std::max(a.first, b.first);
-    if (first < std::min(a.end(), b.end())) {
-        throw UsageError(a.text() + " and " + b.text() + " overlap at GPIO " + std::to_string(first));
-    }
-}
-
 void checkRuns(const Wiring& wiring, unsigned linesInUse)
 {
     constexpr unsigned highest = std::numeric_limits<unsigned>::max();
@@ -56,7 +48,12 @@ void checkRuns(const Wiring& wiring, unsigned linesInUse)
         if (run->count != 0 && run->end() - 1 > highest) {
             throw UsageError(run->text() + ": the highest GPIO number is " + std::to_string(highest));
         }
-        std::for_each(std::begin(runs), run, [run](const Run& earlier) { checkOverlap(earlier, *run); });
+        for (const Run* earlier = std::begin(runs); earlier != run; ++earlier) {
+            const auto first = std::max(earlier->first, run->first);
+            if (first < std::min(earlier->end(), run->end())) {
+                throw UsageError(earlier->text() + " and " + run->text() + " overlap at GPIO " + std::to_string(first));
+            }
+        }
     }
 }
 

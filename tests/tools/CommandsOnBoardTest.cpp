@@ -124,7 +124,7 @@ TEST(CommandsOnBoard, ShowLampsAndKeysUntilTheyAreEnded)
     };
     EXPECT_EQ(runWith(typist, "keys --key-count 3"), events);
     board.release(2);
-    EXPECT_EQ(ledsAndKeys(drawn(board)), "LEDs ● ○ ○   keys  0   1   2\n") << "keys leaves LEDs alone";
+    EXPECT_EQ(ledsAndKeys(drawn(board)), "LEDs ● ○ ○   keys  0   1   2\n") << "keys does not use LEDs";
 
     std::string page;
     const auto player = [&] {
