@@ -5,8 +5,8 @@
 namespace tools {
 
 /**
- * Gives descriptors 0 to 2, where one is closed, a place that can neither be read nor written as intended. Otherwise
- * the next file that is opened would get the number, and lines of text would end up in a GPIO.
+ * Opens /dev/null for each of the descriptors 0 to 2 that is closed, so that using it fails. Otherwise the next file
+ * that is opened would get its number, and lines of text would be written to a GPIO.
  */
 void occupyStandardDescriptors();
 
