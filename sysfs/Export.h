@@ -1,4 +1,4 @@
 #pragma once
 
-/** Marks what libsysfsgpio offers to its users; everything else stays hidden. */
+/** Marks what libsysfsgpio exports. Everything else stays hidden. */
 #define SYSFSGPIO_EXPORT __attribute__((visibility("default")))

@@ -10,17 +10,16 @@
 
 namespace sysfs {
 
-GpioExport::GpioExport(ISystemCalls& calls, const std::string& root, unsigned gpioNumber)
-    : calls_(calls), root_(root), gpioNumber_(gpioNumber)
+GpioExport::GpioExport(ISystemCalls& systemCalls, const std::string& directory, unsigned number)
+    : calls(systemCalls), root(directory), gpioNumber(number)
 {
-    const std::string number = std::to_string(gpioNumber);
     try {
-        SysfsFile(calls, gpioNumber, root + "/export", O_WRONLY).write(number);
-        owned_ = true;
+        SysfsFile(calls, gpioNumber, root + "/export", O_WRONLY).write(std::to_string(gpioNumber));
+        owned = true;
     } catch (const std::system_error& failure) {
         // EBUSY: it is exported, or a driver has it. EACCES: only root exports here, and may have done so before.
         const bool mayBeExported = failure.code().value() == EBUSY || failure.code().value() == EACCES;
-        if (!mayBeExported || !SysfsFile::exists(calls, root + "/gpio" + number)) {
+        if (!mayBeExported || !SysfsFile::exists(calls, root + "/gpio" + std::to_string(gpioNumber))) {
             throw;
         }
     }
@@ -31,20 +30,20 @@ GpioExport::~GpioExport()
     try {
         release();
     } catch (const std::exception&) {
-        // A destructor has nobody to tell; the next process takes the line as it finds it.
+        // A destructor cannot report. The next process takes over the exported line.
     }
 }
 
 void GpioExport::release()
 {
-    if (std::exchange(owned_, false)) {
-        SysfsFile(calls_, gpioNumber_, root_ + "/unexport", O_WRONLY).write(std::to_string(gpioNumber_));
+    if (std::exchange(owned, false)) {
+        SysfsFile(calls, gpioNumber, root + "/unexport", O_WRONLY).write(std::to_string(gpioNumber));
     }
 }
 
 void GpioExport::abandon() noexcept
 {
-    owned_ = false;
+    owned = false;
 }
 
 } // namespace sysfs

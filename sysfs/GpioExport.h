@@ -9,22 +9,25 @@ namespace sysfs {
 /**
  * A GPIO made available in the kernel's interface for as long as the object lives.
  *
- * A GPIO that is exported already, by a process that ended without cleaning up or by a script at boot, is taken
- * as it is and stays exported: the object takes back what it exported itself, and only that.
+ * A GPIO that is exported already, by a process that ended without cleaning up or by a script at boot, keeps its
+ * settings and stays exported. The object unexports only what it exported itself.
  */
 class GpioExport {
 public:
-    /** @throws std::system_error when the GPIO is not available */
-    GpioExport(ISystemCalls& calls, const std::string& root, unsigned gpioNumber);
+    /**
+     * @param systemCalls and directory have to outlive the object
+     * @throws std::system_error when the GPIO is not available
+     */
+    GpioExport(ISystemCalls& systemCalls, const std::string& directory, unsigned number);
 
-    /** Takes the export back; a failure to do so goes unreported. */
+    /** Unexports the GPIO. A failure is not reported. */
     ~GpioExport();
 
     GpioExport(const GpioExport&) = delete;
     GpioExport& operator=(const GpioExport&) = delete;
 
     /**
-     * Takes the export back ahead of the destructor, which then does nothing, also after a failure.
+     * Unexports the GPIO before the destructor, which then does nothing, also after a failure.
      * @throws std::system_error when the kernel refuses
      */
     void release();
@@ -33,10 +36,10 @@ public:
     void abandon() noexcept;
 
 private:
-    ISystemCalls& calls_;
-    const std::string& root_;
-    unsigned gpioNumber_;
-    bool owned_ = false;
+    ISystemCalls& calls;
+    const std::string& root;
+    unsigned gpioNumber;
+    bool owned = false;
 };
 
 } // namespace sysfs

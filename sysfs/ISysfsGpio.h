@@ -11,8 +11,8 @@ namespace sysfs {
  * An operation that fails throws an exception derived from std::exception; init and setValue may report failure
  * by returning false instead. A pin is used from one thread at a time.
  *
- * The order of the declarations is an agreement with GPIO libraries that devices bring along: it fixes the slots
- * of the virtual table. An implementation overrides the pure operations.
+ * GPIO libraries that are already installed on devices are called through the virtual table. Its slots follow the
+ * order of the declarations, so that order must not change. An implementation overrides the pure operations.
  */
 class SYSFSGPIO_EXPORT ISysfsGpio {
 public:
@@ -33,7 +33,7 @@ public:
     /** Keeps its slot; never called. */
     virtual void reserved1() {}
 
-    /** Switches the direction of an initialised pin; an output takes the logical level it was last given. */
+    /** Switches the direction of an initialised pin. An output takes the logical level that was last set. */
     virtual void setDirection(PinDirectionEn direction) = 0;
 
     /** @name Keep their slots; never called. */
@@ -53,10 +53,10 @@ public:
     /** @return the logical level of the line */
     virtual bool getValue() const = 0;
 
-    /** Binds the object to a GPIO number and makes that GPIO available; called once, right after creation. */
+    /** Binds the object to a GPIO number and obtains that GPIO. May be called again after deinit. */
     virtual void exportGpio(unsigned gpioNumber) = 0;
 
-    /** @return the number given to exportGpio */
+    /** @return the number that was passed to exportGpio */
     virtual unsigned getGpioNumber() const = 0;
 };
 

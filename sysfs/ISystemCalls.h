@@ -28,8 +28,8 @@ public:
     virtual void sleepFor(std::chrono::milliseconds duration) = 0;
 
 protected:
-    // Nobody owns an implementation through this interface, and the real one has to outlive every static pin:
-    // without a virtual destructor it needs no destruction at exit.
+    // No implementation is deleted through this interface. Without a virtual destructor the real one needs no
+    // destruction at exit, so that it outlives every static pin.
     ~ISystemCalls() = default;
 };
 

@@ -23,17 +23,6 @@ constexpr std::string_view digit(bool value)
     return value ? "1" : "0";
 }
 
-// These are out of line, so that operations which succeed do not prepare for them.
-[[noreturn, gnu::cold, gnu::noinline]] void failUnexported(const char* operation)
-{
-    throw std::logic_error(std::string("GPIO pin: ") + operation + " before exportGpio");
-}
-
-[[noreturn, gnu::cold, gnu::noinline]] void failUnconfigured(unsigned gpioNumber)
-{
-    throw std::logic_error("GPIO " + std::to_string(gpioNumber) + ": setDirection before init");
-}
-
 } // namespace
 
 struct LinuxGpio::Line {
@@ -75,7 +64,7 @@ void LinuxGpio::Line::writeDirection(PinDirectionEn newDirection, bool newLevel)
     level = newLevel;
 }
 
-LinuxGpio::LinuxGpio(std::string root, ISystemCalls& calls) : root_(std::move(root)), calls_(calls)
+LinuxGpio::LinuxGpio(std::string directory, ISystemCalls& systemCalls) : root(std::move(directory)), calls(systemCalls)
 {
 }
 
@@ -84,14 +73,14 @@ LinuxGpio::~LinuxGpio()
     try {
         deinit();
     } catch (const std::exception&) {
-        // Nobody is left to be told, and the line has been let go.
+        // A destructor cannot report. The line has been released.
     }
 }
 
 bool LinuxGpio::init(bool inverted, PinDirectionEn direction, bool initialValue)
 {
     Line& pin = line("init");
-    SysfsFile(calls_, pin.number, pin.directory + "/active_low", O_WRONLY, udevPatience).write(digit(inverted));
+    SysfsFile(calls, pin.number, pin.directory + "/active_low", O_WRONLY, udevPatience).write(digit(inverted));
     pin.inverted = inverted;
     pin.writeDirection(direction, initialValue);
     return true;
@@ -99,8 +88,8 @@ bool LinuxGpio::init(bool inverted, PinDirectionEn direction, bool initialValue)
 
 void LinuxGpio::deinit()
 {
-    // The lock on the line goes last: otherwise another process could take over a line that is about to vanish.
-    if (const std::unique_ptr<Line> pin = std::move(line_)) {
+    // The lock is released last: otherwise another process could take over a line that is about to vanish.
+    if (const std::unique_ptr<Line> pin = std::move(current)) {
         pin->exported.release();
     }
 }
@@ -109,7 +98,7 @@ void LinuxGpio::setDirection(PinDirectionEn direction)
 {
     Line& pin = line("setDirection");
     if (!pin.inverted) {
-        failUnconfigured(pin.number);
+        throw std::logic_error("GPIO " + std::to_string(pin.number) + ": setDirection before init");
     }
     pin.writeDirection(direction, pin.level);
 }
@@ -129,10 +118,10 @@ bool LinuxGpio::getValue() const
 
 void LinuxGpio::exportGpio(unsigned gpioNumber)
 {
-    if (line_) {
-        throw std::logic_error("GPIO " + std::to_string(line_->number) + ": exportGpio again before deinit");
+    if (current) {
+        throw std::logic_error("GPIO " + std::to_string(current->number) + ": exportGpio again before deinit");
     }
-    line_ = std::make_unique<Line>(calls_, root_, gpioNumber);
+    current = std::make_unique<Line>(calls, root, gpioNumber);
 }
 
 unsigned LinuxGpio::getGpioNumber() const
@@ -142,10 +131,10 @@ unsigned LinuxGpio::getGpioNumber() const
 
 LinuxGpio::Line& LinuxGpio::line(const char* operation) const
 {
-    if (!line_) {
-        failUnexported(operation);
+    if (!current) {
+        throw std::logic_error(std::string("GPIO pin: ") + operation + " before exportGpio");
     }
-    return *line_;
+    return *current;
 }
 
 } // namespace sysfs

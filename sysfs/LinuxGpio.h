@@ -18,10 +18,10 @@ namespace sysfs {
 class LinuxGpio final : public ISysfsGpio {
 public:
     /**
-     * @param root  directory of the interface, /sys/class/gpio unless it is mounted elsewhere
-     * @param calls has to outlive the pin
+     * @param directory   of the interface, /sys/class/gpio unless it is mounted elsewhere
+     * @param systemCalls has to outlive the pin
      */
-    LinuxGpio(std::string root, ISystemCalls& calls);
+    LinuxGpio(std::string directory, ISystemCalls& systemCalls);
 
     /** Like deinit, without reporting a failure. */
     ~LinuxGpio() override;
@@ -30,19 +30,19 @@ public:
     LinuxGpio& operator=(const LinuxGpio&) = delete;
 
     /**
-     * Configures the pin, the first time or anew. A line that becomes or stays an output goes to initialValue
+     * Configures the pin. May be called again. A line that becomes or stays an output goes to initialValue
      * without taking any other level on the way. An input that becomes an output later starts at initialValue.
      * @return true
      */
     bool init(bool inverted, PinDirectionEn direction, bool initialValue) override;
 
     /**
-     * Releases the line, also when it throws; no effect on a pin that has none. A line that was exported before
-     * this object came stays exported. The pin can be bound anew afterwards.
+     * Releases the line, also when it throws. Does nothing on a pin that has no line. A line that was exported
+     * before exportGpio stays exported. Afterwards exportGpio may be called again.
      */
     void deinit() override;
 
-    /** To be called after init, which settles the polarity. */
+    /** To be called after init, which sets the polarity. */
     void setDirection(PinDirectionEn direction) override;
 
     /** @return true */
@@ -51,9 +51,9 @@ public:
     bool getValue() const override;
 
     /**
-     * Takes the line for this object alone: it refuses a line that another process or object drives, and takes
-     * over one that a process left behind. Waits up to one second per file for udev to grant access.
-     * When it throws, the object is as before and the line as it was found.
+     * Takes the line exclusively. Refuses a line that another process or object drives. Takes over a line that a
+     * process left exported. Waits up to one second per file for udev to grant access.
+     * When it throws, neither the object nor the line has changed.
      */
     void exportGpio(unsigned gpioNumber) override;
 
@@ -65,9 +65,9 @@ private:
 
     Line& line(const char* operation) const;
 
-    std::string root_;
-    ISystemCalls& calls_;
-    std::unique_ptr<Line> line_;
+    std::string root;
+    ISystemCalls& calls;
+    std::unique_ptr<Line> current;
 };
 
 } // namespace sysfs

@@ -6,13 +6,14 @@
 
 namespace sysfs {
 
-LinuxGpioFactory::LinuxGpioFactory(std::string root, ISystemCalls& calls) : root_(std::move(root)), calls_(calls)
+LinuxGpioFactory::LinuxGpioFactory(std::string directory, ISystemCalls& systemCalls)
+    : root(std::move(directory)), calls(systemCalls)
 {
 }
 
 std::unique_ptr<ISysfsGpio> LinuxGpioFactory::create() const
 {
-    return std::make_unique<LinuxGpio>(root_, calls_);
+    return std::make_unique<LinuxGpio>(root, calls);
 }
 
 } // namespace sysfs

@@ -12,14 +12,14 @@ namespace sysfs {
 /** Makes pins on any root directory and system calls. */
 class LinuxGpioFactory final : public ISysfsGpioFactory {
 public:
-    /** @param calls has to outlive the factory and its pins */
-    LinuxGpioFactory(std::string root, ISystemCalls& calls);
+    /** @param systemCalls has to outlive the factory and its pins */
+    LinuxGpioFactory(std::string directory, ISystemCalls& systemCalls);
 
     std::unique_ptr<ISysfsGpio> create() const override;
 
 private:
-    std::string root_;
-    ISystemCalls& calls_;
+    std::string root;
+    ISystemCalls& calls;
 };
 
 } // namespace sysfs

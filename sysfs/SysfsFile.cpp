@@ -22,7 +22,7 @@ struct KnownCause {
 // An empty file name stands for every file. The first entry that fits counts.
 constexpr KnownCause knownCauses[] = {
     {"open", "export", ENOENT, "this kernel lacks the sysfs GPIO interface, CONFIG_GPIO_SYSFS"},
-    {"write", "export", EINVAL, "no such GPIO; /sys/class/gpio/gpiochip*/base and ngpio tell which there are"},
+    {"write", "export", EINVAL, "no such GPIO; /sys/class/gpio/gpiochip*/base and ngpio show which exist"},
     {"write", "export", EBUSY, "the kernel or a driver holds the line, see /sys/kernel/debug/gpio"},
     {"write", "unexport", EINVAL, "something else has unexported the line"},
     {"open", "direction", ENOENT, "the line has gone, or its direction is fixed"},
@@ -78,19 +78,19 @@ int openWithin(ISystemCalls& calls, const std::string& path, int flags, std::chr
 
 } // namespace
 
-SysfsFile::SysfsFile(ISystemCalls& calls, unsigned gpioNumber, std::string path, int flags,
+SysfsFile::SysfsFile(ISystemCalls& systemCalls, unsigned number, std::string filePath, int flags,
                      std::chrono::milliseconds patience)
-    : calls_(calls), gpioNumber_(gpioNumber), path_(std::move(path)),
-      descriptor_(openWithin(calls_, path_, flags, patience))
+    : calls(systemCalls), gpioNumber(number), path(std::move(filePath)),
+      descriptor(openWithin(calls, path, flags, patience))
 {
-    if (descriptor_ < 0) {
+    if (descriptor < 0) {
         throw error("open", errno);
     }
 }
 
 SysfsFile::~SysfsFile()
 {
-    calls_.close(descriptor_);
+    calls.close(descriptor);
 }
 
 bool SysfsFile::exists(ISystemCalls& calls, const std::string& path)
@@ -100,49 +100,38 @@ bool SysfsFile::exists(ISystemCalls& calls, const std::string& path)
 
 void SysfsFile::write(std::string_view text) const
 {
-    const ssize_t written = uninterrupted([&] { return calls_.pwrite(descriptor_, text.data(), text.size(), 0); });
+    const ssize_t written = uninterrupted([&] { return calls.pwrite(descriptor, text.data(), text.size(), 0); });
     if (written != static_cast<ssize_t>(text.size())) {
-        failToWrite(written, text.size());
+        throw written < 0
+            ? error("write", errno)
+            : error("write", EIO, "only " + std::to_string(written) + " of " + std::to_string(text.size()) + " bytes");
     }
 }
 
 bool SysfsFile::readLevel() const
 {
-    char level = '\0'; // what it stays when there is nothing to read
-    const ssize_t size = uninterrupted([&] { return calls_.pread(descriptor_, &level, sizeof level, 0); });
-    if (size < 0 || (level != '0' && level != '1')) {
-        failToRead(size);
+    char level = '\0'; // stays so when there is nothing to read
+    const ssize_t size = uninterrupted([&] { return calls.pread(descriptor, &level, sizeof level, 0); });
+    if (size < 0) {
+        throw error("read", errno);
+    }
+    if (level != '0' && level != '1') {
+        throw error("read", EIO, "neither 0 nor 1");
     }
     return level == '1';
 }
 
 bool SysfsFile::tryLock() const
 {
-    return uninterrupted([&] { return calls_.flock(descriptor_, LOCK_EX | LOCK_NB); }) == 0 || errno != EWOULDBLOCK;
-}
-
-void SysfsFile::failToWrite(ssize_t written, std::size_t size) const
-{
-    if (written < 0) {
-        throw error("write", errno);
-    }
-    throw error("write", EIO, "only " + std::to_string(written) + " of " + std::to_string(size) + " bytes");
-}
-
-void SysfsFile::failToRead(ssize_t size) const
-{
-    if (size < 0) {
-        throw error("read", errno);
-    }
-    throw error("read", EIO, "neither 0 nor 1");
+    return uninterrupted([&] { return calls.flock(descriptor, LOCK_EX | LOCK_NB); }) == 0 || errno != EWOULDBLOCK;
 }
 
 std::system_error SysfsFile::error(std::string_view action, int errnoValue, std::string_view hint) const
 {
     if (hint.empty()) {
-        hint = knownHint(action, path_, errnoValue);
+        hint = knownHint(action, path, errnoValue);
     }
-    std::string text = "GPIO " + std::to_string(gpioNumber_) + ": cannot " + std::string(action) + ' ' + path_;
+    std::string text = "GPIO " + std::to_string(gpioNumber) + ": cannot " + std::string(action) + ' ' + path;
     if (!hint.empty()) {
         text.append(" (").append(hint).append(")");
     }

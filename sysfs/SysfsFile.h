@@ -21,11 +21,12 @@ class SysfsFile {
 public:
     /**
      * Opens an existing file.
-     * @param gpioNumber the GPIO on whose behalf the file is used, for error texts
-     * @param flags      O_RDONLY, O_WRONLY or O_RDWR
-     * @param patience   how long to wait for a file that is missing or closed to us; it is tried once at least
+     * @param systemCalls has to outlive the object
+     * @param number      of the GPIO, for error texts
+     * @param flags       O_RDONLY, O_WRONLY or O_RDWR
+     * @param patience    how long to wait for a file that is missing or not yet accessible; it is tried at least once
      */
-    SysfsFile(ISystemCalls& calls, unsigned gpioNumber, std::string path, int flags,
+    SysfsFile(ISystemCalls& systemCalls, unsigned number, std::string filePath, int flags,
               std::chrono::milliseconds patience = std::chrono::milliseconds::zero());
     ~SysfsFile();
 
@@ -37,12 +38,12 @@ public:
     /** Writes all of text at the start of the file. */
     void write(std::string_view text) const;
 
-    /** @return what the kernel shows as 0 or 1 at the start of the file */
+    /** @return the level: the file starts with 0 or 1 */
     bool readLevel() const;
 
     /**
-     * Takes the file for this object alone, until it is closed or the process ends, however it ends.
-     * @return false when another object or process holds it; true also where files cannot be locked
+     * Locks the file exclusively, until it is closed or the process ends.
+     * @return false when another object or process holds the lock; true also where files cannot be locked
      */
     bool tryLock() const;
 
@@ -53,14 +54,10 @@ public:
     std::system_error error(std::string_view action, int errnoValue, std::string_view hint = {}) const;
 
 private:
-    // Out of line, so that a call which succeeds does not prepare for them.
-    [[noreturn, gnu::cold, gnu::noinline]] void failToWrite(ssize_t written, std::size_t size) const;
-    [[noreturn, gnu::cold, gnu::noinline]] void failToRead(ssize_t size) const;
-
-    ISystemCalls& calls_;
-    unsigned gpioNumber_;
-    std::string path_;
-    int descriptor_;
+    ISystemCalls& calls;
+    unsigned gpioNumber;
+    std::string path;
+    int descriptor;
 };
 
 } // namespace sysfs

@@ -326,8 +326,8 @@ TEST_F(KernelTest, SaysInOneLineWhyALineCannotBeHad)
          "cannot write /sys/class/gpio/export (the kernel or a driver holds the line, see /sys/kernel/debug/gpio): "
          "Device or resource busy"},
         {"led 0 on --led-base ", "999999",
-         "cannot write /sys/class/gpio/export (no such GPIO; /sys/class/gpio/gpiochip*/base and ngpio tell which there "
-         "are): Invalid argument"},
+         "cannot write /sys/class/gpio/export (no such GPIO; /sys/class/gpio/gpiochip*/base and ngpio show which "
+         "exist): Invalid argument"},
         {"keys --key-count 1 --key-base ", number(10),
          "cannot lock /sys/class/gpio/gpio" + number(10) +
              "/value (in use by another process or pin object): Device or resource busy"},

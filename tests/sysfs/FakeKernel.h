@@ -24,7 +24,7 @@ public:
 
     struct Line {
         bool exported = false;
-        std::chrono::milliseconds udevDelay{0}; // from the export until the files are opened to us
+        std::chrono::milliseconds udevDelay{0}; // from the export until the files are accessible
         char level = '0';                       // what the value reads
         bool activeLow = false;                 // as written
         TimePoint granted{};
@@ -33,11 +33,11 @@ public:
     std::map<unsigned, Line> lines;
     Line& line = lines[40];
     std::string log;                        // every call
-    std::map<unsigned, std::string> driven; // what lines were made, electrically: "low; " "high; " or "in; "
+    std::map<unsigned, std::string> driven; // settings of the lines, electrically: "low; " "high; " or "in; "
     /** @return an errno value for the call to fail with, partly to transfer one byte less (EIO elsewhere), or 0 */
     std::function<int(const std::string& call)> fault = [](const std::string&) { return 0; };
 
-    std::size_t openFiles() const { return files_.size(); }
+    std::size_t openFiles() const { return files.size(); }
 
     int open(const char* path, int flags) override
     {
@@ -47,25 +47,25 @@ public:
         return run("open " + name + access, 0, [&] {
             if (name.rfind("gpio", 0) == 0) {
                 const Line& opened = lineOf(name);
-                if (!opened.exported || now_ < opened.granted) {
+                if (!opened.exported || time < opened.granted) {
                     return opened.exported ? -EACCES : -ENOENT;
                 }
             }
-            files_[++lastDescriptor_] = name;
-            return lastDescriptor_;
+            files[++lastDescriptor] = name;
+            return lastDescriptor;
         });
     }
 
     int close(int descriptor) override
     {
-        const std::string name = files_.at(descriptor);
-        files_.erase(descriptor);
+        const std::string name = files.at(descriptor);
+        files.erase(descriptor);
         return run("close " + name, 0, [] { return 0; });
     }
 
     ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) override
     {
-        const std::string& name = files_.at(descriptor);
+        const std::string& name = files.at(descriptor);
         return run("read " + name + (offset == 0 ? "" : " at an offset"), size, [&] {
             *static_cast<char*>(buffer) = lineOf(name).level;
             return 1;
@@ -74,7 +74,7 @@ public:
 
     ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) override
     {
-        const std::string& name = files_.at(descriptor);
+        const std::string& name = files.at(descriptor);
         const std::string text(static_cast<const char*>(data), size);
         return run("write " + name + ' ' + text + (offset == 0 ? "" : " at an offset"), size, [&] {
             const int refusal = name.rfind("gpio", 0) == 0 ? configure(name, text) : changeExport(name, text);
@@ -84,7 +84,7 @@ public:
 
     int flock(int descriptor, int operation) override
     {
-        return run("lock " + files_.at(descriptor) + ' ' + std::to_string(operation), 0, [] { return 0; });
+        return run("lock " + files.at(descriptor) + ' ' + std::to_string(operation), 0, [] { return 0; });
     }
 
     int access(const char* path, int /*mode*/) override
@@ -96,9 +96,9 @@ public:
     TimePoint now() override
     {
         errno = ERANGE;
-        return now_;
+        return time;
     }
-    void sleepFor(std::chrono::milliseconds duration) override { now_ += duration; }
+    void sleepFor(std::chrono::milliseconds duration) override { time += duration; }
 
 private:
     Line& lineOf(const std::string& name) { return lines[numberIn(name)]; }
@@ -119,7 +119,7 @@ private:
             return -EINVAL;
         }
         changed.exported = exports;
-        changed.granted = now_ + changed.udevDelay;
+        changed.granted = time + changed.udevDelay;
         return 0;
     }
 
@@ -153,7 +153,7 @@ private:
         return result < 0 ? -1 : result;
     }
 
-    std::map<int, std::string> files_; // names of those that are open
-    int lastDescriptor_ = 100;
-    TimePoint now_{};
+    std::map<int, std::string> files; // names of those that are open
+    int lastDescriptor = 100;
+    TimePoint time{};
 };

@@ -84,7 +84,7 @@ TEST(LinuxGpio, SaysWhatFailedAndWhy)
         {"open", "export", ENOENT, ENOENT, " (this kernel lacks the sysfs GPIO interface, CONFIG_GPIO_SYSFS)"},
         {"open", "export", EACCES, EACCES, " (run as root or in the group that owns the file)"},
         {"write", "export", EINVAL, EINVAL,
-         " (no such GPIO; /sys/class/gpio/gpiochip*/base and ngpio tell which there are)"},
+         " (no such GPIO; /sys/class/gpio/gpiochip*/base and ngpio show which exist)"},
         {"write", "export", EBUSY, EBUSY, " (the kernel or a driver holds the line, see /sys/kernel/debug/gpio)"},
         {"open", "gpio40/direction", ENOENT, ENOENT, " (the line has gone, or its direction is fixed)"},
         {"lock", "gpio40/value", EWOULDBLOCK, EBUSY, " (in use by another process or pin object)"},
@@ -107,7 +107,7 @@ TEST(LinuxGpio, SaysWhatFailedAndWhy)
     }
 }
 
-TEST(LinuxGpio, RefusesCallsOutOfOrderAndCanBeBoundAnew)
+TEST(LinuxGpio, RefusesCallsOutOfOrderAndCanBeExportedAgain)
 {
     FakeKernel kernel;
     sysfs::LinuxGpio pin(root, kernel);
