@@ -33,7 +33,7 @@ This library makes the pins that libfrontpanelhw drives: lines of
 /sys/class/gpio. A device can have a GPIO library of its own in its place.")
 package(${library} libs "${gpio_library} (>= ${PROJECT_VERSION})"
 "front panel library: keys, LEDs and a character LCD
-This library tells which front panel a device has, reports its keys,
+This library detects which front panel a device has, reports its keys,
 switches its LEDs and shows text on its LCD of 3 lines of 25 characters,
 all on GPIO lines.")
 package(${development} libdevel "${library} (= ${debian_version}), ${gpio_library} (= ${debian_version})"

@@ -2,7 +2,7 @@
 # the one that the device brings along. Sets what is to be linked:
 #   frontpanelhw_gpio_library             in this build
 #   frontpanelhw_installed_gpio_library   by CMake projects that use the installed library
-#   frontpanelhw_pc_gpio_library          by what pkg-config tells
+#   frontpanelhw_pc_gpio_library          by what pkg-config prints
 # What is installed names no place of this machine: a library that is given as a file is known by its name there.
 set(FRONTPANELHW_GPIO sysfs CACHE STRING "GPIO library under the panels: sysfs (this project's) or external (the device's)")
 set_property(CACHE FRONTPANELHW_GPIO PROPERTY STRINGS sysfs external)
