@@ -3,8 +3,8 @@
  * line of the same chip and against a bare pwrite and pread on a held descriptor, the least that the layer can cost.
  * They are measured in turns in one run, since machines change their speed; the ratio counts. That they move and read
  * their lines is asked of the chip's driver first.
- * To be run in a machine of its own: scripts/bench-kernel does that. Prints a line for each row, with tabs between the
- * row's name, the layer's time and what it is compared with, both in nanoseconds.
+ * To be run in a machine of its own: scripts/parts/bench-kernel does that. Prints a line for each row, with tabs
+ * between the row's name, the layer's time and what it is compared with, both in nanoseconds.
  */
 #include "bench/BareFile.h"
 #include "bench/Check.h"
