@@ -32,7 +32,7 @@ public:
     /** @return the number of lines */
     unsigned getLineCount() const;
 
-    /** @return the width given at construction, whatever the lines now hold */
+    /** @return the width given at construction, even if lines have other lengths now */
     unsigned getCharCount() const;
 
     /** Replaces a line by one of any length. @return false when there is no such line */

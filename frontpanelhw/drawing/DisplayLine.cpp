@@ -1,6 +1,6 @@
 #include "frontpanelhw/drawing/DisplayLine.h"
 
-#include "frontpanelhw/drawing/Narrow.h"
+#include "frontpanelhw/drawing/LowByte.h"
 
 #include <algorithm>
 #include <iostream>
@@ -74,9 +74,7 @@ bool DisplayLine::setLine(unsigned offset, const std::u16string& text)
     // Past the end this wraps around, and the first character written meets the range check below.
     const unsigned room = getCharCount() - offset;
     if (text.size() > room) {
-        std::cerr << "ERROR: "
-                  << "text '" << narrow(text) << "' is too long to write in line!"
-                  << "\n";
+        std::cerr << "ERROR: text '" << lowBytes(text) << "' is too long to write in line!\n";
         return false;
     }
     for (unsigned i = 0; i < text.size(); ++i) {
@@ -113,7 +111,7 @@ std::ostream& operator<<(std::ostream& stream, const DisplayLine& line)
         flags.push_back(line.getInverted(i) ? 'i' : 'n');
     }
     stream.width(0);
-    return stream << "'" << narrow(line.getString()) << "' - " << flags
+    return stream << "'" << lowBytes(line.getString()) << "' - " << flags
                   << " - cnt: " << std::to_string(line.getCharCount());
 }
 

@@ -58,10 +58,10 @@ public:
 
     /**
      * Writes text over the cells from offset on; the length and every cell's inversion stay. A code unit 0 is
-     * transparent: the cell below it keeps its character. Positions count modulo 2^32: from an offset just below 2^32
-     * on, text goes on at the beginning of the line.
+     * transparent: the cell below it keeps its character. Positions count modulo 2^32: text at an offset just below
+     * 2^32 goes on at the beginning of the line if the code units before that are 0.
      * @return false, with the line unchanged and the reason on standard error, when the text does not fit
-     * @throws std::out_of_range, with the line unchanged, when offset is past the end and the text is not all zeros
+     * @throws std::out_of_range, with the line unchanged, when a code unit other than 0 lies past the end
      */
     bool setLine(unsigned offset, const std::u16string& text);
 

@@ -1,4 +1,5 @@
 #include "frontpanelhw/fp/Indoor.h"
+#include "frontpanelhw/fp/IndoorFpImpl.h"
 #include "frontpanelhw/fp/Outdoor.h"
 #include "panelsim/board/Board.h"
 #include "panelsim/board/InstalledBoard.h"
