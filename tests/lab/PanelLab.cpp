@@ -2,18 +2,24 @@
 
 #include "frontpanelhw/FrontPanelType.h"
 #include "frontpanelhw/fp/FpBase.h"
-#include "frontpanelhw/fp/IndoorFpImpl.h"
+#include "frontpanelhw/fp/Indoor.h"
+#include "frontpanelhw/fp/Outdoor.h"
 #include "panelsim/board/Board.h"
-#include "panelsim/board/BoardGpioFactory.h"
 #include "tests/fuzz/Choices.h"
+#include "tests/lab/LabPins.h"
+#include "tests/lab/PanelModel.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/InstalledPins.h"
 #include "tests/support/VirtualTime.h"
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
@@ -27,17 +33,13 @@ namespace {
 
 using namespace frontpanelhw;
 using namespace panelsim;
-using sysfs::PinDirectionEn;
 
 constexpr unsigned mostKeys = 5;
 constexpr unsigned mostLeds = 10;
 constexpr unsigned longestText = 60;
-constexpr unsigned memoryColumns = 256;
-constexpr unsigned memoryRows = 16;
 constexpr unsigned heldPollsUntilRepeat = 9;
+constexpr std::chrono::milliseconds pollingPeriod(25);
 constexpr std::size_t ownTasks = 3; ///< links of the directory of tasks while there is no other thread
-
-struct ForeignException {};
 
 void require(bool holds, const std::string& rule)
 {
@@ -45,217 +47,6 @@ void require(bool holds, const std::string& rule)
         throw std::logic_error("does not hold: " + rule);
     }
 }
-
-/** What happened to the pins during one operation of the panel. */
-struct PinRecord {
-    unsigned thrown = 0;     ///< operations that threw a std::exception
-    bool foreign = false;    ///< whether one threw something else
-    bool setUpThrew = false; ///< whether creation, export, init or deinit threw
-    bool refused = false;    ///< whether one returned false
-    bool lcdInitRefused = false;
-    bool backlightRefused = false;
-    bool ledThrew = false;
-    unsigned ledWrites = 0;
-    std::vector<std::pair<unsigned, std::optional<bool>>> reads =
-        {}; ///< GPIO and level of ID lines and keys; no level: it threw
-
-    bool failed() const { return thrown > 0 || foreign || refused; }
-};
-
-/** A factory of pins of a board, one of whose operations fails as planned. */
-class LabPins : public sysfs::ISysfsGpioFactory {
-public:
-    LabPins(Board& itsBoard, const PinFailure& itsFailure) : board(itsBoard), failure(itsFailure), factory(itsBoard) {}
-
-    std::unique_ptr<sysfs::ISysfsGpio> create() const override;
-
-    /** Does an operation, which returns whether it is done, or lets it fail. */
-    template <typename Effect>
-    bool perform(PinOperation operation, unsigned gpio, Effect effect) const
-    {
-        const bool ownThread = std::this_thread::get_id() == owner;
-        PinRecord& now = ownThread ? record : polled;
-        const bool canRefuse = operation == PinOperation::Init || operation == PinOperation::SetValue;
-        ++operations;
-        const bool due = failure.operation != 0 &&
-                         (failure.lasting ? operations >= failure.operation : operations == failure.operation) &&
-                         (failure.kind != PinFailure::Kind::False || canRefuse) &&
-                         (failure.kind != PinFailure::Kind::Foreign || ownThread);
-        now.ledWrites += isLed(gpio) && operation == PinOperation::SetValue ? 1 : 0;
-        try {
-            return due ? fail(now, operation, gpio, effect) : effect();
-        } catch (const std::exception&) { // also one of the pin's own, after an earlier failure
-            ++now.thrown;
-            note(now, operation, gpio);
-            throw;
-        }
-    }
-
-    bool getValue(unsigned gpio, const sysfs::ISysfsGpio& pin) const
-    {
-        bool level = false;
-        const auto read = [&] { return level = pin.getValue(), true; };
-        if (isLcd(gpio)) {
-            perform(PinOperation::GetValue, gpio, read);
-            return level;
-        }
-        auto& reads = (std::this_thread::get_id() == owner ? record : polled).reads;
-        reads.emplace_back(gpio, std::nullopt);
-        perform(PinOperation::GetValue, gpio, read);
-        reads.back().second = level;
-        return level;
-    }
-
-    template <typename Effect>
-    bool fail(PinRecord& now, PinOperation operation, unsigned gpio, Effect effect) const
-    {
-        everFailed = true;
-        switch (failure.kind) {
-        case PinFailure::Kind::False:
-            now.refused = true;
-            now.lcdInitRefused |= operation == PinOperation::Init && isLcd(gpio);
-            now.backlightRefused |= gpio == backlight();
-            return false;
-        case PinFailure::Kind::Foreign:
-            now.foreign = true;
-            note(now, operation, gpio);
-            throw ForeignException();
-        case PinFailure::Kind::After:
-            effect();
-            break;
-        case PinFailure::Kind::Before:
-            break;
-        }
-        throw std::runtime_error("made to fail");
-    }
-
-    void note(PinRecord& now, PinOperation operation, unsigned gpio) const
-    {
-        now.setUpThrew |= operation < PinOperation::SetDirection;
-        now.ledThrew |= isLed(gpio) && operation == PinOperation::SetValue;
-    }
-
-    unsigned backlight() const { return board.getConfig().ledGpioBase + board.getConfig().ledCount; }
-    bool isLed(unsigned gpio) const { return gpio >= board.getConfig().ledGpioBase && gpio < backlight(); }
-    bool isLcd(unsigned gpio) const
-    {
-        return board.getConfig().hasLcd && (gpio >= board.getConfig().lcdGpioBase || gpio == backlight());
-    }
-
-    Board& board;
-    PinFailure failure;
-    mutable PinRecord record; ///< of the panel's operation
-    mutable PinRecord polled; ///< of the scan by the polling thread
-    mutable std::uint64_t operations = 0;
-    mutable bool everFailed = false;
-    mutable int livePins = 0;
-
-private:
-    BoardGpioFactory factory;
-    const std::thread::id owner = std::this_thread::get_id();
-};
-
-class LabPin final : public sysfs::ISysfsGpio {
-public:
-    LabPin(const LabPins& itsPins, std::unique_ptr<sysfs::ISysfsGpio> itsPin) : pins(itsPins), pin(std::move(itsPin))
-    {
-        ++pins.livePins;
-    }
-    ~LabPin() override { --pins.livePins; }
-    LabPin(const LabPin&) = delete;
-    LabPin& operator=(const LabPin&) = delete;
-
-    bool init(bool inverted, PinDirectionEn direction, bool value) override
-    {
-        return pins.perform(PinOperation::Init, gpio, [&] { return pin->init(inverted, direction, value); });
-    }
-    void deinit() override
-    {
-        pins.perform(PinOperation::Deinit, gpio, [&] { return pin->deinit(), true; });
-    }
-    void setDirection(PinDirectionEn direction) override
-    {
-        pins.perform(PinOperation::SetDirection, gpio, [&] { return pin->setDirection(direction), true; });
-    }
-    bool setValue(bool value) override
-    {
-        return pins.perform(PinOperation::SetValue, gpio, [&] { return pin->setValue(value); });
-    }
-    bool getValue() const override { return pins.getValue(gpio, *pin); }
-    void exportGpio(unsigned number) override
-    {
-        gpio = number;
-        pins.perform(PinOperation::Export, gpio, [&] { return pin->exportGpio(number), true; });
-    }
-    unsigned getGpioNumber() const override { return gpio; }
-
-private:
-    const LabPins& pins;
-    std::unique_ptr<sysfs::ISysfsGpio> pin;
-    unsigned gpio = 0;
-};
-
-std::unique_ptr<sysfs::ISysfsGpio> LabPins::create() const
-{
-    std::unique_ptr<sysfs::ISysfsGpio> pin;
-    perform(PinOperation::Create, 0, [&] { return pin = std::make_unique<LabPin>(*this, factory.create()), true; });
-    return pin;
-}
-
-/** What a panel has to show, with the operations of a panel. */
-struct PanelModel {
-    using Page = std::vector<std::vector<LcdCell>>;
-    inline static const Page blank{memoryRows, std::vector<LcdCell>(memoryColumns)};
-
-    bool lcdReady = true;
-    bool pageKnown = true; ///< not after a failure on the display, nor after a reset, which takes the chip's registers
-    bool onKnown = true;   ///< display and backlight; known again after a reset
-    bool on = true;
-    bool backlight = true;
-    unsigned written = 0; ///< the page
-    std::array<Page, 2> pages{blank, blank};
-    bool polling = false;
-    bool allLedsOn = false;
-    bool ledsKnown = true; ///< not after an LED failed
-    std::vector<bool> leds = {};
-    std::vector<bool> keys = {}; ///< up to the first one that could not be read
-
-    void printLine(unsigned line, const drawing::DisplayLine& text)
-    {
-        for (unsigned i = 0; i < text.getCharCount(); ++i) {
-            const drawing::DisplayChar cell = text.getCharacter(i);
-            pages.at(written).at(line % memoryRows).at(i % memoryColumns) = {static_cast<unsigned char>(cell.character),
-                                                                             cell.inverted};
-        }
-    }
-    void printBuffer(const drawing::DisplayBuffer& page)
-    {
-        for (unsigned i = 0; i < page.getLineCount(); ++i) {
-            printLine(i, page.getLine(i));
-        }
-        swapPage();
-    }
-    void fillDisplay()
-    {
-        drawing::DisplayBuffer filled(LcdChip::columns, LcdChip::rows);
-        for (unsigned i = 0; i < filled.getLineCount(); ++i) {
-            filled.setInverted(i, true, 0, LcdChip::columns - 1);
-        }
-        printBuffer(filled);
-        backlight = true;
-    }
-    void swapPage() { written = 1 - written; }
-    void clear() { pages.at(written) = blank; }
-    void enable(bool value) { on = value; }
-    void resetController() { pageKnown = on = backlight = false; }
-    bool setLed(unsigned led, bool value)
-    {
-        if (led < leds.size()) {
-            leds[led] = value;
-        }
-        return led < leds.size();
-    }
-};
 
 /** Polls of held keys since the last event: one count for the process. */
 unsigned heldPolls = 0;
@@ -406,19 +197,21 @@ private:
     {
         const BoardConfig& config = board.getConfig();
         std::vector<unsigned> inverted = config.invertedLeds;
-        if (!config.hasLcd) {
+        if (config.hasLcd) {
+            if (config.backlightInverted) {
+                inverted.push_back(pins.backlight());
+            }
+            std::unique_ptr<fp::ILcdFp> indoor =
+                std::make_unique<fp::Indoor>(config.keyGpioBase, config.ledGpioBase, config.lcdGpioBase,
+                                             config.keyCount, config.ledCount, inverted, ledsInitiallyOn);
+            display = indoor.get();
+            panel = std::move(indoor);
+        } else if (config.keyCount == 2 && config.ledCount == 8 && inverted.empty() && ledsInitiallyOn.empty()) {
+            panel = std::make_unique<fp::Outdoor>(config.keyGpioBase, config.ledGpioBase);
+        } else {
             panel = std::make_unique<fp::FpBase>(pins, config.keyGpioBase, config.keyCount, config.ledGpioBase,
                                                  config.ledCount, inverted, ledsInitiallyOn);
-            return;
         }
-        if (config.backlightInverted) {
-            inverted.push_back(config.ledGpioBase + config.ledCount);
-        }
-        std::unique_ptr<fp::ILcdFp> indoor =
-            std::make_unique<fp::IndoorFpImpl>(pins, config.keyGpioBase, config.ledGpioBase, config.lcdGpioBase,
-                                               config.keyCount, config.ledCount, inverted, ledsInitiallyOn);
-        display = indoor.get();
-        panel = std::move(indoor);
     }
 
     void destroy()
@@ -522,11 +315,15 @@ private:
             // All are written on, then all as they were: an LED that fails among the first leaves them forced on.
             model.allLedsOn = reachedLeds ? !done && record.ledWrites <= model.leds.size() : model.allLedsOn;
         }
-        requireErrors(caught(!done));
         model.polling |= done;
-        if (done && !wasPolling) {
+        const bool begins = done && !wasPolling;
+        if (begins) {
             time.awaitSleeper();
-            compareEvents();
+        }
+        const std::string log = output.take();
+        requireErrors(log, caught(!done));
+        if (begins) {
+            compareEvents(log.substr(std::min(log.find("INFO: key"), log.size())));
         }
     }
 
@@ -548,35 +345,37 @@ private:
         for (; times > 0 && model.polling; --times) {
             pins.polled = {};
             time.scan();
-            compareEvents();
+            compareEvents(output.take());
         }
     }
 
     /** The polling thread has scanned once and sleeps. */
-    void compareEvents()
+    void compareEvents(const std::string& log)
     {
         std::vector<std::pair<unsigned, bool>> expected;
-        std::vector<std::pair<unsigned, std::optional<bool>>> reads;
-        for (const auto& read : pins.polled.reads) {
-            const unsigned key = read.first - board.getConfig().keyGpioBase;
-            reads.emplace_back(key, read.second);
-            if (!read.second || key >= model.keys.size()) {
+        std::string lines;
+        for (const auto& [gpio, level] : pins.polled.reads) {
+            const unsigned key = gpio - board.getConfig().keyGpioBase;
+            if (!level || key >= model.keys.size()) {
                 continue;
             }
-            const bool level = *read.second;
             const bool isDue =
-                level && model.keys[key] ? ++heldPolls == heldPollsUntilRepeat : level != model.keys[key];
-            model.keys[key] = level;
+                *level && model.keys[key] ? ++heldPolls == heldPollsUntilRepeat : *level != model.keys[key];
+            model.keys[key] = *level;
             if (isDue) {
                 heldPolls = 0;
-                expected.insert(expected.end(), reaction == Reaction::NoCallback ? 0 : 1, {key, level});
+            }
+            if (isDue && reaction != Reaction::NoCallback) {
+                expected.emplace_back(key, *level);
+                lines += "INFO: key event from: " + std::to_string(key) + "\n";
             }
         }
-        require(reads.size() == board.getConfig().keyCount, "every scan reads every key");
+        require(pins.polled.reads.size() == board.getConfig().keyCount, "every scan reads every key");
         require(events == expected, "the key events of a scan");
+        require(log == lines, "a log line for each key event, and no other");
+        require(time.pause() == pollingPeriod, "the pause between two scans");
         events.clear();
         model.ledsKnown = model.ledsKnown && !pins.polled.ledThrew && !pins.polled.refused;
-        requireErrors(0);
     }
 
     void compare()
@@ -612,11 +411,12 @@ private:
     static const std::map<char, void (*)(Laboratory&)> operations;
 
     Choices choices;
-    VirtualTime time;
+    VirtualTime time{VirtualTime::Others::Wait};
     CapturedOutput output;
     std::vector<unsigned> ledsInitiallyOn;
     Board board;
     LabPins pins;
+    InstalledPins installed{pins};
     std::unique_ptr<fp::IFp> panel;
     fp::ILcdFp* display = nullptr; ///< the panel, if it has one
     PanelModel model;
@@ -628,7 +428,7 @@ const std::map<char, void (*)(Laboratory&)> Laboratory::operations = {
     {'d', [](Laboratory& lab) { lab.detect(); }},
     {'p',
      [](Laboratory& lab) {
-         const unsigned row = lab.choices.below(memoryColumns); // mostly 0 to 2 in inputs written by hand
+         const unsigned row = lab.choices.below(PanelModel::memoryColumns); // mostly 0 to 2 in inputs written by hand
          const drawing::DisplayLine line = lab.chooseLine();
          lab.onDisplay([&](auto& on) { return on.printLine(row, line); });
      }},
@@ -675,6 +475,16 @@ const std::map<char, void (*)(Laboratory&)> Laboratory::operations = {
 };
 
 } // namespace
+
+std::vector<PanelScript> panelScripts()
+{
+    std::vector<PanelScript> scripts;
+    for (const auto& entry : std::filesystem::directory_iterator(PANEL_CORPUS)) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        scripts.push_back({entry.path().filename(), {std::istreambuf_iterator<char>(file), {}}});
+    }
+    return scripts;
+}
 
 LivedPanel livePanel(std::string_view script, const PinFailure& failure)
 {

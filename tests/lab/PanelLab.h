@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
+#include <vector>
 
 /** Which operation of the pin factory and of the pins fails, how, and for how long. */
 struct PinFailure {
@@ -17,6 +19,15 @@ struct PinFailure {
     bool lasting = false; ///< whether all after it fail as well
 };
 
+/** A life, spelled in characters. */
+struct PanelScript {
+    std::string name;
+    std::string text;
+};
+
+/** @return the lives of tests/lab/corpus */
+std::vector<PanelScript> panelScripts();
+
 /** What came of a life. */
 struct LivedPanel {
     std::uint64_t constructed; ///< operations of factory and pins until the panel was constructed
@@ -29,7 +40,7 @@ struct LivedPanel {
  * exceptions, error lines, LEDs, key events and page must be. A panel that an operation failed on is constructed again
  * at the end and has to show a page. No pin and no thread may be left.
  *
- * @param script panel and operations, in characters; corpus/panel has examples, and PanelLab.cpp says what each means
+ * @param script panel and operations, in characters; PanelLab.cpp says what each means
  * @throws std::logic_error that names the operation and the rule that it broke
  */
 LivedPanel livePanel(std::string_view script, const PinFailure& failure = {});

@@ -3,44 +3,25 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <tuple>
-#include <vector>
 
 using Kind = PinFailure::Kind;
 
 namespace {
 
-struct Script {
-    std::string name;
-    std::string text;
-};
-
-std::vector<Script> corpus()
-{
-    std::vector<Script> scripts;
-    for (const auto& entry : std::filesystem::directory_iterator(PANEL_CORPUS)) {
-        std::ifstream file(entry.path(), std::ios::binary);
-        scripts.push_back({entry.path().filename(), {std::istreambuf_iterator<char>(file), {}}});
-    }
-    return scripts;
-}
-
-class Sweep : public testing::TestWithParam<std::tuple<Script, Kind>> {};
+class Sweep : public testing::TestWithParam<std::tuple<PanelScript, Kind>> {};
 
 std::string nameOf(const testing::TestParamInfo<Sweep::ParamType>& sweep)
 {
     static const char* const kinds[] = {"Before", "After", "False", "Foreign"};
-    return std::get<Script>(sweep.param).name + kinds[static_cast<int>(std::get<Kind>(sweep.param))];
+    return std::get<PanelScript>(sweep.param).name + kinds[static_cast<int>(std::get<Kind>(sweep.param))];
 }
 
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(Corpus, Sweep,
-                         testing::Combine(testing::ValuesIn(corpus()),
+                         testing::Combine(testing::ValuesIn(panelScripts()),
                                           testing::Values(Kind::Before, Kind::After, Kind::False, Kind::Foreign)),
                          nameOf);
 
