@@ -33,7 +33,7 @@ constexpr const char* self = "kernel-pins";
 constexpr int rounds = 201;
 constexpr int operationsInRound = 1000;
 
-/** @return the number that the kernel has given to the first line of the chip with this label */
+/** @return the number of the first line of the GPIO chip with this label */
 unsigned baseOf(const std::string& label)
 {
     for (const auto& entry : std::filesystem::directory_iterator("/sys/class/gpio")) {
@@ -47,7 +47,8 @@ unsigned baseOf(const std::string& label)
     throw std::runtime_error("no GPIO chip has the label " + label);
 }
 
-/** @return direction and level as the chip's driver tells them: "out hi", say; empty for a line that nobody holds */
+/** @return direction and level as the driver of the chip reports them, such as "out hi"; empty for a line that is not
+ * in use */
 std::string driverSees(unsigned gpioNumber)
 {
     std::ifstream lines("/sys/kernel/debug/gpio");

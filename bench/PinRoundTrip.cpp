@@ -92,7 +92,7 @@ void serveBoard(int addressTo)
     panelsim::StampedClock clock;
     panelsim::Board board(panelsim::BoardConfig(), [&clock] { return clock.now(); });
     const panelsim::PinServer server(board, [](const std::string& text) { std::cerr << text << "\n"; });
-    check(write(addressTo, server.address().c_str(), server.address().size()) > 0, "cannot tell the address");
+    check(write(addressTo, server.address().c_str(), server.address().size()) > 0, "cannot pass the address on");
     while (true) {
         pause();
     }

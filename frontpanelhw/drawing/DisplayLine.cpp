@@ -4,11 +4,8 @@
 
 #include <algorithm>
 #include <iostream>
-#include <iterator>
 
 namespace frontpanelhw::drawing {
-
-DisplayLine::DisplayLine() = default;
 
 DisplayLine::DisplayLine(unsigned charCount) : characters(charCount)
 {
@@ -18,12 +15,6 @@ DisplayLine::DisplayLine(const std::u16string& text)
 {
     setLine(text);
 }
-
-DisplayLine::~DisplayLine() = default;
-DisplayLine::DisplayLine(const DisplayLine&) = default;
-DisplayLine::DisplayLine(DisplayLine&&) noexcept = default;
-DisplayLine& DisplayLine::operator=(const DisplayLine&) = default;
-DisplayLine& DisplayLine::operator=(DisplayLine&&) noexcept = default;
 
 bool DisplayLine::setCharacter(unsigned index, const DisplayChar& c)
 {
@@ -64,9 +55,9 @@ void DisplayLine::setLine(const std::u16string& text)
 {
     characters.clear();
     characters.reserve(text.size());
-    std::transform(text.begin(), text.end(), std::back_inserter(characters), [](char16_t codeUnit) {
-        return DisplayChar{codeUnit, false};
-    });
+    for (const char16_t codeUnit : text) {
+        characters.push_back({codeUnit, false});
+    }
 }
 
 bool DisplayLine::setLine(unsigned offset, const std::u16string& text)

@@ -9,31 +9,18 @@
 
 namespace frontpanelhw::drawing {
 
-/**
- * One row of cells, of any length. A value, used from one thread at a time; indexes and offsets count cells from the
- * left, from 0.
- */
+/** One row of cells, of any length. A value, used from one thread at a time. Indexes and offsets count cells from the
+ * left, from 0. */
 class FRONTPANELHW_EXPORT DisplayLine {
 public:
     /** An empty line. */
-    DisplayLine();
+    DisplayLine() = default;
 
     /** A line of that many spaces, none inverted. */
     explicit DisplayLine(unsigned charCount);
 
     /** A line of one cell for each code unit of the text, none inverted. */
     DisplayLine(const std::u16string& text); // NOLINT(google-explicit-constructor): a text is a line
-
-    ~DisplayLine();
-
-    /** @name Copies and moves */
-    ///@{
-    /** Takes over all cells; a line moved from may only be assigned to or destroyed. */
-    DisplayLine(const DisplayLine& other);
-    DisplayLine(DisplayLine&& other) noexcept;
-    DisplayLine& operator=(const DisplayLine& other);
-    DisplayLine& operator=(DisplayLine&& other) noexcept;
-    ///@}
 
     /** @return false, with the line unchanged, when there is no such cell */
     bool setCharacter(unsigned index, const DisplayChar& c);

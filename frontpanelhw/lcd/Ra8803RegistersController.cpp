@@ -77,10 +77,7 @@ bool Ra8803RegistersController::initializeRegisterSettings()
 
 bool Ra8803RegistersController::setInverted(bool value)
 {
-    if (value == inverted) {
-        return true;
-    }
-    if (!RaRegistersControllerCommon::setInverted(!value)) {
+    if (value != inverted && !RaRegistersControllerCommon::setInverted(!value)) {
         return false;
     }
     inverted = value;

@@ -50,10 +50,7 @@ bool Ra8806RegistersController::initializeRegisterSettings()
 
 bool Ra8806RegistersController::setInverted(bool value)
 {
-    if (value == inverted) {
-        return true;
-    }
-    if (!RaRegistersControllerCommon::setInverted(value)) {
+    if (value != inverted && !RaRegistersControllerCommon::setInverted(value)) {
         return false;
     }
     inverted = value;

@@ -56,14 +56,9 @@ bool Ra8822LcdController::prepareDisplay()
 
 bool Ra8822LcdController::clear()
 {
-    if (!lcd.isInitialized()) {
-        return false;
-    }
     unsigned char memory = 0;
-    if (!lcd.readCmd(memoryRegister, memory)) {
-        return false;
-    }
-    return lcd.writeCmd(memoryRegister, static_cast<unsigned char>(memory | clearMemoryBit));
+    return lcd.isInitialized() && lcd.readCmd(memoryRegister, memory) &&
+           lcd.writeCmd(memoryRegister, static_cast<unsigned char>(memory | clearMemoryBit));
 }
 
 bool Ra8822LcdController::setCursor(unsigned column, unsigned line)
@@ -93,10 +88,7 @@ bool Ra8822LcdController::printLine(unsigned line, const drawing::DisplayLine& t
     }
     for (unsigned i = 0; i < text.getCharCount(); ++i) {
         const drawing::DisplayChar cell = text.getCharacter(i);
-        if (!raController->setInverted(cell.inverted)) {
-            return false;
-        }
-        if (!lcd.writeData(drawing::lowByte(cell.character))) {
+        if (!raController->setInverted(cell.inverted) || !lcd.writeData(drawing::lowByte(cell.character))) {
             return false;
         }
         ++cursorColumn;

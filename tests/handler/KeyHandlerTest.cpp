@@ -8,10 +8,12 @@
 
 #include <cerrno>
 #include <dlfcn.h>
+#include <memory>
 #include <pthread.h>
 #include <regex>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 using frontpanelhw::handler::GpioVectorCreator;
 using frontpanelhw::handler::KeyHandler;
@@ -37,7 +39,7 @@ constexpr unsigned base = 30;
 
 class KeyHandlerTest : public testing::Test {
 protected:
-    /** The count of held polls is the process's own; a press starts it anew. */
+    /** The whole process has one count of held polls; a press resets it. */
     KeyHandlerTest()
     {
         KeyHandler key = handlerOf(1);
@@ -75,7 +77,7 @@ protected:
 
 } // namespace
 
-TEST_F(KeyHandlerTest, TellsPressReleaseAndRepeats)
+TEST_F(KeyHandlerTest, ReportsPressReleaseAndRepeats)
 {
     KeyHandler keys = handlerOf(2);
     std::string trace = poll(keys, 2, 1);
@@ -132,11 +134,34 @@ TEST_F(KeyHandlerTest, LogsEachEventInTheStreamsNumberBaseAndSurvivesTheCallback
     keys.stop();
     keys.stop();
     EXPECT_FALSE(keys.running);
-    keys.anyKeyChangedCb = nullptr;
-    EXPECT_FALSE(keys.anyKeyChangedCb);
     const std::string text = log.take();
     const std::regex lines("(INFO: key event from: b\n){2,}INFO: KeyHandler stop called\n");
     EXPECT_TRUE(std::regex_match(text, lines)) << text;
+}
+
+TEST_F(KeyHandlerTest, InstallsACallbackBetweenEventsAndDestroysTheEarlierOneWithoutALock)
+{
+    KeyHandler keys = handlerOf(1);
+    keys.replaceCallback([this, calls = 0U](unsigned, bool level) mutable { events.add(++calls, level); });
+    keys.anyKeyChangedCb(0, true);
+    pins.levels[base] = true;
+    EXPECT_TRUE(keys.start(1ms));
+    EXPECT_TRUE(events.waitFor("1+2+3+")) << "the installed function itself, not a copy";
+    std::shared_ptr<void> destroyed(nullptr, [&](void*) {
+        events.add(7, false);
+        keys.replaceCallback([this](unsigned, bool level) { events.add(8, level); });
+    });
+    keys.replaceCallback(nullptr);
+    keys.replaceCallback([&, own = std::move(destroyed)](unsigned, bool) {
+        keys.replaceCallback(nullptr);
+        events.add(6, own.use_count() == 1);
+    });
+    EXPECT_TRUE(events.waitFor("6+7-8+"));
+    keys.replaceCallback(nullptr);
+    keys.replaceCallback([this](unsigned, bool level) { events.add(9, level); });
+    keys.stop();
+    keys.anyKeyChangedCb(0, false);
+    EXPECT_TRUE(events.waitFor("9-"));
 }
 
 TEST_F(KeyHandlerTest, StaysStoppedWhenNoThreadCanBeMade)
