@@ -34,9 +34,6 @@ void GpioVectorCreator::deinit()
     for (auto& gpio : gpios) {
         gpio->deinit();
     }
-    for (auto& gpio : gpios) {
-        gpio.reset();
-    }
     gpios.clear();
 }
 
