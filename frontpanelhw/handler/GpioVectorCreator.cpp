@@ -34,6 +34,9 @@ void GpioVectorCreator::deinit()
     for (auto& gpio : gpios) {
         gpio->deinit();
     }
+    for (auto& gpio : gpios) {
+        gpio.reset();
+    }
     gpios.clear();
 }
 
