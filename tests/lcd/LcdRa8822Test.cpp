@@ -3,7 +3,7 @@
 #include "frontpanelhw/lcd/LcdRa8822GpioCreator.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakePins.h"
-#include "tests/support/RecordedWaits.h"
+#include "tests/support/VirtualTime.h"
 
 #include <gtest/gtest.h>
 
@@ -38,7 +38,7 @@ struct Bus {
 
     FakePins pins;
     CapturedOutput log;
-    RecordedWaits waits{[this](const std::string& wait) { return pins.happen(wait); }};
+    VirtualTime time{VirtualTime::Others::Sleep, [this](const std::string& sleep) { return pins.happen(sleep); }};
     std::unique_ptr<LcdRa8822Gpios> gpios = LcdRa8822GpioCreator(pins).create();
     LcdRa8822 lcd{*gpios, false};
 };
@@ -167,6 +167,11 @@ TEST(LcdRa8822, ChecksTheBitsOfTheMask)
 
 TEST(LcdRa8822, StopsAtAPinThatThrows)
 {
+    Bus dead;
+    dead.pins.broken = {"12=1"};
+    EXPECT_FALSE(dead.lcd.init() || dead.lcd.isInitialized());
+    EXPECT_EQ(dead.log.take(), "! ERROR: unable to reset lcd controller; broken\n"
+                               "! ERROR: error while resetting lcd controller\n");
     Bus bus(ra8803Id);
     std::cerr << std::hex;
     bus.pins.broken = {"out 1"};

@@ -26,8 +26,6 @@ namespace {
 /** A panel of keys and LEDs on a board of its own. Nothing sleeps: keys are scanned without a pause. */
 class MisuseDeathTest : public testing::Test {
 protected:
-    MisuseDeathTest() { time.letRun(); }
-
     std::unique_ptr<FpBase> makePanel()
     {
         return std::make_unique<FpBase>(factory, board.getConfig().keyGpioBase, 2U, board.getConfig().ledGpioBase, 8U,
@@ -47,7 +45,7 @@ protected:
 
     bool isLit(unsigned led) const { return board.view().leds.at(led); }
 
-    VirtualTime time;
+    VirtualTime time{VirtualTime::Others::Run};
     panelsim::Board board{panelsim::outdoorBoard()};
     panelsim::BoardGpioFactory factory{board};
 };
