@@ -46,7 +46,7 @@ protected:
     bool isLit(unsigned led) const { return board.view().leds.at(led); }
 
     VirtualTime time{VirtualTime::Others::Run};
-    panelsim::Board board{panelsim::outdoorBoard()};
+    panelsim::Board board{panelsim::boardOf(panelsim::panelKind("outdoor"))};
     panelsim::BoardGpioFactory factory{board};
 };
 

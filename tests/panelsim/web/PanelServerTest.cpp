@@ -1,6 +1,6 @@
 #include "panelsim/web/PanelServer.h"
 
-#include "panelsim/board/BoardGpio.h"
+#include "panelsim/board/BoardGpioFactory.h"
 #include "tests/panelsim/web/EventReader.h"
 
 #include <arpa/inet.h>
@@ -260,8 +260,8 @@ TEST(PanelServer, TellsTheStateWheneverItChanges)
     EXPECT_EQ(first.at("pinOperations"), false);
     EXPECT_EQ(first.at("busFaults"), json({{"count", 0}, {"first", json::array()}}));
 
-    BoardGpio id(served.simulation.board);
-    id.exportGpio(served.simulation.board.getConfig().idGpioBase);
+    const auto id = BoardGpioFactory(served.simulation.board).create();
+    id->exportGpio(served.simulation.board.getConfig().idGpioBase);
     page.next("state", [](const json& state) { return state.at("pinOperations") == true; });
     served.simulation.board.makeOutput(served.simulation.board.getConfig().ledGpioBase + 2, true);
     const json lit = page.next("state", [](const json& state) { return state.at("leds").at(2) == true; });
