@@ -49,7 +49,7 @@ std::chrono::nanoseconds Board::steadyTime()
 }
 
 Board::Board(BoardConfig boardConfig, Clock boardClock)
-    : config(std::move(boardConfig)), clock(std::move(boardClock)), pressed(config.keyCount)
+    : config(std::move(boardConfig)), clock(std::move(boardClock)), keys(config.keyCount)
 {
     addLines(Role::Id, config.idGpioBase, idLineCount);
     addLines(Role::Key, config.keyGpioBase, config.keyCount);
@@ -63,7 +63,13 @@ Board::Board(BoardConfig boardConfig, Clock boardClock)
         addLines(Role::LcdReadStrobe, afterData + 2, 1, LineLevel::High);
         addLines(Role::LcdWriteStrobe, afterData + 3, 1, LineLevel::High);
         addLines(Role::LcdReset, afterData + 4, 1, LineLevel::High);
-        bus.emplace(config.chip, config.shortestStrobe);
+        bus.emplace(config.chip, config.shortestStrobe, config.silentChip);
+    }
+    for (const auto& [gpio, level] : config.stuckLines) {
+        if (lines.count(gpio) == 0) {
+            throw std::invalid_argument("GPIO " + std::to_string(gpio) + " cannot be stuck: it is not on this board");
+        }
+        follow(lineAt(gpio));
     }
 }
 
@@ -100,15 +106,27 @@ void Board::release(unsigned key)
 void Board::setKey(unsigned key, bool isPressed)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (key >= pressed.size()) {
-        throw std::out_of_range("there is no key " + std::to_string(key));
-    }
-    if (pressed[key] == isPressed) {
+    if (keyAt(key).pressed == isPressed) {
         return;
     }
-    pressed[key] = isPressed;
+    keys[key].pressed = isPressed;
+    keys[key].seen = false;
     tellObserver(lineAt(config.keyGpioBase + key));
     tellListener();
+}
+
+const Board::Key& Board::keyAt(unsigned key) const
+{
+    if (key >= keys.size()) {
+        throw std::out_of_range("there is no key " + std::to_string(key));
+    }
+    return keys[key];
+}
+
+std::uint64_t Board::keyReads(unsigned key) const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return keyAt(key).reads;
 }
 
 PanelView Board::view() const
@@ -267,10 +285,18 @@ void Board::drive(unsigned gpio, bool level)
     setLine(line, true, level);
 }
 
-bool Board::read(unsigned gpio) const
+bool Board::read(unsigned gpio)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    return levelOf(lineAt(gpio)) == LineLevel::High;
+    const Line& line = lineAt(gpio);
+    if (line.role == Role::Key) {
+        Key& key = keys[line.index];
+        ++key.reads;
+        if (!std::exchange(key.seen, true)) {
+            tellListener();
+        }
+    }
+    return levelOf(line) == LineLevel::High;
 }
 
 Board::Line& Board::lineAt(unsigned gpio)
@@ -303,6 +329,10 @@ void Board::setLine(Line& line, bool driven, bool level)
 
 LineLevel Board::levelOf(const Line& line) const
 {
+    const auto stuck = config.stuckLines.find(line.gpio);
+    if (stuck != config.stuckLines.end()) {
+        return toLevel(stuck->second);
+    }
     if (line.driven) {
         return toLevel(line.output);
     }
@@ -310,7 +340,7 @@ LineLevel Board::levelOf(const Line& line) const
     case Role::Id:
         return toLevel((config.panelId >> line.index & 1U) != 0);
     case Role::Key:
-        return toLevel(pressed[line.index]);
+        return toLevel(keys[line.index].pressed);
     case Role::LcdData:
         return bus->drivenByte() ? toLevel((*bus->drivenByte() >> line.index & 1U) != 0) : line.pull;
     default:
@@ -334,8 +364,8 @@ void Board::tellListener()
 
 bool Board::isLit(unsigned gpio, bool inverted) const
 {
-    const Line& line = lineAt(gpio);
-    return line.driven && line.output != inverted;
+    const LineLevel level = levelOf(lineAt(gpio));
+    return level != LineLevel::Floating && level != toLevel(inverted);
 }
 
 void Board::follow(const Line& line)
@@ -350,7 +380,7 @@ void Board::follow(const Line& line)
         tellListener();
         return;
     case Role::LcdData:
-        setBit(levels.data, line.index, line.driven && line.output);
+        setBit(levels.data, line.index, line.driven && level);
         setBit(levels.dataDriven, line.index, line.driven);
         break;
     case Role::LcdRegisterSelect:
@@ -393,7 +423,9 @@ void Board::updateBus()
 PanelView Board::currentView() const
 {
     PanelView view;
-    view.keys = pressed;
+    for (const Key& key : keys) {
+        view.keys.push_back(key.pressed);
+    }
     for (unsigned i = 0; i < config.ledCount; ++i) {
         const bool inverted =
             std::find(config.invertedLeds.begin(), config.invertedLeds.end(), i) != config.invertedLeds.end();

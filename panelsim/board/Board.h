@@ -56,9 +56,15 @@ public:
     void press(unsigned key);
     /** @throws std::out_of_range when there is no such key */
     void release(unsigned key);
+    /**
+     * @return how often the application has read the key's line
+     * @throws std::out_of_range when there is no such key
+     */
+    std::uint64_t keyReads(unsigned key) const;
     PanelView view() const;
     /**
-     * Calls the listener whenever the view or the number of bus faults may have changed, under the board's lock: it
+     * Calls the listener whenever the view or the number of bus faults may have changed, and when a key is read for the
+     * first time after it was pressed or released, under the board's lock: it
      * must not call the board.
      */
     void onChange(std::function<void()> listener);
@@ -105,7 +111,7 @@ public:
     void makeInput(unsigned gpio);
     void makeOutput(unsigned gpio, bool level);
     void drive(unsigned gpio, bool level);
-    bool read(unsigned gpio) const;
+    bool read(unsigned gpio);
     ///@}
 
 private:
@@ -137,12 +143,19 @@ private:
         std::uint64_t calls = 0; ///< that matched so far
     };
 
+    struct Key {
+        bool pressed = false;
+        bool seen = false; ///< whether it was read since it was pressed or released
+        std::uint64_t reads = 0;
+    };
+
     void addLines(Role role, unsigned firstGpio, unsigned count, LineLevel pull = LineLevel::Floating);
     bool isDue(PinOperation operation, std::optional<unsigned> gpio);
     static bool isSpent(const ArmedFault& armed);
     Line& lineAt(unsigned gpio);
     const Line& lineAt(unsigned gpio) const;
     void setKey(unsigned key, bool pressed);
+    const Key& keyAt(unsigned key) const;
     void setLine(Line& line, bool driven, bool level);
     LineLevel levelOf(const Line& line) const;
     bool isLit(unsigned gpio, bool inverted) const;
@@ -156,7 +169,7 @@ private:
     const Clock clock;
     mutable std::mutex mutex;
     std::map<unsigned, Line> lines;
-    std::vector<bool> pressed;
+    std::vector<Key> keys;
     std::optional<LcdBus> bus;
     LcdLevels levels;
     std::vector<ArmedFault> faults;

@@ -15,7 +15,8 @@ bool selected(const LcdLevels& levels)
 
 } // namespace
 
-LcdBus::LcdBus(ChipVariant variant, std::chrono::nanoseconds shortest) : lcdChip(variant), shortestStrobe(shortest)
+LcdBus::LcdBus(ChipVariant variant, std::chrono::nanoseconds shortest, bool silentChip)
+    : lcdChip(variant), shortestStrobe(shortest), silent(silentChip)
 {
 }
 
@@ -56,9 +57,11 @@ void LcdBus::beginCycle(const LcdLevels& levels, std::chrono::nanoseconds now)
         report(BusFault::Kind::ChipSelectMoved, now);
     }
     if (reading && !spoilt) {
-        const bool known = lcdChip.identified();
-        driven = lcdChip.read(levels.registerSelect);
-        changes += known != lcdChip.identified();
+        if (!silent) {
+            const bool known = lcdChip.identified();
+            driven = lcdChip.read(levels.registerSelect);
+            changes += known != lcdChip.identified();
+        }
         if (levels.dataDriven != 0) {
             report(BusFault::Kind::Contention, now);
         }
@@ -90,7 +93,7 @@ void LcdBus::endCycle(std::chrono::nanoseconds now)
     if (now - strobeStart < shortestStrobe) {
         report(BusFault::Kind::ShortStrobe, now);
     }
-    if (writing && !spoilt) {
+    if (writing && !spoilt && !silent) {
         lcdChip.write(last.registerSelect, last.data);
         ++changes;
     }

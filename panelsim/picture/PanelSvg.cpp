@@ -1,10 +1,12 @@
 #include "panelsim/picture/PanelSvg.h"
 
+#include "panelsim/board/LedColour.h"
 #include "panelsim/picture/Glyph.h"
 #include "panelsim/picture/PanelText.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 namespace panelsim {
@@ -12,18 +14,21 @@ namespace panelsim {
 namespace {
 
 using Units = std::size_t; ///< lengths in the drawing
+using Attributes = std::vector<std::pair<const char*, std::string>>;
 
 constexpr Units margin = 44; ///< between the panel's edge and its parts
 constexpr Units gap = 26;    ///< between its parts
 constexpr Units rowGap = 14; ///< between rows of LEDs or keys
+constexpr Units bodyGap = 8; ///< between the panel and its keys
 constexpr Units bezel = 16;
 constexpr Units glassMargin = 14;
-constexpr Units captionHeight = 34;
 constexpr Units cellWidth = 22;
 constexpr Units cellHeight = 38;
 constexpr Units smallestWidth = 610; ///< of the parts
 constexpr Units textSize = 18;
 constexpr unsigned normalContrast = 15;
+constexpr const char* sansSerif = "system-ui, Segoe UI, Roboto, Helvetica Neue, DejaVu Sans, sans-serif";
+constexpr const char* monospace = "DejaVu Sans Mono, Liberation Mono, Menlo, Consolas, monospace";
 
 constexpr const char* bodyColour = "#2f353c";
 constexpr const char* edgeColour = "#4b545e";
@@ -48,66 +53,83 @@ struct Box {
 /** How the LCD's glass looks. */
 struct Glass {
     const char* colour;
-    unsigned ink;   ///< percent, of the dots that are set
-    unsigned ghost; ///< percent, of the dots that are not
+    std::string ink;   ///< opacity of the dots that are set
+    std::string ghost; ///< opacity of the dots that are not
 };
 
-std::string attribute(const char* name, const std::string& value)
+std::string toText(Units value)
 {
-    return std::string(" ") + name + "=\"" + value + "\"";
+    return std::to_string(value);
 }
 
-std::string attribute(const char* name, Units value)
+std::string element(const std::string& name, const Attributes& attributes, const std::string& content = {})
 {
-    return attribute(name, std::to_string(value));
+    std::string svg = "<" + name;
+    for (const auto& [attribute, value] : attributes) {
+        svg += std::string(" ") + attribute + "=\"" + value + "\"";
+    }
+    return svg + (content.empty() ? "/>" : ">" + content + "</" + name + ">");
 }
 
-std::string opacity(unsigned percent)
+std::string draw(const std::string& name, Attributes attributes, const Attributes& more)
 {
-    const std::string digits = std::to_string(percent);
-    return attribute("fill-opacity", percent >= 100 ? "1" : (percent < 10 ? "0.0" : "0.") + digits);
+    attributes.insert(attributes.end(), more.begin(), more.end());
+    return element(name, attributes) + "\n";
 }
 
-std::string rectangle(const Box& box, Units radius, const char* fill, const std::string& more = {})
+std::string rectangle(const Box& box, Units radius, const char* fill, const Attributes& more = {})
 {
-    return "<rect" + attribute("x", box.x) + attribute("y", box.y) + attribute("width", box.width) +
-           attribute("height", box.height) + attribute("rx", radius) + attribute("fill", fill) + more + "/>\n";
+    return draw("rect",
+                {{"x", toText(box.x)},
+                 {"y", toText(box.y)},
+                 {"width", toText(box.width)},
+                 {"height", toText(box.height)},
+                 {"rx", toText(radius)},
+                 {"fill", fill}},
+                more);
 }
 
-std::string outline(const char* stroke, Units width)
+std::string circle(Units x, Units y, Units radius, const char* fill, const Attributes& more = {})
 {
-    return attribute("stroke", stroke) + attribute("stroke-width", width);
+    return draw("circle", {{"cx", toText(x)}, {"cy", toText(y)}, {"r", toText(radius)}, {"fill", fill}}, more);
 }
 
-std::string circle(Units x, Units y, Units radius, const char* fill, const std::string& more = {})
+Attributes outline(const char* stroke, Units width)
 {
-    return "<circle" + attribute("cx", x) + attribute("cy", y) + attribute("r", radius) + attribute("fill", fill) +
-           more + "/>\n";
+    return {{"stroke", stroke}, {"stroke-width", toText(width)}};
 }
 
-std::string caption(Units x, Units y, const char* fill, const std::string& text)
+std::string escaped(const std::string& text)
 {
-    return "<text" + attribute("x", x) + attribute("y", y) + attribute("fill", fill) + ">" + text + "</text>\n";
+    std::string result;
+    for (const char c : text) {
+        result += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
+    }
+    return result;
+}
+
+/** @param room width that the text must not exceed: a long one becomes small */
+std::string caption(Units x, Units y, const char* fill, const std::string& text, Units room, Attributes more = {})
+{
+    const auto characters = static_cast<Units>(
+        std::count_if(text.begin(), text.end(), [](unsigned char c) { return (c & 0xC0U) != 0x80; }));
+    const Units fitting = room * 5 / 3 / std::max<Units>(characters, 1);
+    if (fitting < textSize) {
+        more.emplace_back("font-size", toText(std::max<Units>(fitting, 1)));
+    }
+    more.insert(more.begin(), {{"x", toText(x)}, {"y", toText(y)}, {"fill", fill}});
+    return element("text", more, escaped(text)) + "\n";
 }
 
 std::string group(Units x, Units y, const std::string& content)
 {
-    return "<g" + attribute("transform", "translate(" + std::to_string(x) + " " + std::to_string(y) + ")") + ">\n" +
-           content + "</g>\n";
+    return element("g", {{"transform", "translate(" + toText(x) + " " + toText(y) + ")"}}, "\n" + content) + "\n";
 }
 
-std::string escapedGlyph(unsigned char code)
+/** @param percent 4 to 100 */
+std::string opacity(unsigned percent)
 {
-    switch (code) {
-    case '&':
-        return "&amp;";
-    case '<':
-        return "&lt;";
-    case '>':
-        return "&gt;";
-    default:
-        return glyph(code);
-    }
+    return percent >= 100 ? "1" : (percent < 10 ? "0.0" : "0.") + std::to_string(percent);
 }
 
 /** Ink is full from the normal contrast on; above it, the dots that are not set darken too. */
@@ -115,64 +137,44 @@ Glass glassOf(const LcdView& lcd)
 {
     const unsigned contrast = lcd.contrast.value_or(normalContrast);
     const unsigned above = std::max(contrast, normalContrast) - normalContrast;
-    return {lcd.backlight ? "#bfe04a" : "#7f8a78", std::min(10 + 6 * contrast, 100U), 4 + 2 * above};
-}
-
-std::string drawEmptyCells(std::size_t columns, std::size_t rows, const Glass& glass)
-{
-    const std::string outlineOfCell = "h" + std::to_string(cellWidth - 2) + "v" + std::to_string(cellHeight - 2) +
-                                      "h-" + std::to_string(cellWidth - 2) + "z";
-    std::string path;
-    for (std::size_t row = 0; row < rows; ++row) {
-        for (std::size_t column = 0; column < columns; ++column) {
-            path += "M" + std::to_string(column * cellWidth + 1) + " " + std::to_string(row * cellHeight + 1) +
-                    outlineOfCell;
-        }
-    }
-    return "<path" + attribute("d", path) + attribute("fill", inkColour) + opacity(glass.ghost) + "/>\n";
-}
-
-std::string cellCentres(std::size_t count)
-{
-    std::string list;
-    for (std::size_t i = 0; i < count; ++i) {
-        list += (i == 0 ? "" : " ") + std::to_string(i * cellWidth + cellWidth / 2);
-    }
-    return list;
+    return {lcd.backlight ? "#bfe04a" : "#7f8a78", opacity(10 + 6 * contrast), opacity(4 + 2 * above)};
 }
 
 std::string drawCells(const std::vector<LcdCell>& line, Units y, const Glass& glass)
 {
-    const std::string ink = attribute("fill", inkColour) + opacity(glass.ink);
-    std::string filled;
+    std::string empty;
+    std::string centres;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        empty += "M" + toText(i * cellWidth + 1) + " " + toText(y + 1) + "h20v36h-20z";
+        centres += (i == 0 ? "" : " ") + toText(i * cellWidth + cellWidth / 2);
+    }
+    std::string svg = draw("path", {{"d", empty}, {"fill", inkColour}, {"fill-opacity", glass.ghost}}, {});
     std::string text;
     for (auto begin = line.begin(); begin != line.end();) {
         const bool inverted = begin->inverted;
         const auto end = std::find_if(begin, line.end(), [&](const LcdCell& c) { return c.inverted != inverted; });
         std::string glyphs;
-        std::for_each(begin, end, [&](const LcdCell& cell) { glyphs += escapedGlyph(cell.code); });
+        std::for_each(begin, end, [&](const LcdCell& cell) { glyphs += escaped(glyph(cell.code)); });
         if (inverted) {
             const auto x = static_cast<Units>(begin - line.begin()) * cellWidth;
-            filled += rectangle({x, y, static_cast<Units>(end - begin) * cellWidth, cellHeight}, 0, inkColour,
-                                opacity(glass.ink) + attribute("shape-rendering", "crispEdges"));
-            text += "<tspan" + attribute("fill", glass.colour) + opacity(100) + ">" + glyphs + "</tspan>";
-        } else {
-            text += glyphs;
+            svg += rectangle({x, y, static_cast<Units>(end - begin) * cellWidth, cellHeight}, 0, inkColour,
+                             {{"fill-opacity", glass.ink}, {"shape-rendering", "crispEdges"}});
+            glyphs = element("tspan", {{"fill", glass.colour}, {"fill-opacity", "1"}}, glyphs);
         }
+        text += glyphs;
         begin = end;
     }
-    // A place for each glyph: cells align whatever font there is.
-    return filled + "<text" + attribute("xml:space", "preserve") + attribute("x", cellCentres(line.size())) +
-           attribute("y", y + 30) + attribute("font-size", 32) + ink + ">" + text + "</text>\n";
-}
-
-std::string drawLines(const LcdView& lcd, const Glass& glass)
-{
-    std::string svg = drawEmptyCells(lcd.lines.empty() ? 0 : lcd.lines.front().size(), lcd.lines.size(), glass);
-    for (std::size_t row = 0; row < lcd.lines.size(); ++row) {
-        svg += drawCells(lcd.lines[row], row * cellHeight, glass);
-    }
-    return svg;
+    // A place for each glyph: cells align in any font.
+    return svg +
+           element("text",
+                   {{"xml:space", "preserve"},
+                    {"x", centres},
+                    {"y", toText(y + 30)},
+                    {"font-size", "32"},
+                    {"fill", inkColour},
+                    {"fill-opacity", glass.ink}},
+                   text) +
+           "\n";
 }
 
 Units widthOfLcd(const LcdView& lcd)
@@ -187,115 +189,156 @@ Part drawLcd(const LcdView& lcd, Units width)
     const Units glassHeight = lcd.lines.size() * cellHeight + 2 * glassMargin;
     const Units glassWidth = widthOfLcd(lcd) - 2 * bezel;
     const Units left = (width - glassWidth) / 2;
-    const Units height = bezel + glassHeight + captionHeight;
-    std::string svg =
-        rectangle({left - bezel, 0, glassWidth + 2 * bezel, height}, 12, shadowColour, outline(edgeColour, 2));
-    svg += rectangle({left, bezel, glassWidth, glassHeight}, 5, glass.colour, outline("#000000", 2));
-    if (lcd.displayOn) {
-        svg += group(left + glassMargin, bezel + glassMargin, drawLines(lcd, glass));
+    const Units height = bezel + glassHeight + 34;
+    std::string cells;
+    for (std::size_t row = 0; lcd.displayOn && row < lcd.lines.size(); ++row) {
+        cells += drawCells(lcd.lines[row], row * cellHeight, glass);
     }
-    svg += caption(width / 2, bezel + glassHeight + 23, faintPrintColour, describe(lcd));
-    return {height, svg};
+    return {height,
+            rectangle({left - bezel, 0, glassWidth + 2 * bezel, height}, 12, shadowColour, outline(edgeColour, 2)) +
+                rectangle({left, bezel, glassWidth, glassHeight}, 5, glass.colour, outline("#000000", 2)) +
+                group(left + glassMargin, bezel + glassMargin, cells) +
+                caption(width / 2, bezel + glassHeight + 23, faintPrintColour, describe(lcd), width)};
 }
 
 /** Lays things of one size out in rows, a single row centred; each is drawn around the middle of its place. */
 template <typename Draw>
-Part drawRows(std::size_t count, std::size_t perRow, Units width, Units rowHeight, Draw draw)
+Part drawRows(std::size_t count, Units pitch, Units width, Units rowHeight, Draw drawOne)
 {
-    const Units pitch = width / perRow;
+    const std::size_t perRow = width / pitch;
     const Units left = (width - std::min(count, perRow) * pitch) / 2;
     Part part;
     for (std::size_t i = 0; i < count; ++i) {
         const Units top = i / perRow * (rowHeight + rowGap);
-        part.svg += group(left + i % perRow * pitch, top, draw(i, pitch / 2));
+        part.svg += group(left + i % perRow * pitch, top, drawOne(static_cast<unsigned>(i), pitch / 2));
         part.height = top + rowHeight;
     }
     return part;
 }
 
-std::string drawLed(std::size_t number, bool lit, Units middle)
+std::string drawLed(const BoardConfig& config, unsigned led, bool lit, Units middle)
 {
-    const Units lampY = 40;
-    const std::string name = caption(middle, 14, printColour, std::to_string(number));
+    const Units room = 2 * middle - 6;
+    const std::string name = caption(middle, 14, printColour, ledName(config, led), room);
     if (!lit) {
-        return name + circle(middle, lampY, 13, "#1c2a20", outline("#6d7a72", 2)) +
-               caption(middle, 76, faintPrintColour, "off");
+        return name + circle(middle, 40, 13, "#1c2a20", outline("#6d7a72", 2)) +
+               caption(middle, 76, faintPrintColour, "off", room);
     }
-    return name + circle(middle, lampY, 19, "#6dff7c", opacity(25)) +
-           circle(middle, lampY, 13, "#5df06c", outline("#d8ffdc", 2)) + circle(middle, lampY, 5, "#f0fff1") +
-           caption(middle, 76, printColour, "on");
+    const char* const lamp = ledColour(config, led).lamp;
+    // In words too, for who does not see the colour.
+    const std::string state = config.ledColours.empty() ? "on" : ledColour(config, led).name;
+    return name + circle(middle, 40, 19, lamp, {{"fill-opacity", "0.25"}}) +
+           circle(middle, 40, 13, lamp, {{"stroke", "#ffffff"}, {"stroke-opacity", "0.75"}, {"stroke-width", "2"}}) +
+           circle(middle, 40, 5, "#ffffff", {{"fill-opacity", "0.9"}}) + caption(middle, 76, printColour, state, room);
 }
 
-Part drawLeds(const std::vector<bool>& leds, Units width)
+Part drawLeds(const BoardConfig& config, const std::vector<bool>& leds, Units width)
 {
-    const std::size_t perRow = leds.size() <= 32 ? 8 : 12;
-    return drawRows(leds.size(), perRow, width, 80,
-                    [&](std::size_t i, Units middle) { return drawLed(i, leds[i], middle); });
+    return drawRows(leds.size(), width / (leds.size() <= 32 ? 8 : 12), width, 80,
+                    [&](unsigned led, Units middle) { return drawLed(config, led, leds[led], middle); });
 }
 
-std::string drawKey(std::size_t number, bool pressed, Units middle)
+std::string drawKey(const BoardConfig& config, unsigned key, bool pressed, Units middle)
 {
-    const Units capWidth = 72;
-    const Units capHeight = 54;
-    const Units travel = 6;
-    const Units left = middle - capWidth / 2;
-    const Units top = pressed ? travel : 0;
-    std::string svg = rectangle({left - 3, travel - 3, capWidth + 6, capHeight + 6}, 12, shadowColour);
-    svg += rectangle({left, top, capWidth, capHeight}, 9, pressed ? "#8d98a4" : "#d3d9df",
-                     outline(pressed ? "#ffffff" : "#f4f6f8", 2));
-    svg += caption(middle, top + 34, shadowColour, std::to_string(number));
-    return pressed ? svg + caption(middle, 84, printColour, "pressed") : svg;
+    const Box cap{middle - 44, pressed ? 6UL : 1UL, 88, 66};
+    const std::string name = (config.keyNames.empty() ? "Key " : "") + keyName(config, key);
+    const std::string drawn =
+        rectangle({cap.x - 1, 6, cap.width + 2, 68}, 11, shadowColour) +
+        rectangle(cap, 9, pressed ? "#aab4be" : "#d3d9df", outline(pressed ? "#ffffff" : "#f4f6f8", 2)) +
+        caption(middle, cap.y + 39, shadowColour, name, cap.width - 8, {{"font-weight", "600"}});
+    return pressed ? drawn + caption(middle, cap.y + 59, shadowColour, "pressed", 55) : drawn;
 }
 
-Part drawKeys(const std::vector<bool>& keys, Units width)
+Part drawKeys(const BoardConfig& config, const std::vector<bool>& keys, Units width)
 {
-    return drawRows(keys.size(), 6, width, 88,
-                    [&](std::size_t i, Units middle) { return drawKey(i, keys[i], middle); });
+    return drawRows(keys.size(), 104, width, 75,
+                    [&](unsigned key, Units middle) { return drawKey(config, key, keys[key], middle); });
 }
 
-std::string drawScrew(Units x, Units y)
+std::string drawBody(const Box& box)
 {
-    return circle(x, y, 8, "#9aa4ae", outline(shadowColour, 2)) + rectangle({x - 6, y - 1, 12, 2}, 0, shadowColour);
+    return rectangle({box.x + 2, box.y + 2, box.width - 4, box.height - 4}, 18, bodyColour, outline(shadowColour, 3)) +
+           rectangle({box.x + 6, box.y + 6, box.width - 12, box.height - 12}, 14, "none", outline(edgeColour, 2));
 }
 
-std::string drawBody(Units width, Units height)
+std::string drawScrews(Units width, Units height)
 {
     const Units inset = 22;
-    return rectangle({2, 2, width - 4, height - 4}, 18, bodyColour, outline(shadowColour, 3)) +
-           rectangle({6, 6, width - 12, height - 12}, 14, "none", outline(edgeColour, 2)) + drawScrew(inset, inset) +
-           drawScrew(width - inset, inset) + drawScrew(inset, height - inset) +
-           drawScrew(width - inset, height - inset);
+    std::string screws;
+    for (const Units y : {inset, height - inset}) {
+        for (const Units x : {inset, width - inset}) {
+            screws += circle(x, y, 8, "#9aa4ae", outline(shadowColour, 2)) +
+                      rectangle({x - 6, y - 1, 12, 2}, 0, shadowColour);
+        }
+    }
+    return screws;
+}
+
+/** @return the names of those that are set, after the heading */
+template <typename NameOf>
+std::string list(const char* heading, const std::vector<bool>& flags, NameOf nameOf)
+{
+    std::string names;
+    for (unsigned i = 0; i < flags.size(); ++i) {
+        names += flags[i] ? (names.empty() ? "" : ", ") + nameOf(i) : "";
+    }
+    return names.empty() ? "" : std::string(heading) + names + ". ";
+}
+
+std::string inWords(const BoardConfig& config, const PanelView& view, SvgExtent extent)
+{
+    std::string text = view.lcd ? describe(*view.lcd) + ". " : "";
+    for (std::size_t row = 0; view.lcd && view.lcd->displayOn && row < view.lcd->lines.size(); ++row) {
+        std::string glyphs;
+        for (const LcdCell& cell : view.lcd->lines[row]) {
+            glyphs += glyph(cell.code);
+        }
+        glyphs.erase(glyphs.find_last_not_of(' ') + 1);
+        text += "Line " + std::to_string(row + 1) + ": " + (glyphs.empty() ? "blank" : glyphs) + ". ";
+    }
+    text += list("Lit LEDs: ", view.leds, [&](unsigned led) { return ledName(config, led); });
+    if (extent == SvgExtent::Panel) {
+        text += list("Pressed keys: ", view.keys, [&](unsigned key) { return keyName(config, key); });
+    }
+    return text.empty() ? "Nothing is lit." : text.substr(0, text.size() - 1);
 }
 
 } // namespace
 
-std::string drawPanelSvg(const PanelView& view, SvgExtent extent)
+std::string drawPanelSvg(const BoardConfig& config, const PanelView& view, SvgExtent extent)
 {
     const Units width = std::max(view.lcd ? widthOfLcd(*view.lcd) : 0, smallestWidth);
-    std::vector<Part> parts;
-    if (view.lcd) {
-        parts.push_back(drawLcd(*view.lcd, width));
-    }
-    parts.push_back(drawLeds(view.leds, width));
-    if (extent == SvgExtent::Panel) {
-        parts.push_back(drawKeys(view.keys, width));
-    }
-    Units y = margin;
+    const Units outerWidth = width + 2 * margin;
+    Units height = margin;
     std::string drawn;
-    for (const Part& part : parts) {
+    for (const Part& part : {view.lcd ? drawLcd(*view.lcd, width) : Part(), drawLeds(config, view.leds, width)}) {
         if (part.height != 0) {
-            drawn += group(margin, y, part.svg);
-            y += part.height + gap;
+            height += height == margin ? 0 : gap;
+            drawn += group(margin, height, part.svg);
+            height += part.height;
         }
     }
-    const Units outerWidth = width + 2 * margin;
-    const Units outerHeight = y - (drawn.empty() ? 0 : gap) + margin;
-    const std::string size = std::to_string(outerWidth) + " " + std::to_string(outerHeight);
-    return "<svg" + attribute("xmlns", "http://www.w3.org/2000/svg") + attribute("viewBox", "0 0 " + size) +
-           attribute("width", outerWidth) + attribute("height", outerHeight) + attribute("role", "img") +
-           attribute("font-family", "DejaVu Sans Mono, Liberation Mono, Menlo, Consolas, monospace") +
-           attribute("font-size", textSize) + attribute("text-anchor", "middle") + ">\n<title>Front panel</title>\n" +
-           drawBody(outerWidth, outerHeight) + drawn + "</svg>\n";
+    height += margin;
+    drawn = drawBody({0, 0, outerWidth, height}) + drawScrews(outerWidth, height) + drawn;
+    if (extent == SvgExtent::Panel && !view.keys.empty()) {
+        const Part keys = drawKeys(config, view.keys, width);
+        const Units top = height + bodyGap;
+        height = top + keys.height + 2 * bezel;
+        drawn += drawBody({0, top, outerWidth, height - top}) +
+                 element("g", {{"font-family", sansSerif}}, "\n" + group(margin, top + bezel, keys.svg)) + "\n";
+    }
+    return element("svg",
+                   {{"xmlns", "http://www.w3.org/2000/svg"},
+                    {"viewBox", "0 0 " + toText(outerWidth) + " " + toText(height)},
+                    {"width", toText(outerWidth)},
+                    {"height", toText(height)},
+                    {"role", "img"},
+                    {"font-family", monospace},
+                    {"font-size", toText(textSize)},
+                    {"text-anchor", "middle"}},
+                   "\n<title>Front panel</title>\n" + element("desc", {}, escaped(inWords(config, view, extent))) +
+                       "\n" + drawn) +
+           "\n";
 }
 
 } // namespace panelsim

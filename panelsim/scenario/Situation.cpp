@@ -32,7 +32,8 @@ std::string drawLog(const AppLog& log)
 
 std::string describeSituation(const Simulation& simulation)
 {
-    return "The panel shows:\n" + drawPanel(simulation.board.view(), TextStyle::Plain) + drawLog(simulation.log);
+    return "The panel shows:\n" + drawPanel(simulation.board.getConfig(), simulation.board.view(), TextStyle::Plain) +
+           drawLog(simulation.log);
 }
 
 } // namespace panelsim

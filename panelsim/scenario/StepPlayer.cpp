@@ -167,10 +167,10 @@ StepPlayer::Result StepPlayer::perform(const steps::TakeScreenshot& step)
     Objection difference;
     try {
         if (step.saveTo) {
-            saveScreenshot(view, *step.saveTo);
+            saveScreenshot(simulation.board.getConfig(), view, *step.saveTo);
         }
         if (step.compareWith) {
-            difference = compareScreenshot(view, *step.compareWith);
+            difference = compareScreenshot(simulation.board.getConfig(), view, *step.compareWith);
         }
     } catch (const std::system_error& e) {
         return Failure{Outcome::FileError, printable(e.what())};

@@ -102,7 +102,7 @@ std::string stateJson(const Simulation& simulation, bool restart)
                    {"leds", view.leds},
                    {"keys", view.keys},
                    {"lcd", view.lcd ? lcdJson(*view.lcd) : json()},
-                   {"svg", drawPanelSvg(view, SvgExtent::Face)},
+                   {"svg", drawPanelSvg(simulation.board.getConfig(), view, SvgExtent::Face)},
                    {"busFaults", busFaultsJson(simulation.board)},
                    {"pinOperations", simulation.board.pinOperations() != 0}});
 }

@@ -38,7 +38,8 @@ void PanelLife::scan(unsigned times)
 
 panelsim::BoardConfig lifeBoard(bool withLcd, panelsim::ChipVariant chip)
 {
-    panelsim::BoardConfig config = withLcd ? panelsim::BoardConfig() : panelsim::outdoorBoard();
+    panelsim::BoardConfig config =
+        withLcd ? panelsim::BoardConfig() : panelsim::boardOf(panelsim::panelKind("outdoor"));
     config.chip = chip;
     config.invertedLeds = withLcd ? std::vector<unsigned>{1} : std::vector<unsigned>();
     config.backlightInverted = true;

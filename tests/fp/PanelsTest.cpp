@@ -175,7 +175,7 @@ TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
 
 TEST(Outdoor, RunsEndToEnd)
 {
-    Board board(panelsim::outdoorBoard());
+    Board board(panelsim::boardOf(panelsim::panelKind("outdoor")));
     const panelsim::InstalledBoard installed(board);
     const CapturedOutput output;
     {

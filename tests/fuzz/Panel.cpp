@@ -145,7 +145,7 @@ private:
     BoardConfig chooseConfig()
     {
         const unsigned kind = choices.below(3);
-        BoardConfig config = kind == 2 ? outdoorBoard() : BoardConfig();
+        BoardConfig config = kind == 2 ? boardOf(panelKind("outdoor")) : BoardConfig();
         config.chip = kind == 0 ? ChipVariant::Ra8803 : ChipVariant::Ra8806;
         config.keyCount = choices.below(mostKeys);
         config.ledCount = choices.below(mostLeds);

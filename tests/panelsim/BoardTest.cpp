@@ -242,20 +242,20 @@ TEST(PanelText, DrawsThePanelPlainAndForATerminal)
     PanelView view;
     view.leds = {true, false};
     view.keys = {false, true};
-    EXPECT_EQ(drawPanel(view, TextStyle::Plain), plainLeds);
+    EXPECT_EQ(drawPanel(BoardConfig(), view, TextStyle::Plain), plainLeds);
     view.lcd.emplace();
     view.lcd->backlight = true;
     view.lcd->lines = {{{'a', false}, {0xE4, true}, {0x01, true}}, {{'b', false}, {'c', false}, {'d', false}}};
-    EXPECT_EQ(drawPanel(view, TextStyle::Plain), "┌─────┐\n│     │\n│     │\n└─────┘\n"
-                                                 "display off, backlight on\n" +
-                                                     plainLeds);
+    EXPECT_EQ(drawPanel(BoardConfig(), view, TextStyle::Plain), "┌─────┐\n│     │\n│     │\n└─────┘\n"
+                                                                "display off, backlight on\n" +
+                                                                    plainLeds);
     view.lcd->displayOn = true;
     view.lcd->backlight = false;
     view.lcd->contrast = 15;
-    EXPECT_EQ(drawPanel(view, TextStyle::Plain), "┌─────┐\n│ aä· │\n│  ^^ │\n│ bcd │\n└─────┘\n"
-                                                 "display on, backlight off, contrast 15/31\n" +
-                                                     plainLeds);
-    EXPECT_EQ(drawPanel(view, TextStyle::Terminal), "┌─────┐\n│ a\033[7mä·\033[0m │\n│ bcd │\n└─────┘\n"
-                                                    "display on, backlight off, contrast 15/31\n"
-                                                    "LEDs \033[32m●\033[0m ○   keys  0  [1]\n");
+    EXPECT_EQ(drawPanel(BoardConfig(), view, TextStyle::Plain), "┌─────┐\n│ aä· │\n│  ^^ │\n│ bcd │\n└─────┘\n"
+                                                                "display on, backlight off, contrast 15/31\n" +
+                                                                    plainLeds);
+    EXPECT_EQ(drawPanel(BoardConfig(), view, TextStyle::Terminal), "┌─────┐\n│ a\033[7mä·\033[0m │\n│ bcd │\n└─────┘\n"
+                                                                   "display on, backlight off, contrast 15/31\n"
+                                                                   "LEDs \033[32m●\033[0m ○   keys  0  [1]\n");
 }

@@ -54,7 +54,7 @@ TEST(PanelSvg, IsWellFormedWhateverThePanelHas)
     emptyLcd.lcd.emplace();
     emptyLcd.lcd->displayOn = true;
     for (const PanelView& view : {PanelView(), emptyLcd, indoorView(), allCodes}) {
-        const std::string svg = drawPanelSvg(view, SvgExtent::Panel);
+        const std::string svg = drawPanelSvg(panelsim::BoardConfig(), view, SvgExtent::Panel);
         EXPECT_EQ(withoutElements(svg), "\n");
         EXPECT_FALSE(std::regex_search(svg, std::regex(" (style|class|id|href|on[a-z]+)=")));
     }
@@ -62,15 +62,15 @@ TEST(PanelSvg, IsWellFormedWhateverThePanelHas)
 
 TEST(PanelSvg, WritesWhatAPersonReads)
 {
-    const std::string svg = drawPanelSvg(indoorView(), SvgExtent::Panel);
+    const std::string svg = drawPanelSvg(panelsim::BoardConfig(), indoorView(), SvgExtent::Panel);
     EXPECT_TRUE(std::regex_search(svg, std::regex(">&lt;&amp;<tspan [^>]*>&gt;\u00E4</tspan>\u00B7 </text>"))) << svg;
     for (const char* text : {">on<", ">off<", ">pressed<", ">display on, backlight off, contrast 15/31<"}) {
         EXPECT_TRUE(contains(svg, text)) << text;
     }
-    EXPECT_FALSE(contains(drawPanelSvg(indoorView(), SvgExtent::Face), ">pressed<"));
+    EXPECT_FALSE(contains(drawPanelSvg(panelsim::BoardConfig(), indoorView(), SvgExtent::Face), ">pressed<"));
     PanelView blank = indoorView();
     blank.lcd->displayOn = false;
-    EXPECT_FALSE(contains(drawPanelSvg(blank, SvgExtent::Face), "&amp;"));
+    EXPECT_FALSE(contains(drawPanelSvg(panelsim::BoardConfig(), blank, SvgExtent::Face), "&amp;"));
 }
 
 TEST(PanelSvg, ShowsEachDifference)
@@ -96,8 +96,8 @@ TEST(PanelSvg, ShowsEachDifference)
         PanelView view = indoorView();
         differ(view);
         // What is written below the glass differs anyway.
-        const std::string svg =
-            std::regex_replace(drawPanelSvg(view, SvgExtent::Panel), std::regex(">display[^<]*"), "");
+        const std::string svg = std::regex_replace(drawPanelSvg(panelsim::BoardConfig(), view, SvgExtent::Panel),
+                                                   std::regex(">display[^<]*"), "");
         EXPECT_TRUE(drawings.insert(svg).second);
     }
 }

@@ -90,7 +90,7 @@ TEST_F(VcdTraceTest, TellsLevelsAndWhenTheyChange)
 
 TEST_F(VcdTraceTest, NamesManyLinesOfAPanelWithoutLcd)
 {
-    config = outdoorBoard();
+    config = boardOf(panelKind("outdoor"));
     config.ledCount = 100;
     Board board(config, clock);
     VcdTrace(board, path).close();

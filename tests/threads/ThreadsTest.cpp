@@ -49,7 +49,7 @@ protected:
     bool isLit(unsigned led) const { return board.view().leds.at(led); }
 
     VirtualTime time;
-    panelsim::Board board{panelsim::outdoorBoard()};
+    panelsim::Board board{panelsim::boardOf(panelsim::panelKind("outdoor"))};
     panelsim::BoardGpioFactory factory{board};
 };
 

@@ -20,7 +20,7 @@ namespace {
 
 std::string drawn(const Board& board)
 {
-    return drawPanel(board.view(), panelsim::TextStyle::Plain);
+    return drawPanel(board.getConfig(), board.view(), panelsim::TextStyle::Plain);
 }
 
 std::string ledsAndKeys(const std::string& panel)
@@ -146,7 +146,7 @@ TEST(CommandsOnBoard, ShowLampsAndKeysUntilTheyAreEnded)
 TEST(CommandsOnBoard, SayInOneLineWhatFailedAndLeaveNoLedLit)
 {
     const BoardConfig indoor;
-    const BoardConfig outdoor = panelsim::outdoorBoard();
+    const BoardConfig outdoor = panelsim::boardOf(panelsim::panelKind("outdoor"));
     const PinFault none{99};
     const PinFault badLcd{51, PinOperation::SetValue, 1, std::nullopt};
     const PinFault badLed{27, PinOperation::SetValue, 1, std::nullopt};

@@ -33,7 +33,7 @@ TEST(PageState, TellsWhatTheLcdShows)
                     {"inverted", {std::string(25, '0'), "1" + std::string(24, '0'), std::string(25, '0')}}}));
     EXPECT_EQ(state.at("busFaults").at("count"), 25);
     EXPECT_EQ(state.at("busFaults").at("first").at(0), describe(simulation.board.busFaults().front()));
-    EXPECT_TRUE(json::parse(stateJson(Simulation(outdoorBoard()), true)).at("lcd").is_null());
+    EXPECT_TRUE(json::parse(stateJson(Simulation(boardOf(panelKind("outdoor"))), true)).at("lcd").is_null());
 }
 
 } // namespace
