@@ -282,25 +282,40 @@ std::string list(const char* heading, const std::vector<bool>& flags, NameOf nam
     for (unsigned i = 0; i < flags.size(); ++i) {
         names += flags[i] ? (names.empty() ? "" : ", ") + nameOf(i) : "";
     }
-    return names.empty() ? "" : std::string(heading) + names + ". ";
+    return names.empty() ? "" : "\n" + std::string(heading) + names;
 }
 
+std::string inWords(const std::vector<LcdCell>& line)
+{
+    std::string glyphs;
+    std::string inverted;
+    for (auto begin = line.begin(); begin != line.end();) {
+        const auto end =
+            std::find_if(begin, line.end(), [&](const LcdCell& c) { return c.inverted != begin->inverted; });
+        if (begin->inverted) {
+            inverted += (inverted.empty() ? " (inverted: " : ", ") +
+                        toText(static_cast<Units>(begin - line.begin()) + 1) + " to " +
+                        toText(static_cast<Units>(end - line.begin()));
+        }
+        std::for_each(begin, end, [&](const LcdCell& cell) { glyphs += glyph(cell.code); });
+        begin = end;
+    }
+    glyphs.erase(glyphs.find_last_not_of(' ') + 1);
+    return (glyphs.empty() ? "blank" : glyphs) + inverted + (inverted.empty() ? "" : ")");
+}
+
+/** A line for each thing that is seen. */
 std::string inWords(const BoardConfig& config, const PanelView& view, SvgExtent extent)
 {
-    std::string text = view.lcd ? describe(*view.lcd) + ". " : "";
+    std::string text = view.lcd ? describe(*view.lcd) : "This panel has no display";
     for (std::size_t row = 0; view.lcd && view.lcd->displayOn && row < view.lcd->lines.size(); ++row) {
-        std::string glyphs;
-        for (const LcdCell& cell : view.lcd->lines[row]) {
-            glyphs += glyph(cell.code);
-        }
-        glyphs.erase(glyphs.find_last_not_of(' ') + 1);
-        text += "Line " + std::to_string(row + 1) + ": " + (glyphs.empty() ? "blank" : glyphs) + ". ";
+        text += "\nLine " + std::to_string(row + 1) + ": " + inWords(view.lcd->lines[row]);
     }
     text += list("Lit LEDs: ", view.leds, [&](unsigned led) { return ledName(config, led); });
     if (extent == SvgExtent::Panel) {
         text += list("Pressed keys: ", view.keys, [&](unsigned key) { return keyName(config, key); });
     }
-    return text.empty() ? "Nothing is lit." : text.substr(0, text.size() - 1);
+    return text;
 }
 
 } // namespace
