@@ -21,8 +21,8 @@ namespace {
 
 using nlohmann::json;
 
-constexpr unsigned mostConnections = 100;
-constexpr unsigned longestIdleSeconds = 10;
+constexpr unsigned mostConnections = 200;
+constexpr unsigned longestIdleSeconds = 5;
 constexpr std::size_t mostBodyBytes = 1024;
 
 struct Route {
@@ -121,7 +121,7 @@ MHD_Daemon* startDaemon(const HttpAddress& address, MHD_AccessHandlerCallback an
         delete static_cast<std::string*>(*body);
     };
     MHD_Daemon* const daemon = MHD_start_daemon(
-        MHD_USE_AUTO_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | family, address.port, nullptr, nullptr, answer,
+        MHD_USE_POLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | family, address.port, nullptr, nullptr, answer,
         server, MHD_OPTION_SOCK_ADDR, found->ai_addr, MHD_OPTION_CONNECTION_LIMIT, mostConnections,
         MHD_OPTION_CONNECTION_TIMEOUT, longestIdleSeconds, MHD_OPTION_NOTIFY_COMPLETED,
         static_cast<MHD_RequestCompletedCallback>(endOfRequest), nullptr, MHD_OPTION_END);
