@@ -5,8 +5,10 @@
 #include "panelsim/picture/PanelSvg.h"
 
 #include <chrono>
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <vector>
 
 namespace panelsim {
 
@@ -28,13 +30,21 @@ std::string controllerText(const std::optional<LcdView>& lcd)
            (lcd->identified ? " (identified by the application)" : " (not identified yet)");
 }
 
-json busFaultsJson(const Board& board)
+/** @return a heading and the first faults */
+std::vector<std::string> describeBus(const Board& board)
 {
-    json first = json::array();
-    for (const BusFault& fault : board.busFaults()) {
-        first.push_back(describe(fault));
+    const std::uint64_t count = board.busFaultCount();
+    if (count == 0) {
+        return {"\u2713 no bus faults"};
     }
-    return {{"count", board.busFaultCount()}, {"first", first}};
+    std::vector<std::string> texts = {"\u26A0 " + std::to_string(count) + (count == 1 ? " bus fault" : " bus faults")};
+    for (const BusFault& fault : board.busFaults()) {
+        texts.push_back(describe(fault));
+    }
+    if (count >= texts.size()) {
+        texts.push_back("and " + std::to_string(count + 1 - texts.size()) + " more");
+    }
+    return texts;
 }
 
 } // namespace
@@ -58,16 +68,21 @@ std::string stateJson(const Simulation& simulation, bool restart)
 {
     const AppState app = simulation.app.get();
     const PanelView view = simulation.board.view();
+    const bool untouched = app.phase == AppState::Phase::Running && simulation.board.pinOperations() == 0;
+    const char* const hint = untouched ? ". It has not used any pin yet. An application that never does may not be "
+                                         "linked with the shared GPIO library."
+                                       : "";
     return toText({{"app",
                     {{"running", !app.hasEnded()},
                      {"text", describe(app)},
+                     {"hint", hint},
                      {"failed", app.hasEnded() && !app.succeeded()},
                      {"restart", restart}}},
                    {"keys", view.keys},
                    {"controller", controllerText(view.lcd)},
                    {"svg", drawPanelSvg(simulation.board.getConfig(), view, SvgExtent::Face)},
-                   {"busFaults", view.lcd ? busFaultsJson(simulation.board) : json()},
-                   {"pinOperations", simulation.board.pinOperations() != 0}});
+                   {"bus", view.lcd ? describeBus(simulation.board) : std::vector<std::string>()},
+                   {"hasBusFaults", simulation.board.busFaultCount() != 0}});
 }
 
 std::string logJson(const AppLog::Lines& lines)

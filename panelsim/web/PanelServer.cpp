@@ -93,27 +93,13 @@ const char* headerOf(MHD_Connection* connection, const char* name)
     return MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
 }
 
-const char* advice(int error)
-{
-    switch (error) {
-    case EADDRINUSE:
-        return " (choose another port, or 0 for any free one)";
-    case EACCES:
-        return " (choose a port from 1024 on)";
-    case EADDRNOTAVAIL:
-        return " (choose an address of this machine)";
-    default:
-        return "";
-    }
-}
-
 MHD_Daemon* startDaemon(const HttpAddress& address, MHD_AccessHandlerCallback answer, void* server)
 {
     addrinfo hints{};
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
     addrinfo* found = nullptr;
     if (getaddrinfo(address.host.c_str(), std::to_string(address.port).c_str(), &hints, &found) != 0) {
-        throw std::invalid_argument("cannot serve on " + describe(address) + ": it is no address");
+        throw std::invalid_argument(describe(address) + " is no address to serve on");
     }
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
     const unsigned family = found->ai_family == AF_INET6 ? MHD_USE_DUAL_STACK : MHD_NO_FLAG;
@@ -126,8 +112,9 @@ MHD_Daemon* startDaemon(const HttpAddress& address, MHD_AccessHandlerCallback an
         MHD_OPTION_CONNECTION_TIMEOUT, longestIdleSeconds, MHD_OPTION_NOTIFY_COMPLETED,
         static_cast<MHD_RequestCompletedCallback>(endOfRequest), nullptr, MHD_OPTION_END);
     if (daemon == nullptr) {
-        const int error = errno;
-        throw std::system_error(error, std::generic_category(), "cannot serve on " + describe(address) + advice(error));
+        throw std::system_error(errno, std::generic_category(),
+                                "cannot serve on " + describe(address) +
+                                    " (choose another, or port 0 for any free one)");
     }
     return daemon;
 }
@@ -222,21 +209,15 @@ PanelServer::Answer PanelServer::refusal(MHD_Connection* connection, std::string
     return {};
 }
 
-bool PanelServer::isServedAs(std::string_view host, std::uint16_t port) const
+bool PanelServer::isServedAs(std::string host, std::uint16_t port) const
 {
-    constexpr std::uint16_t portLeftOut = 80;
-    const std::string end = ":" + std::to_string(port);
-    const std::string full = host.find(':', host.rfind(']') + 1) == std::string_view::npos && port == portLeftOut
-                                 ? std::string(host) + end
-                                 : std::string(host);
-    for (const std::string& served :
-         {describe({address.host, port}), "127.0.0.1" + end, "[::1]" + end, "localhost" + end}) {
-        if (full == served) {
-            return true;
-        }
+    if (host.find(':', host.rfind(']') + 1) == std::string::npos) {
+        host += ":80"; // which browsers leave out
     }
     try {
-        return isWildcard(address) && parseHttpAddress(full).port == port;
+        const HttpAddress named = parseHttpAddress(host);
+        return named.port == port &&
+               (isWildcard(address) || named.host == address.host || named.host == "127.0.0.1" || named.host == "::1");
     } catch (const std::invalid_argument&) {
         return false;
     }

@@ -74,7 +74,7 @@ function disconnect() {
   source?.close();
   source = undefined;
   client = undefined;
-  hands.forEach((held) => held.clear());
+  held.clear();
   showApp();
 }
 
@@ -121,27 +121,22 @@ async function post(path, content) {
 
 // ---- The keys ----
 
-const hands = []; // by key: what holds it on this page, a pointer or a key of the keyboard, say
+const held = new Map(); // what holds keys on this page, a pointer or a key of the keyboard, say: which key
 const changedAt = []; // by key: when the server last took a change of it
-let names = [];
-let keyWithFocus; // when the keys were last disabled
+let focused; // number of the key that had the focus when the keys were last disabled
 let posts = Promise.resolve();
 
-function makeKeys(newNames) {
-  if (names.join("\n") !== newNames.join("\n")) {
-    names = newNames;
-    hands.splice(0, hands.length, ...names.map(() => new Set()));
-    byId("keys").replaceChildren(byId("keys").firstElementChild, ...names.map(makeKey));
-    const digits = names.length > 1 ? `digit keys 0 to ${Math.min(names.length, 10) - 1}` : "digit key 0";
-    setText(byId("digits-help"), `, with the ${digits}, or with Space on a key that has the focus`);
-  }
+const keyButtons = () => [...document.querySelectorAll(".key")];
+
+function makeKeys(names) {
+  byId("keys").replaceChildren(byId("keys").firstElementChild, ...names.map(makeKey));
   byId("keys").hidden = byId("keys-help").hidden = names.length === 0;
+  const digits = names.length > 1 ? `digit keys 0 to ${Math.min(names.length, 10) - 1}` : "digit key 0";
+  setText(byId("digits-help"), `, with the ${digits}, or with Space on a key that has the focus`);
 }
 
 function makeKey(name, number) {
   const key = make("button", "key", name);
-  key.type = "button";
-  key.dataset.key = number;
   key.append(make("span", "key-state", ""));
   key.lastElementChild.ariaHidden = "true"; // aria-pressed says it
   key.addEventListener("pointerdown", (event) => {
@@ -150,17 +145,12 @@ function makeKey(name, number) {
       hold(number, `pointer ${event.pointerId}`);
     }
   });
-  key.addEventListener("pointermove", (event) => {
-    if (!(event.buttons & 1)) { // another button, still pressed, keeps pointerup from coming
-      letGo(`pointer ${event.pointerId}`);
-    }
-  });
   for (const end of ["pointerup", "pointercancel", "lostpointercapture"]) {
     key.addEventListener(end, (event) => letGo(`pointer ${event.pointerId}`));
   }
   key.addEventListener("contextmenu", (event) => event.preventDefault());
   key.addEventListener("click", (event) => {
-    if (event.detail === 0 && hands[number].size === 0) { // of no pointer: a screen reader, say
+    if (event.detail === 0) { // of no pointer: a screen reader, say
       hold(number, "tap");
       setTimeout(letGo, tapTime, "tap");
     }
@@ -173,35 +163,36 @@ function enableKeys() {
   const keys = byId("keys");
   const enabled = client !== undefined && app.running;
   if (!enabled && !keys.disabled) {
-    keyWithFocus = document.activeElement?.closest(".key") ?? keyWithFocus;
+    focused = keyButtons().indexOf(document.activeElement);
     letAllGo();
   }
   keys.disabled = !enabled;
   if (enabled && document.activeElement === document.body) {
-    keyWithFocus?.focus();
-    keyWithFocus = undefined;
+    keyButtons()[focused]?.focus();
   }
 }
 
+const isHeld = (key) => [...held.values()].includes(key);
+
 function hold(key, hand) {
-  if (!byId("keys").disabled && !hands[key].has(hand)) {
-    hands[key].add(hand);
-    if (hands[key].size === 1) {
-      change(key, true);
-    }
+  if (byId("keys").disabled || held.has(hand)) {
+    return;
   }
+  if (!isHeld(key)) {
+    change(key, true);
+  }
+  held.set(hand, key);
 }
 
 function letGo(hand) {
-  hands.forEach((held, key) => {
-    if (held.delete(hand) && held.size === 0) {
-      change(key, false);
-    }
-  });
+  const key = held.get(hand);
+  if (held.delete(hand) && !isHeld(key)) {
+    change(key, false);
+  }
 }
 
 function letAllGo() {
-  hands.flatMap((held) => [...held]).forEach(letGo);
+  [...held.keys()].forEach(letGo);
 }
 
 /** Sends the server a key's change, in the order of what happened, however long the answers take. */
@@ -226,19 +217,17 @@ function change(key, pressed) {
 
 /** The panel's key that a key of the keyboard stands for, if any. */
 function keyFor(event) {
-  const focused = event.target.closest?.(".key");
-  if (focused && [" ", "Enter"].includes(event.key)) {
-    return Number(focused.dataset.key);
-  }
-  return /^[0-9]$/.test(event.key) && event.key < names.length ? Number(event.key) : undefined;
+  const keys = keyButtons();
+  const number = [" ", "Enter"].includes(event.key) ? keys.indexOf(event.target) : Number.parseInt(event.key, 10);
+  return number in keys ? number : undefined;
 }
 
-const isShortcut = (event) => event.ctrlKey || event.altKey || event.metaKey;
-
 addEventListener("keydown", (event) => {
-  const key = isShortcut(event) ? undefined : keyFor(event);
-  const scrolls = /^(Arrow.*|[0-9])$/.test(event.key) && !isShortcut(event) && !event.target.closest?.("#log-lines");
-  if (key !== undefined || scrolls) {
+  if (event.ctrlKey || event.altKey || event.metaKey) {
+    return;
+  }
+  const key = keyFor(event);
+  if (key !== undefined || (/^(Arrow.*|[0-9])$/.test(event.key) && event.target !== byId("log-lines"))) {
     event.preventDefault(); // no click besides, and the display stays in sight
   }
   if (key !== undefined && !event.repeat) {
@@ -268,18 +257,14 @@ function showState(state) {
   app = state.app;
   showApp();
   showDrawing(state.svg);
-  for (const key of document.querySelectorAll(".key")) {
-    const pressed = state.keys[key.dataset.key] === true;
-    key.ariaPressed = String(pressed);
-    setText(key.lastElementChild, pressed ? "pressed" : "");
-  }
+  keyButtons().forEach((key, number) => {
+    key.ariaPressed = String(state.keys[number]);
+    setText(key.lastElementChild, state.keys[number] ? "pressed" : "");
+  });
   setText(byId("controller"), state.controller);
-  byId("untouched").hidden = state.pinOperations || !app.running;
-  byId("bus").hidden = byId("bus-title").hidden = state.busFaults === null;
-  const {count, first} = state.busFaults ?? {count: 0, first: []};
-  byId("bus").className = count === 0 ? "good" : "bad";
-  setText(byId("bus-text"), count === 0 ? "\u2713 no bus faults" : `\u26A0 ${count} bus fault${count === 1 ? "" : "s"}`);
-  setItems(byId("bus-faults"), count > first.length ? [...first, `and ${count - first.length} more`] : first);
+  byId("bus-title").hidden = byId("bus").hidden = state.bus.length === 0;
+  byId("bus").className = state.hasBusFaults ? "bad" : "good";
+  setItems(byId("bus"), state.bus);
 }
 
 /** Shows how the application and the connection to it are doing. */
@@ -294,11 +279,9 @@ function showApp() {
   const state = gone ? "no connection" : app.running ? app.text : "ended";
   setText(byId("app-state"), state);
   byId("app-state").className = `badge ${bad ? "bad" : app.running ? "good" : ""}`;
-  setText(byId("app-text"), app.text);
+  setText(byId("app-text"), app.text + (app.hint ?? ""));
   document.body.classList.toggle("stale", gone !== "");
-  const seen = document.hidden ? "in the background" : gone && "no connection";
-  document.title = [[seen, seen && app.running ? "" : app.text].filter(Boolean).join(", "), command, "panelsim"]
-    .filter(Boolean).join(" \u2013 ");
+  document.title = [document.hidden ? "in the background" : state, command, "panelsim"].join(" \u2013 ");
   enableKeys();
 }
 
@@ -324,7 +307,7 @@ function showDrawing(svg) {
 byId("restart").addEventListener("click", async ({target}) => {
   target.disabled = true;
   if (await post("restart", {}).catch(() => false)) {
-    keyWithFocus ??= document.querySelector(".key");
+    focused = Math.max(focused, 0);
     target.blur();
   }
   target.disabled = false;

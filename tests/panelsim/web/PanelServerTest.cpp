@@ -171,7 +171,7 @@ TEST(PanelServer, SaysWhichAddressIsTaken)
         ADD_FAILURE() << "served twice";
     } catch (const std::system_error& error) {
         EXPECT_EQ(error.what(), "cannot serve on " + served.host() +
-                                    " (choose another port, or 0 for any free one): Address already in use");
+                                    " (choose another, or port 0 for any free one): Address already in use");
     }
 }
 
