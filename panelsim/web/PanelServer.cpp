@@ -228,7 +228,14 @@ PanelServer::Answer PanelServer::finishPost(std::string_view path, const std::st
     if (body.size() > mostBodyBytes) {
         return {MHD_HTTP_CONTENT_TOO_LARGE, "the body may have " + std::to_string(mostBodyBytes) + " bytes at most"};
     }
-    return path == "/keys" ? moveKey(body) : startAgain();
+    if (path == "/keys") {
+        return moveKey(body);
+    }
+    if (!streams.offersRestart()) {
+        return {MHD_HTTP_CONFLICT, "the application cannot be started again now"};
+    }
+    onRestart();
+    return {MHD_HTTP_ACCEPTED, "the application is started again"};
 }
 
 PanelServer::Answer PanelServer::moveKey(const std::string& body)
@@ -248,15 +255,6 @@ PanelServer::Answer PanelServer::moveKey(const std::string& body)
     } catch (const std::out_of_range& error) {
         return {MHD_HTTP_NOT_FOUND, error.what()};
     }
-}
-
-PanelServer::Answer PanelServer::startAgain()
-{
-    if (!streams.offersRestart()) {
-        return {MHD_HTTP_CONFLICT, "the application cannot be started again now"};
-    }
-    onRestart();
-    return {MHD_HTTP_ACCEPTED, "the application is started again"};
 }
 
 } // namespace panelsim

@@ -51,7 +51,6 @@ private:
     bool isServedAs(std::string host, std::uint16_t port) const;
     Answer finishPost(std::string_view path, const std::string& body);
     Answer moveKey(const std::string& body);
-    Answer startAgain();
 
     Simulation& simulation;
     const HttpAddress address;

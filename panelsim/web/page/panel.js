@@ -281,7 +281,7 @@ function showApp() {
   byId("app-state").className = `badge ${bad ? "bad" : app.running ? "good" : ""}`;
   setText(byId("app-text"), app.text + (app.hint ?? ""));
   document.body.classList.toggle("stale", gone !== "");
-  document.title = [document.hidden ? "in the background" : state, command, "panelsim"].join(" \u2013 ");
+  document.title = [document.hidden ? "in the background" : gone ? "no connection" : app.text, command, "panelsim"].join(" \u2013 ");
   enableKeys();
 }
 
