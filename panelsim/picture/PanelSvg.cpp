@@ -108,17 +108,36 @@ std::string escaped(const std::string& text)
     return result;
 }
 
-/** @param room width that the text must not exceed: a long one becomes small */
-std::string caption(Units x, Units y, const char* fill, const std::string& text, Units room, Attributes more = {})
+std::string line(Units x, Units y, const char* fill, const std::string& text, Units size, Attributes more)
 {
-    const auto characters = static_cast<Units>(
-        std::count_if(text.begin(), text.end(), [](unsigned char c) { return (c & 0xC0U) != 0x80; }));
-    const Units fitting = room * 5 / 3 / std::max<Units>(characters, 1);
-    if (fitting < textSize) {
-        more.emplace_back("font-size", toText(std::max<Units>(fitting, 1)));
-    }
     more.insert(more.begin(), {{"x", toText(x)}, {"y", toText(y)}, {"fill", fill}});
+    if (size < textSize) {
+        more.emplace_back("font-size", toText(size));
+    }
     return element("text", more, escaped(text)) + "\n";
+}
+
+/** @return size in which a text is at most so wide, of a font whose characters are 3/5 as wide as it is high */
+Units fittingSize(const std::string& text, Units room)
+{
+    const auto characters =
+        std::count_if(text.begin(), text.end(), [](unsigned char c) { return (c & 0xC0U) != 0x80; });
+    return std::clamp<Units>(room * 5 / 3 / static_cast<Units>(std::max<std::ptrdiff_t>(characters, 1)), 1, textSize);
+}
+
+/** @param room width for the text: a longer one goes into two lines and becomes smaller */
+std::string caption(Units x, Units y, const char* fill, const std::string& text, Units room,
+                    const Attributes& more = {})
+{
+    const Units size = fittingSize(text, room);
+    const std::size_t blank = size < textSize ? text.find(' ', text.size() / 3) : std::string::npos;
+    if (blank == std::string::npos) {
+        return line(x, y, fill, text, size, more);
+    }
+    const std::string first = text.substr(0, blank);
+    const std::string second = text.substr(blank + 1);
+    const Units smaller = std::min({fittingSize(first, room), fittingSize(second, room), Units{12}});
+    return line(x, y - 8, fill, first, smaller, more) + line(x, y + 4, fill, second, smaller, more);
 }
 
 std::string group(Units x, Units y, const std::string& content)
