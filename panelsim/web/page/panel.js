@@ -281,7 +281,8 @@ function showApp() {
   byId("app-state").className = `badge ${bad ? "bad" : app.running ? "good" : ""}`;
   setText(byId("app-text"), app.text + (app.hint ?? ""));
   document.body.classList.toggle("stale", gone !== "");
-  document.title = [document.hidden ? "in the background" : gone ? "no connection" : app.text, command, "panelsim"].join(" \u2013 ");
+  const how = document.hidden ? "in the background" : gone ? "no connection" : app.text;
+  document.title = [how, command, "panelsim"].filter(Boolean).join(" \u2013 ");
   enableKeys();
 }
 
