@@ -1,12 +1,11 @@
 #include "panelsim/picture/PanelSvg.h"
 
-#include "panelsim/board/LedColour.h"
 #include "panelsim/picture/Glyph.h"
 #include "panelsim/picture/PanelText.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <utility>
+#include <sstream>
 #include <vector>
 
 namespace panelsim {
@@ -14,7 +13,6 @@ namespace panelsim {
 namespace {
 
 using Units = std::size_t; ///< lengths in the drawing
-using Attributes = std::vector<std::pair<const char*, std::string>>;
 
 constexpr Units margin = 44; ///< between the panel's edge and its parts
 constexpr Units gap = 26;    ///< between its parts
@@ -27,15 +25,12 @@ constexpr Units cellHeight = 38;
 constexpr Units smallestWidth = 610; ///< of the parts
 constexpr Units textSize = 18;
 constexpr unsigned normalContrast = 15;
-constexpr const char* sansSerif = "system-ui, Segoe UI, Roboto, Helvetica Neue, DejaVu Sans, sans-serif";
-constexpr const char* monospace = "DejaVu Sans Mono, Liberation Mono, Menlo, Consolas, monospace";
 
-constexpr const char* bodyColour = "#2f353c";
-constexpr const char* edgeColour = "#4b545e";
-constexpr const char* shadowColour = "#15181c";
 constexpr const char* printColour = "#e4e8ec";
 constexpr const char* faintPrintColour = "#a9b2bc";
-constexpr const char* inkColour = "#16210d";
+constexpr const char* shadowColour = "#15181c";
+constexpr const char* ink = R"( fill="#16210d")";
+constexpr const char* edge = R"( stroke="#4b545e" stroke-width="2")";
 
 /** A part of the panel, drawn from its own top left corner on. */
 struct Part {
@@ -43,60 +38,42 @@ struct Part {
     std::string svg = {};
 };
 
-struct Box {
-    Units x;
-    Units y;
-    Units width;
-    Units height;
-};
-
-/** How the LCD's glass looks. */
-struct Glass {
-    const char* colour;
-    std::string ink;   ///< opacity of the dots that are set
-    std::string ghost; ///< opacity of the dots that are not
-};
-
-std::string toText(Units value)
+template <typename... Pieces>
+std::string join(const Pieces&... pieces)
 {
-    return std::to_string(value);
+    std::ostringstream text;
+    (text << ... << pieces);
+    return text.str();
 }
 
-std::string element(const std::string& name, const Attributes& attributes, const std::string& content = {})
+std::string rectangle(Units x, Units y, Units width, Units height, Units radius, const std::string& attributes)
 {
-    std::string svg = "<" + name;
-    for (const auto& [attribute, value] : attributes) {
-        svg += std::string(" ") + attribute + "=\"" + value + "\"";
-    }
-    return svg + (content.empty() ? "/>" : ">" + content + "</" + name + ">");
+    return join("<rect x=\"", x, "\" y=\"", y, "\" width=\"", width, "\" height=\"", height, "\" rx=\"", radius, '"',
+                attributes, "/>\n");
 }
 
-std::string draw(const std::string& name, Attributes attributes, const Attributes& more)
+std::string circle(Units x, Units y, Units radius, const std::string& attributes)
 {
-    attributes.insert(attributes.end(), more.begin(), more.end());
-    return element(name, attributes) + "\n";
+    return join("<circle cx=\"", x, "\" cy=\"", y, "\" r=\"", radius, '"', attributes, "/>\n");
 }
 
-std::string rectangle(const Box& box, Units radius, const char* fill, const Attributes& more = {})
+std::string filled(const char* colour)
 {
-    return draw("rect",
-                {{"x", toText(box.x)},
-                 {"y", toText(box.y)},
-                 {"width", toText(box.width)},
-                 {"height", toText(box.height)},
-                 {"rx", toText(radius)},
-                 {"fill", fill}},
-                more);
+    return join(" fill=\"", colour, '"');
 }
 
-std::string circle(Units x, Units y, Units radius, const char* fill, const Attributes& more = {})
+std::string opacity(unsigned percent)
 {
-    return draw("circle", {{"cx", toText(x)}, {"cy", toText(y)}, {"r", toText(radius)}, {"fill", fill}}, more);
+    return join(" fill-opacity=\"",
+                percent >= 100 ? "1"
+                : percent < 10 ? "0.0"
+                               : "0.",
+                percent >= 100 ? "" : join(percent), '"');
 }
 
-Attributes outline(const char* stroke, Units width)
+std::string group(Units x, Units y, const std::string& content)
 {
-    return {{"stroke", stroke}, {"stroke-width", toText(width)}};
+    return join("<g transform=\"translate(", x, ' ', y, ")\">\n", content, "</g>\n");
 }
 
 std::string escaped(const std::string& text)
@@ -108,15 +85,6 @@ std::string escaped(const std::string& text)
     return result;
 }
 
-std::string line(Units x, Units y, const char* fill, const std::string& text, Units size, Attributes more)
-{
-    more.insert(more.begin(), {{"x", toText(x)}, {"y", toText(y)}, {"fill", fill}});
-    if (size < textSize) {
-        more.emplace_back("font-size", toText(size));
-    }
-    return element("text", more, escaped(text)) + "\n";
-}
-
 /** @return size in which a text is at most so wide, of a font whose characters are 3/5 as wide as it is high */
 Units fittingSize(const std::string& text, Units room)
 {
@@ -126,98 +94,77 @@ Units fittingSize(const std::string& text, Units room)
 }
 
 /** @param room width for the text: a longer one goes into two lines and becomes smaller */
-std::string caption(Units x, Units y, const char* fill, const std::string& text, Units room,
-                    const Attributes& more = {})
+std::string caption(Units x, Units y, const char* colour, const std::string& text, Units room, const char* more = "")
 {
+    const auto line = [&](Units lineY, const std::string& part, Units size) {
+        return join("<text x=\"", x, "\" y=\"", lineY, "\" font-size=\"", size, '"', filled(colour), more, '>',
+                    escaped(part), "</text>\n");
+    };
     const Units size = fittingSize(text, room);
     const std::size_t blank = size < textSize ? text.find(' ', text.size() / 3) : std::string::npos;
     if (blank == std::string::npos) {
-        return line(x, y, fill, text, size, more);
+        return line(y, text, size);
     }
     const std::string first = text.substr(0, blank);
     const std::string second = text.substr(blank + 1);
     const Units smaller = std::min({fittingSize(first, room), fittingSize(second, room), Units{12}});
-    return line(x, y - 8, fill, first, smaller, more) + line(x, y + 4, fill, second, smaller, more);
+    return line(y - 8, first, smaller) + line(y + 4, second, smaller);
 }
 
-std::string group(Units x, Units y, const std::string& content)
+/** @param glass its colour @param dots opacity of the dots that are set */
+std::string drawCells(const std::vector<LcdCell>& line, Units y, const char* glass, const std::string& dots)
 {
-    return element("g", {{"transform", "translate(" + toText(x) + " " + toText(y) + ")"}}, "\n" + content) + "\n";
-}
-
-/** @param percent 4 to 100 */
-std::string opacity(unsigned percent)
-{
-    return percent >= 100 ? "1" : (percent < 10 ? "0.0" : "0.") + std::to_string(percent);
-}
-
-/** Ink is full from the normal contrast on; above it, the dots that are not set darken too. */
-Glass glassOf(const LcdView& lcd)
-{
-    const unsigned contrast = lcd.contrast.value_or(normalContrast);
-    const unsigned above = std::max(contrast, normalContrast) - normalContrast;
-    return {lcd.backlight ? "#bfe04a" : "#7f8a78", opacity(10 + 6 * contrast), opacity(4 + 2 * above)};
-}
-
-std::string drawCells(const std::vector<LcdCell>& line, Units y, const Glass& glass)
-{
-    std::string empty;
+    std::string inverted;
+    std::string text;
     std::string centres;
     for (std::size_t i = 0; i < line.size(); ++i) {
-        empty += "M" + toText(i * cellWidth + 1) + " " + toText(y + 1) + "h20v36h-20z";
-        centres += (i == 0 ? "" : " ") + toText(i * cellWidth + cellWidth / 2);
-    }
-    std::string svg = draw("path", {{"d", empty}, {"fill", inkColour}, {"fill-opacity", glass.ghost}}, {});
-    std::string text;
-    for (auto begin = line.begin(); begin != line.end();) {
-        const bool inverted = begin->inverted;
-        const auto end = std::find_if(begin, line.end(), [&](const LcdCell& c) { return c.inverted != inverted; });
-        std::string glyphs;
-        std::for_each(begin, end, [&](const LcdCell& cell) { glyphs += escaped(glyph(cell.code)); });
-        if (inverted) {
-            const auto x = static_cast<Units>(begin - line.begin()) * cellWidth;
-            svg += rectangle({x, y, static_cast<Units>(end - begin) * cellWidth, cellHeight}, 0, inkColour,
-                             {{"fill-opacity", glass.ink}, {"shape-rendering", "crispEdges"}});
-            glyphs = element("tspan", {{"fill", glass.colour}, {"fill-opacity", "1"}}, glyphs);
+        if (line[i].inverted) {
+            const bool begins = i == 0 || !line[i - 1].inverted;
+            const bool ends = i + 1 == line.size() || !line[i + 1].inverted;
+            inverted += join('M', i * cellWidth, ' ', y, "h22v38h-22z");
+            text += begins ? join("<tspan", filled(glass), opacity(100), '>') : "";
+            text += escaped(glyph(line[i].code)) + (ends ? "</tspan>" : "");
+        } else {
+            text += escaped(glyph(line[i].code));
         }
-        text += glyphs;
-        begin = end;
+        centres += join(i == 0 ? "" : " ", i * cellWidth + cellWidth / 2);
     }
     // A place for each glyph: cells align in any font.
-    return svg +
-           element("text",
-                   {{"xml:space", "preserve"},
-                    {"x", centres},
-                    {"y", toText(y + 30)},
-                    {"font-size", "32"},
-                    {"fill", inkColour},
-                    {"fill-opacity", glass.ink}},
-                   text) +
-           "\n";
+    return join("<path d=\"", inverted, '"', ink, dots, R"( shape-rendering="crispEdges"/>)",
+                R"(<text xml:space="preserve" x=")", centres, "\" y=\"", y + 30, R"(" font-size="32")", ink, dots, '>',
+                text, "</text>\n");
 }
 
 Units widthOfLcd(const LcdView& lcd)
 {
-    const std::size_t columns = lcd.lines.empty() ? 0 : lcd.lines.front().size();
-    return columns * cellWidth + 2 * (glassMargin + bezel);
+    return (lcd.lines.empty() ? 0 : lcd.lines.front().size()) * cellWidth + 2 * (glassMargin + bezel);
 }
 
 Part drawLcd(const LcdView& lcd, Units width)
 {
-    const Glass glass = glassOf(lcd);
+    // Ink is full from the normal contrast on; above it, the dots that are not set darken too.
+    const unsigned contrast = lcd.contrast.value_or(normalContrast);
+    const std::string dots = opacity(10 + 6 * contrast);
+    const char* const glass = lcd.backlight ? "#bfe04a" : "#7f8a78";
     const Units glassHeight = lcd.lines.size() * cellHeight + 2 * glassMargin;
     const Units glassWidth = widthOfLcd(lcd) - 2 * bezel;
     const Units left = (width - glassWidth) / 2;
     const Units height = bezel + glassHeight + 34;
+    std::string emptyCells;
     std::string cells;
     for (std::size_t row = 0; lcd.displayOn && row < lcd.lines.size(); ++row) {
-        cells += drawCells(lcd.lines[row], row * cellHeight, glass);
+        for (std::size_t column = 0; column < lcd.lines[row].size(); ++column) {
+            emptyCells += join('M', column * cellWidth + 1, ' ', row * cellHeight + 1, "h20v36h-20z");
+        }
+        cells += drawCells(lcd.lines[row], row * cellHeight, glass, dots);
     }
-    return {height,
-            rectangle({left - bezel, 0, glassWidth + 2 * bezel, height}, 12, shadowColour, outline(edgeColour, 2)) +
-                rectangle({left, bezel, glassWidth, glassHeight}, 5, glass.colour, outline("#000000", 2)) +
-                group(left + glassMargin, bezel + glassMargin, cells) +
-                caption(width / 2, bezel + glassHeight + 23, faintPrintColour, describe(lcd), width)};
+    const unsigned above = std::max(contrast, normalContrast) - normalContrast;
+    return {height, rectangle(left - bezel, 0, glassWidth + 2 * bezel, height, 12, filled(shadowColour) + edge) +
+                        rectangle(left, bezel, glassWidth, glassHeight, 5,
+                                  filled(glass) + R"( stroke="#000000" stroke-width="2")") +
+                        group(left + glassMargin, bezel + glassMargin,
+                              join("<path d=\"", emptyCells, '"', ink, opacity(4 + 2 * above), "/>\n", cells)) +
+                        caption(width / 2, bezel + glassHeight + 23, faintPrintColour, describe(lcd), width)};
 }
 
 /** Lays things of one size out in rows, a single row centred; each is drawn around the middle of its place. */
@@ -240,68 +187,40 @@ std::string drawLed(const BoardConfig& config, unsigned led, bool lit, Units mid
     const Units room = 2 * middle - 6;
     const std::string name = caption(middle, 14, printColour, ledName(config, led), room);
     if (!lit) {
-        return name + circle(middle, 40, 13, "#1c2a20", outline("#6d7a72", 2)) +
+        return name + circle(middle, 40, 13, R"( fill="#1c2a20" stroke="#6d7a72" stroke-width="2")") +
                caption(middle, 76, faintPrintColour, "off", room);
     }
-    const char* const lamp = ledColour(config, led).lamp;
+    const LedColour& colour = ledColour(config, led);
+    const std::string lamp = filled(colour.lamp);
     // In words too, for who does not see the colour.
-    const std::string state = config.ledColours.empty() ? "on" : ledColour(config, led).name;
-    return name + circle(middle, 40, 19, lamp, {{"fill-opacity", "0.25"}}) +
-           circle(middle, 40, 13, lamp, {{"stroke", "#ffffff"}, {"stroke-opacity", "0.75"}, {"stroke-width", "2"}}) +
-           circle(middle, 40, 5, "#ffffff", {{"fill-opacity", "0.9"}}) + caption(middle, 76, printColour, state, room);
-}
-
-Part drawLeds(const BoardConfig& config, const std::vector<bool>& leds, Units width)
-{
-    return drawRows(leds.size(), width / (leds.size() <= 32 ? 8 : 12), width, 80,
-                    [&](unsigned led, Units middle) { return drawLed(config, led, leds[led], middle); });
+    return name + circle(middle, 40, 19, lamp + opacity(25)) +
+           circle(middle, 40, 13, lamp + R"( stroke="#ffffff" stroke-opacity="0.75" stroke-width="2")") +
+           circle(middle, 40, 5, filled("#ffffff") + opacity(90)) +
+           caption(middle, 76, printColour, config.ledColours.empty() ? "on" : colour.name, room);
 }
 
 std::string drawKey(const BoardConfig& config, unsigned key, bool pressed, Units middle)
 {
-    const Box cap{middle - 44, pressed ? 6UL : 1UL, 88, 66};
+    const Units left = middle - 44;
+    const Units top = pressed ? 6 : 1;
     const std::string name = (config.keyNames.empty() ? "Key " : "") + keyName(config, key);
-    const std::string drawn =
-        rectangle({cap.x - 1, 6, cap.width + 2, 68}, 11, shadowColour) +
-        rectangle(cap, 9, pressed ? "#aab4be" : "#d3d9df", outline(pressed ? "#ffffff" : "#f4f6f8", 2)) +
-        caption(middle, cap.y + 39, shadowColour, name, cap.width - 8, {{"font-weight", "600"}});
-    return pressed ? drawn + caption(middle, cap.y + 59, shadowColour, "pressed", 55) : drawn;
+    const char* const look = pressed ? R"( fill="#aab4be" stroke="#ffffff" stroke-width="2")"
+                                     : R"( fill="#d3d9df" stroke="#f4f6f8" stroke-width="2")";
+    return rectangle(left - 1, 6, 90, 68, 11, filled(shadowColour)) + rectangle(left, top, 88, 66, 9, look) +
+           caption(middle, top + 39, shadowColour, name, 80, R"( font-weight="600")") +
+           (pressed ? caption(middle, top + 59, shadowColour, "pressed", 55) : "");
 }
 
-Part drawKeys(const BoardConfig& config, const std::vector<bool>& keys, Units width)
+std::string drawBody(Units top, Units width, Units height)
 {
-    return drawRows(keys.size(), 104, width, 75,
-                    [&](unsigned key, Units middle) { return drawKey(config, key, keys[key], middle); });
+    return rectangle(2, top + 2, width - 4, height - 4, 18, R"( fill="#2f353c" stroke="#15181c" stroke-width="3")") +
+           rectangle(6, top + 6, width - 12, height - 12, 14, filled("none") + edge);
 }
 
-std::string drawBody(const Box& box)
+std::string drawScrew(Units x, Units y)
 {
-    return rectangle({box.x + 2, box.y + 2, box.width - 4, box.height - 4}, 18, bodyColour, outline(shadowColour, 3)) +
-           rectangle({box.x + 6, box.y + 6, box.width - 12, box.height - 12}, 14, "none", outline(edgeColour, 2));
-}
-
-std::string drawScrews(Units width, Units height)
-{
-    const Units inset = 22;
-    std::string screws;
-    for (const Units y : {inset, height - inset}) {
-        for (const Units x : {inset, width - inset}) {
-            screws += circle(x, y, 8, "#9aa4ae", outline(shadowColour, 2)) +
-                      rectangle({x - 6, y - 1, 12, 2}, 0, shadowColour);
-        }
-    }
-    return screws;
-}
-
-/** @return the names of those that are set, after the heading */
-template <typename NameOf>
-std::string list(const char* heading, const std::vector<bool>& flags, NameOf nameOf)
-{
-    std::string names;
-    for (unsigned i = 0; i < flags.size(); ++i) {
-        names += flags[i] ? (names.empty() ? "" : ", ") + nameOf(i) : "";
-    }
-    return names.empty() ? "" : "\n" + std::string(heading) + names;
+    return circle(x, y, 8, R"( fill="#9aa4ae" stroke="#15181c" stroke-width="2")") +
+           rectangle(x - 6, y - 1, 12, 2, 0, filled(shadowColour));
 }
 
 std::string inWords(const std::vector<LcdCell>& line)
@@ -312,9 +231,8 @@ std::string inWords(const std::vector<LcdCell>& line)
         const auto end =
             std::find_if(begin, line.end(), [&](const LcdCell& c) { return c.inverted != begin->inverted; });
         if (begin->inverted) {
-            inverted += (inverted.empty() ? " (inverted: " : ", ") +
-                        toText(static_cast<Units>(begin - line.begin()) + 1) + " to " +
-                        toText(static_cast<Units>(end - line.begin()));
+            inverted +=
+                join(inverted.empty() ? " (inverted: " : ", ", begin - line.begin() + 1, " to ", end - line.begin());
         }
         std::for_each(begin, end, [&](const LcdCell& cell) { glyphs += glyph(cell.code); });
         begin = end;
@@ -328,11 +246,18 @@ std::string inWords(const BoardConfig& config, const PanelView& view, SvgExtent 
 {
     std::string text = view.lcd ? describe(*view.lcd) : "This panel has no display";
     for (std::size_t row = 0; view.lcd && view.lcd->displayOn && row < view.lcd->lines.size(); ++row) {
-        text += "\nLine " + std::to_string(row + 1) + ": " + inWords(view.lcd->lines[row]);
+        text += join("\nLine ", row + 1, ": ", inWords(view.lcd->lines[row]));
     }
-    text += list("Lit LEDs: ", view.leds, [&](unsigned led) { return ledName(config, led); });
+    const auto list = [&](const char* heading, const std::vector<bool>& flags, const auto& nameOf) {
+        std::string names;
+        for (unsigned i = 0; i < flags.size(); ++i) {
+            names += flags[i] ? (names.empty() ? "" : ", ") + nameOf(config, i) : "";
+        }
+        text += join('\n', heading, names.empty() ? "none" : names);
+    };
+    list("Lit LEDs: ", view.leds, ledName);
     if (extent == SvgExtent::Panel) {
-        text += list("Pressed keys: ", view.keys, [&](unsigned key) { return keyName(config, key); });
+        list("Pressed keys: ", view.keys, keyName);
     }
     return text;
 }
@@ -343,36 +268,30 @@ std::string drawPanelSvg(const BoardConfig& config, const PanelView& view, SvgEx
 {
     const Units width = std::max(view.lcd ? widthOfLcd(*view.lcd) : 0, smallestWidth);
     const Units outerWidth = width + 2 * margin;
-    Units height = margin;
-    std::string drawn;
-    for (const Part& part : {view.lcd ? drawLcd(*view.lcd, width) : Part(), drawLeds(config, view.leds, width)}) {
-        if (part.height != 0) {
-            height += height == margin ? 0 : gap;
-            drawn += group(margin, height, part.svg);
-            height += part.height;
-        }
-    }
-    height += margin;
-    drawn = drawBody({0, 0, outerWidth, height}) + drawScrews(outerWidth, height) + drawn;
+    const Part lcd = view.lcd ? drawLcd(*view.lcd, width) : Part();
+    const Part leds =
+        drawRows(view.leds.size(), width / (view.leds.size() <= 32 ? 8 : 12), width, 80,
+                 [&](unsigned led, Units middle) { return drawLed(config, led, view.leds[led], middle); });
+    const Units ledTop = margin + lcd.height + (lcd.height != 0 && leds.height != 0 ? gap : 0);
+    Units height = ledTop + leds.height + margin;
+    std::string drawn = drawBody(0, outerWidth, height) + drawScrew(22, 22) + drawScrew(outerWidth - 22, 22) +
+                        drawScrew(22, height - 22) + drawScrew(outerWidth - 22, height - 22) +
+                        group(margin, margin, lcd.svg) + group(margin, ledTop, leds.svg);
     if (extent == SvgExtent::Panel && !view.keys.empty()) {
-        const Part keys = drawKeys(config, view.keys, width);
+        const Part keys = drawRows(view.keys.size(), 104, width, 75, [&](unsigned key, Units middle) {
+            return drawKey(config, key, view.keys[key], middle);
+        });
         const Units top = height + bodyGap;
         height = top + keys.height + 2 * bezel;
-        drawn += drawBody({0, top, outerWidth, height - top}) +
-                 element("g", {{"font-family", sansSerif}}, "\n" + group(margin, top + bezel, keys.svg)) + "\n";
+        drawn += drawBody(top, outerWidth, height - top) +
+                 join("<g font-family=\"system-ui, Segoe UI, Roboto, Helvetica Neue, DejaVu Sans, sans-serif\">\n",
+                      group(margin, top + bezel, keys.svg), "</g>\n");
     }
-    return element("svg",
-                   {{"xmlns", "http://www.w3.org/2000/svg"},
-                    {"viewBox", "0 0 " + toText(outerWidth) + " " + toText(height)},
-                    {"width", toText(outerWidth)},
-                    {"height", toText(height)},
-                    {"role", "img"},
-                    {"font-family", monospace},
-                    {"font-size", toText(textSize)},
-                    {"text-anchor", "middle"}},
-                   "\n<title>Front panel</title>\n" + element("desc", {}, escaped(inWords(config, view, extent))) +
-                       "\n" + drawn) +
-           "\n";
+    return join("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 ", outerWidth, ' ', height, "\" width=\"",
+                outerWidth, "\" height=\"", height,
+                "\" role=\"img\" font-family=\"DejaVu Sans Mono, Liberation Mono, Menlo, Consolas, monospace\" "
+                "text-anchor=\"middle\">\n<title>Front panel</title>\n<desc>",
+                escaped(inWords(config, view, extent)), "</desc>\n", drawn, "</svg>\n");
 }
 
 } // namespace panelsim

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <iterator>
 #include <poll.h>
 #include <system_error>
 #include <unistd.h>
@@ -100,38 +101,38 @@ std::string VcdTrace::header()
     std::string text = "$version panelsim " PANELSIM_VERSION " $end\n"
                        "$timescale 1 ns $end\n"
                        "$scope module panel $end\n";
-    const auto scope = [&](const char* name) { text += std::string("$scope module ") + name + " $end\n"; };
-    const auto end = [&] { text += "$upscope $end\n"; };
     const auto wire = [&](const std::string& name, unsigned gpio) {
         const std::string& identifier = wires[gpio] = identifierOf(wires.size());
         text += "$var wire 1 " + identifier + " " + name + " $end\n";
     };
-    const auto wiresOf = [&](const char* name, unsigned firstGpio, unsigned count) {
-        for (unsigned i = 0; i < count; ++i) {
-            wire(name + std::to_string(i), firstGpio + i);
+    const struct {
+        const char* scope;
+        const char* wire;
+        unsigned firstGpio;
+        unsigned count;
+    } runs[] = {{"lcd", "data", config.lcdGpioBase, config.hasLcd ? dataLineCount : 0},
+                {"keys", "key", config.keyGpioBase, config.keyCount},
+                {"leds", "led", config.ledGpioBase, config.ledCount},
+                {"id", "id", config.idGpioBase, idLineCount}};
+    for (const auto& run : runs) {
+        if (run.count == 0) {
+            continue;
         }
-    };
-    if (config.hasLcd) {
-        scope("lcd");
-        wiresOf("data", config.lcdGpioBase, dataLineCount);
-        unsigned gpio = config.lcdGpioBase + dataLineCount;
-        for (const char* name : {"register_select", "chip_select_n", "read_strobe_n", "write_strobe_n", "reset_n"}) {
-            wire(name, gpio++);
+        text += std::string("$scope module ") + run.scope + " $end\n";
+        for (unsigned i = 0; i < run.count; ++i) {
+            wire(run.wire + std::to_string(i), run.firstGpio + i);
         }
-        wire("backlight", config.ledGpioBase + config.ledCount);
-        end();
+        if (&run == std::begin(runs)) {
+            unsigned gpio = config.lcdGpioBase + dataLineCount;
+            for (const char* name :
+                 {"register_select", "chip_select_n", "read_strobe_n", "write_strobe_n", "reset_n"}) {
+                wire(name, gpio++);
+            }
+            wire("backlight", config.ledGpioBase + config.ledCount);
+        }
+        text += "$upscope $end\n";
     }
-    scope("keys");
-    wiresOf("key", config.keyGpioBase, config.keyCount);
-    end();
-    scope("leds");
-    wiresOf("led", config.ledGpioBase, config.ledCount);
-    end();
-    scope("id");
-    wiresOf("id", config.idGpioBase, idLineCount);
-    end();
-    end();
-    return text + "$enddefinitions $end\n#0\n$dumpvars\n";
+    return text + "$upscope $end\n$enddefinitions $end\n#0\n$dumpvars\n";
 }
 
 void VcdTrace::record(const LineChange& change)

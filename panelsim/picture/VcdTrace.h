@@ -17,8 +17,8 @@ namespace panelsim {
  * waveforms and logic analysers open. Times are nanoseconds since the trace began, a line that floats is z, and a line
  * whose name ends in _n is active when it is low.
  *
- * One trace of a board at a time. Writing never waits: a pipe that takes nothing is tried again, and the trace fails
- * when 64 MiB are waiting. The process has to ignore SIGPIPE and SIGXFSZ.
+ * One trace of a board at a time. No operation waits for a pipe that takes nothing: it is tried again, and the trace
+ * fails when 64 MiB are waiting. The process has to ignore SIGPIPE and SIGXFSZ.
  */
 class VcdTrace {
 public:
