@@ -68,8 +68,7 @@ void Simulator::openPage()
             restartWanted = true;
             wakeMainThread();
         };
-        page = std::make_unique<PanelServer>(simulation, pageInfo(options), address, restart,
-                                             [this](const std::string& text) { remark(text); });
+        page = std::make_unique<PanelServer>(simulation, pageInfo(options), address, restart);
     };
     if (options.http) {
         serve(*options.http);

@@ -223,27 +223,41 @@ std::string drawScrew(Units x, Units y)
            rectangle(x - 6, y - 1, 12, 2, 0, filled(shadowColour));
 }
 
+std::string inWords(const std::vector<LcdCell>& line)
+{
+    std::string glyphs;
+    std::string inverted;
+    for (auto begin = line.begin(); begin != line.end();) {
+        const auto end =
+            std::find_if(begin, line.end(), [&](const LcdCell& c) { return c.inverted != begin->inverted; });
+        if (begin->inverted) {
+            inverted +=
+                join(inverted.empty() ? " (inverted: " : ", ", begin - line.begin() + 1, " to ", end - line.begin());
+        }
+        std::for_each(begin, end, [&](const LcdCell& cell) { glyphs += glyph(cell.code); });
+        begin = end;
+    }
+    glyphs.erase(glyphs.find_last_not_of(' ') + 1);
+    return (glyphs.empty() ? "blank" : glyphs) + inverted + (inverted.empty() ? "" : ")");
+}
+
+/** A line for each thing that is seen. */
 std::string inWords(const BoardConfig& config, const PanelView& view, SvgExtent extent)
 {
-    std::string text = view.lcd ? describe(*view.lcd) + ". " : "";
+    std::string text = view.lcd ? describe(*view.lcd) : "This panel has no display";
     for (std::size_t row = 0; view.lcd && view.lcd->displayOn && row < view.lcd->lines.size(); ++row) {
-        std::string glyphs;
-        for (const LcdCell& cell : view.lcd->lines[row]) {
-            glyphs += glyph(cell.code);
-        }
-        glyphs.erase(glyphs.find_last_not_of(' ') + 1);
-        text += join("Line ", row + 1, ": ", glyphs.empty() ? "blank" : glyphs, ". ");
+        text += join("\nLine ", row + 1, ": ", inWords(view.lcd->lines[row]));
     }
     const auto list = [&](const char* heading, const std::vector<bool>& flags, const auto& nameOf) {
         std::string names;
         for (unsigned i = 0; i < flags.size(); ++i) {
             names += flags[i] ? (names.empty() ? "" : ", ") + nameOf(config, i) : "";
         }
-        text += join(heading, names.empty() ? "none" : names, ".");
+        text += join('\n', heading, names.empty() ? "none" : names);
     };
     list("Lit LEDs: ", view.leds, ledName);
     if (extent == SvgExtent::Panel) {
-        list(" Pressed keys: ", view.keys, keyName);
+        list("Pressed keys: ", view.keys, keyName);
     }
     return text;
 }

@@ -15,7 +15,7 @@ constexpr std::size_t reportedLines = 10;
 
 std::string drawLog(const AppLog& log)
 {
-    std::vector<LogLine> lines = log.lastLines(AppLog::keptLines);
+    std::vector<LogLine> lines = log.linesFrom(0).lines;
     const auto isRemark = [](const LogLine& line) { return line.source == LogLine::Source::Simulator; };
     lines.erase(std::remove_if(lines.begin(), lines.end(), isRemark), lines.end());
     if (lines.empty()) {

@@ -116,8 +116,7 @@ StepPlayer::Result StepPlayer::perform(const steps::WaitOutput& step)
             const std::uint64_t version = simulation.log.version();
             if (searched != version) {
                 searched = version;
-                if (const auto found = simulation.log.find(step.text, outputPlace)) {
-                    outputPlace = *found;
+                if (simulation.log.find(step.text, outputPlace)) {
                     return std::nullopt;
                 }
             }

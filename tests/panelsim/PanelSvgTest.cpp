@@ -81,9 +81,9 @@ TEST(PanelSvg, SaysInWordsWhatIsSeen)
     Scene scene;
     EXPECT_TRUE(std::regex_search(scene.draw(), std::regex(">&lt;&amp;<tspan [^>]*>&gt;\u00E4</tspan>\u00B7 </text>")));
     const std::string description =
-        "<desc>display on, backlight off, contrast 15/31. Line 1: &lt;&amp;&gt;\u00E4\u00B7. ";
-    EXPECT_NE(scene.draw().find(description + "Lit LEDs: 0. Pressed keys: 1.</desc>"), std::string::npos);
-    EXPECT_NE(scene.draw(SvgExtent::Face).find(description + "Lit LEDs: 0.</desc>"), std::string::npos);
+        "<desc>display on, backlight off, contrast 15/31\nLine 1: &lt;&amp;&gt;\u00E4\u00B7 (inverted: 3 to 4)\n";
+    EXPECT_NE(scene.draw().find(description + "Lit LEDs: 0\nPressed keys: 1</desc>"), std::string::npos);
+    EXPECT_NE(scene.draw(SvgExtent::Face).find(description + "Lit LEDs: 0</desc>"), std::string::npos);
     EXPECT_EQ(scene.draw(SvgExtent::Face).find("pressed"), std::string::npos);
 }
 

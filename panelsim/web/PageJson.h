@@ -10,8 +10,8 @@
 
 namespace panelsim {
 
-/** @return JSON text that tells a page who it is and what is simulated */
-std::string helloJson(HeldKeys::Hand client, const PageInfo& info, const BoardConfig& board);
+/** @return JSON text that says who a page is and what is simulated */
+std::string helloJson(HeldKeys::Hand page, const PageInfo& info, const BoardConfig& board);
 
 /**
  * @param restart whether the application can be started again
