@@ -53,7 +53,8 @@ private:
     bool strobed() const { return writing || reading; }
     void beginCycle(const LcdLevels& levels, std::chrono::nanoseconds now);
     void endCycle(std::chrono::nanoseconds now);
-    void checkDuringStrobe(const LcdLevels& levels, std::chrono::nanoseconds now);
+    void checkStates(const LcdLevels& levels, std::chrono::nanoseconds now);
+    void checkMoves(const LcdLevels& levels, std::chrono::nanoseconds now);
     void report(BusFault::Kind kind, std::chrono::nanoseconds now);
 
     LcdChip lcdChip;
