@@ -1,83 +1,44 @@
 #include "panelsim/app/Options.h"
 
-#include "panelsim/app/UsageError.h"
 #include "panelsim/board/Duration.h"
+#include "panelsim/board/Utf8.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <set>
 #include <stdexcept>
-#include <string_view>
-#include <system_error>
-#include <utility>
 
 namespace panelsim {
 
 namespace {
 
-constexpr std::uint64_t highestGpio = std::numeric_limits<unsigned>::max();
+constexpr unsigned highestGpio = std::numeric_limits<unsigned>::max();
 constexpr unsigned mostLines = 256;
+constexpr unsigned highestPanelId = 15;
+const char* const usage = "panelsim [OPTIONS] -- COMMAND [ARGS...]";
 
-struct Lines {
-    std::string purpose;
-    std::uint64_t first;
-    std::uint64_t count;
-};
-
-std::uint64_t parseNumber(std::string_view text, std::uint64_t least, std::uint64_t most)
+[[noreturn]] void refuse(const std::string& what)
 {
-    std::uint64_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || rest != end || number < least || number > most) {
-        throw std::invalid_argument("'" + std::string(text) + "' is not a number from " + std::to_string(least) +
-                                    " to " + std::to_string(most));
-    }
-    return number;
+    throw std::runtime_error(what);
 }
 
-std::vector<std::string_view> split(std::string_view text, char separator)
+/** Refuses what CLI11 would take for another number than people do: 010 as eight, for instance. */
+CLI::Validator range(unsigned least, unsigned most)
 {
-    std::vector<std::string_view> parts;
-    for (auto end = text.find(separator); end != std::string_view::npos; end = text.find(separator)) {
-        parts.push_back(text.substr(0, end));
-        text.remove_prefix(end + 1);
-    }
-    parts.push_back(text);
-    return parts;
-}
-
-/** @return the value of the choice that the text names */
-template <typename Value>
-Value choose(std::string_view text, const std::vector<std::pair<const char*, Value>>& choices)
-{
-    std::string names;
-    for (const auto& [name, value] : choices) {
-        if (name == text) {
-            return value;
-        }
-        names += std::string(names.empty() ? "" : " or ") + name;
-    }
-    throw std::invalid_argument("'" + std::string(text) + "' is not " + names);
-}
-
-PinFault parseFault(std::string_view text)
-{
-    const auto parts = split(text, ':');
-    if (parts.size() != 3) {
-        throw std::invalid_argument("'" + std::string(text) + "' is not GPIO:N:throw or GPIO:N:false");
-    }
-    PinFault fault;
-    fault.gpio = static_cast<unsigned>(parseNumber(parts[0], 0, highestGpio));
-    fault.call = parseNumber(parts[1], 1, std::numeric_limits<std::uint64_t>::max());
-    fault.kind = choose<PinFault::Kind>(parts[2], {{"throw", PinFault::Kind::Throw}, {"false", PinFault::Kind::False}});
-    return fault;
+    const CLI::Range itsRange(least, most);
+    const auto check = [itsRange, least, most](std::string& text) {
+        const bool isDecimal = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos &&
+                               (text.size() == 1 || text.front() != '0');
+        return isDecimal && itsRange(text).empty()
+                   ? std::string()
+                   : "'" + text + "' is not a number from " + std::to_string(least) + " to " + std::to_string(most);
+    };
+    return CLI::Validator(check, "");
 }
 
 /** Writes the help as CLI11 does, with the application's command, which CLI11 never sees. */
@@ -85,47 +46,97 @@ class Formatter final : public CLI::Formatter {
 public:
     std::string make_usage(const CLI::App* /*app*/, std::string /*name*/) const override
     {
-        return "Usage: panelsim [OPTIONS] -- COMMAND [ARGS...]\n";
+        return std::string("Usage: ") + usage + "\n";
     }
 };
 
-/** Collects what CLI11 reads, and makes sense of it when all is there. */
-class OptionParser {
+/** A run of lines. */
+struct Lines {
+    std::string purpose;
+    std::uint64_t first;
+    std::uint64_t count;
+};
+
+/** Reads GPIO:TEXT. @return the two parts */
+std::pair<unsigned, std::string> gpioAnd(const std::string& option, const std::string& text)
+{
+    const auto colon = text.find(':');
+    std::string gpio = text.substr(0, colon);
+    const std::string error = range(0, highestGpio)(gpio);
+    if (colon == std::string::npos || !error.empty()) {
+        refuse(option + ": " + (error.empty() ? "'" + text + "' has no colon" : error));
+    }
+    return {static_cast<unsigned>(std::stoul(gpio)), text.substr(colon + 1)};
+}
+
+PinFault parseFault(const std::string& text)
+{
+    const auto [gpio, rest] = gpioAnd("--fail", text);
+    const auto colon = std::min(rest.find(':'), rest.size());
+    std::string call = rest.substr(0, colon);
+    const std::string kind = rest.substr(colon);
+    if (!range(1, highestGpio)(call).empty() || (kind != ":throw" && kind != ":false")) {
+        refuse("--fail: '" + text + "' is not GPIO:N:throw or GPIO:N:false, with N from 1 on");
+    }
+    PinFault fault;
+    fault.gpio = gpio;
+    fault.call = std::stoul(call);
+    fault.kind = kind == ":throw" ? PinFault::Kind::Throw : PinFault::Kind::False;
+    return fault;
+}
+
+/** @return what an option's text stands for, if there is one */
+template <typename Parse>
+auto parsed(const char* option, const std::optional<std::string>& text, const Parse& parse)
+{
+    try {
+        return text ? std::optional(parse(*text)) : std::nullopt;
+    } catch (const std::invalid_argument& error) {
+        refuse(std::string(option) + ": " + error.what());
+    }
+}
+
+/** What is given, before it is known to go together. */
+class CommandLine {
 public:
-    OptionParser();
+    CommandLine();
 
     std::optional<Options> parse(int argc, const char* const* argv);
 
 private:
-    using Take = std::function<void(const std::string&)>;
-
-    CLI::Option* add(const std::string& name, const std::string& value, const std::string& description,
-                     const Take& take);
+    void addFile(const std::string& name, std::filesystem::path& path, const std::string& description);
+    CLI::Option* addList(const std::string& name, const std::string& value, std::vector<std::string>& list,
+                         const std::string& description);
     void addPanel();
-    void addBase(const std::string& name, unsigned& base, const std::string& firstLine);
     void addRunning();
     bool readOwn(const std::vector<std::string>& arguments);
-    void refuseExtras() const;
+    void finishRunning(bool hasCommand);
     void finishPanel();
+    void checkNames(const std::string& option, const std::vector<std::string>& names, unsigned count) const;
     void checkInvertedLeds();
     void checkLines() const;
-    void checkCombinations(bool hasCommand) const;
 
     CLI::App app{"Runs an application on a simulated front panel.", "panelsim"};
     Options options;
-    bool outdoor = false;
-    std::optional<ChipVariant> chip;
+    std::string chip = "ra8806";
+    CLI::Option* chipOption = nullptr;
+    CLI::Option* silentOption = nullptr;
+    std::optional<unsigned> panelId;
     std::optional<unsigned> keyCount;
     std::optional<unsigned> ledCount;
     std::vector<unsigned> invertedLeds;
+    std::vector<std::string> faults;
+    std::vector<std::string> stuck;
+    std::optional<std::string> http;
+    std::optional<std::string> timeout;
 };
 
-OptionParser::OptionParser()
+CommandLine::CommandLine()
 {
     app.set_version_flag("--version", "panelsim " PANELSIM_VERSION, "Print the version and exit");
     app.set_help_flag("-h,--help", "Print this help message and exit");
     app.formatter(std::make_shared<Formatter>());
-    app.allow_extras(); // so that the first argument that makes no sense is named
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     addPanel();
     addRunning();
     app.footer("Exit status: the application's, or 128 more than the number of the signal that ended it.\n"
@@ -138,84 +149,93 @@ OptionParser::OptionParser()
                "  panelsim --scenario menu.yaml --timeout 1m -- ./my-app");
 }
 
-/** CLI11 itself would read 010 as eight, [a] as a list and {} as nothing. */
-CLI::Option* OptionParser::add(const std::string& name, const std::string& value, const std::string& description,
-                               const Take& take)
+CLI::Option* CommandLine::addList(const std::string& name, const std::string& value, std::vector<std::string>& list,
+                                  const std::string& description)
 {
-    const auto takeOrRefuse = [name, take](const std::string& text) {
-        try {
-            take(text);
-        } catch (const std::invalid_argument& error) {
-            throw UsageError(name + ": " + error.what());
-        }
-    };
-    return app.add_option_function<std::string>(name, takeOrRefuse, description)
+    return app.add_option(name, list, description)
         ->type_name(value)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-}
-
-void OptionParser::addPanel()
-{
-    const auto addCount = [this](const std::string& name, std::optional<unsigned>& count, unsigned preset,
-                                 const std::string& description) {
-        add(name, "N", description, [&count](const std::string& text) {
-            count = static_cast<unsigned>(parseNumber(text, 0, mostLines));
-        })->default_str(std::to_string(preset));
-    };
-    add("--panel", "indoor|outdoor", "The panel that is simulated", [this](const std::string& text) {
-        outdoor = choose<bool>(text, {{"indoor", false}, {"outdoor", true}});
-    })->default_str("indoor");
-    add("--chip", "ra8803|ra8806", "The LCD's controller chip", [this](const std::string& text) {
-        chip = choose<ChipVariant>(text, {{"ra8803", ChipVariant::Ra8803}, {"ra8806", ChipVariant::Ra8806}});
-    })->default_str("ra8806");
-    addCount("--keys", keyCount, options.board.keyCount, "Number of keys; the outdoor panel has 2");
-    addCount("--leds", ledCount, options.board.ledCount, "Number of LEDs; the outdoor panel has 8");
-    add("--inverted-leds", "N,N...",
-        "Active-low LEDs; with the backlight's GPIO number, the backlight is active-low, too",
-        [this](const std::string& text) {
-            invertedLeds.clear();
-            for (const std::string_view number : split(text, ',')) {
-                invertedLeds.push_back(static_cast<unsigned>(parseNumber(number, 0, highestGpio)));
-            }
-        });
-    addBase("--id-base", options.board.idGpioBase, "the first of 4 ID lines");
-    addBase("--key-base", options.board.keyGpioBase, "key 0");
-    addBase("--led-base", options.board.ledGpioBase, "LED 0; the backlight comes right after the last LED");
-    addBase("--lcd-base", options.board.lcdGpioBase, "the first of 13 LCD lines");
-    add("--fail", "GPIO:N:throw|false",
-        "Let the Nth operation on a line fail, by an exception or, where init or a set level is due, by the answer "
-        "false; repeatable",
-        [this](const std::string& text) { options.faults.push_back(parseFault(text)); })
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->trigger_on_parse();
-    for (CLI::Option* const option : app.get_options()) {
-        if (option->get_group() == "Options" && !option->get_type_name().empty()) {
-            option->group("Panel");
-        }
+        ->allow_extra_args(false);
+}
+
+void CommandLine::addPanel()
+{
+    app.option_defaults()->group("Panel");
+    BoardConfig& board = options.board;
+    std::vector<std::string> kinds;
+    std::string keyNote;
+    std::string ledNote;
+    for (const PanelKind& kind : panelKinds) {
+        kinds.emplace_back(kind.name);
+        keyNote += kind.isVariable ? "" : "; the " + kinds.back() + " panel has " + std::to_string(kind.keyCount);
+        ledNote += kind.isVariable ? "" : "; the " + kinds.back() + " panel has " + std::to_string(kind.ledCount);
     }
-}
-
-void OptionParser::addBase(const std::string& name, unsigned& base, const std::string& firstLine)
-{
-    add(name, "GPIO", "GPIO number of " + firstLine, [&base](const std::string& text) {
-        base = static_cast<unsigned>(parseNumber(text, 0, highestGpio));
-    })->default_str(std::to_string(base));
-}
-
-void OptionParser::addRunning()
-{
-    const auto addFile = [this](const std::string& name, std::filesystem::path& path, const std::string& description) {
-        add(name, "FILE", description, [&path](const std::string& text) {
-            if (text.empty()) {
-                throw std::invalid_argument("a file name is needed");
-            }
-            path = text;
-        });
+    std::vector<std::string> colours;
+    for (const LedColour& colour : ledColours) {
+        colours.emplace_back(colour.name);
+    }
+    app.add_option("--panel", board.panel, "The panel that is simulated")
+        ->check(CLI::IsMember(kinds).description(""))
+        ->type_name(CLI::detail::join(kinds, "|"))
+        ->default_str(board.panel);
+    app.add_option("--panel-id", panelId, "What the ID lines read, 0 to 15, whatever the panel")
+        ->check(range(0, highestPanelId))
+        ->type_name("N");
+    chipOption = app.add_option("--chip", chip, "The LCD's controller chip")
+                     ->check(CLI::IsMember({"ra8803", "ra8806"}).description(""))
+                     ->type_name("ra8803|ra8806")
+                     ->default_str(chip);
+    silentOption = app.add_flag("--silent-chip", board.silentChip, "The LCD's chip neither takes nor answers anything");
+    app.add_option("--key-count,--keys", keyCount, "Number of keys" + keyNote)
+        ->check(range(0, mostLines))
+        ->type_name("N")
+        ->default_str(std::to_string(board.keyCount));
+    app.add_option("--led-count,--leds", ledCount, "Number of LEDs" + ledNote)
+        ->check(range(0, mostLines))
+        ->type_name("N")
+        ->default_str(std::to_string(board.ledCount));
+    addList("--key-names", "NAME,NAME...", board.keyNames, "Names of the keys, also for scenarios")->delimiter(',');
+    addList("--led-names", "NAME,NAME...", board.ledNames, "Names of the LEDs, also for scenarios")->delimiter(',');
+    addList("--led-colours", "COLOUR,COLOUR...", board.ledColours,
+            "Colours of the LEDs: " + CLI::detail::join(colours, ", "))
+        ->delimiter(',')
+        ->check(CLI::IsMember(colours).description(""));
+    app.add_option("--inverted-leds", invertedLeds,
+                   "Active-low LEDs; with the backlight's GPIO number, the backlight is active-low, too")
+        ->check(range(0, highestGpio))
+        ->type_name("N,N...")
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    const auto addBase = [this](const std::string& name, unsigned& base, const std::string& firstLine) {
+        app.add_option(name, base, "GPIO number of " + firstLine)
+            ->check(range(0, highestGpio))
+            ->type_name("GPIO")
+            ->default_str(std::to_string(base));
     };
-    add("--http", "[ADDR:]PORT",
-        "Serve the page there; port 0 takes any free one. Without this option: 127.0.0.1:8080 or, when it is taken, "
-        "any free port of 127.0.0.1, and no page with --scenario",
-        [this](const std::string& text) { options.http = parseHttpAddress(text); });
+    addBase("--id-base", board.idGpioBase, "the first of 4 ID lines");
+    addBase("--key-base", board.keyGpioBase, "key 0");
+    addBase("--led-base", board.ledGpioBase, "LED 0; the backlight comes right after the last LED");
+    addBase("--lcd-base", board.lcdGpioBase, "the first of 13 LCD lines");
+    addList("--fail", "GPIO:N:throw|false", faults,
+            "Let the Nth operation on a line fail, by an exception or, where init or a set level is due, by the answer "
+            "false; repeatable");
+    addList("--stuck", "GPIO:LEVEL", stuck, "Keep a line at level 0 or 1, whoever drives it; repeatable");
+}
+
+void CommandLine::addFile(const std::string& name, std::filesystem::path& path, const std::string& description)
+{
+    const auto isNamed = [](std::string& text) { return text.empty() ? "a file name is needed" : ""; };
+    app.add_option(name, path, description)->check(CLI::Validator(isNamed, ""))->type_name("FILE");
+}
+
+void CommandLine::addRunning()
+{
+    app.option_defaults()->group("Options");
+    app.add_option("--http", http,
+                   "Serve the page there; port 0 takes any free one. Without this option: 127.0.0.1:8080 or, when it "
+                   "is taken, any free port of 127.0.0.1, and no page with --scenario")
+        ->type_name("[ADDR:]PORT");
     app.add_flag("--no-http", options.noHttp, "Serve no page");
     app.add_flag("--stay", options.stay,
                  "Serve the page until interrupted, also after the application has ended; at a terminal this is so "
@@ -223,33 +243,31 @@ void OptionParser::addRunning()
     app.add_flag("--draw", options.draw, "Draw the panel as text on standard output whenever it has changed");
     addFile("--scenario", options.scenario, "Play the scenario of a YAML file, then end the application");
     addFile("--lint", options.lint, "Check a scenario file for the panel given, and exit");
-    add("--timeout", "TIME", "End the application after this time, like 500ms, 10s or 2m, with status 42",
-        [this](const std::string& text) { options.timeout = parseDuration(text); });
+    app.add_option("--timeout", timeout, "End the application after this time, like 500ms, 10s or 2m, with status 42")
+        ->type_name("TIME");
     addFile("--vcd", options.vcd, "Write a trace of the panel's lines, a value change dump");
 }
 
-std::optional<Options> OptionParser::parse(int argc, const char* const* argv)
+std::optional<Options> CommandLine::parse(int argc, const char* const* argv)
 {
     const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
     const auto separator = std::find(arguments.begin(), arguments.end(), "--");
-    const bool hasCommand = separator != arguments.end();
-    if (hasCommand) {
+    if (separator != arguments.end()) {
         options.command.assign(separator + 1, arguments.end());
     }
     if (!readOwn({arguments.begin(), separator})) {
         return std::nullopt;
     }
-    checkCombinations(hasCommand);
+    finishRunning(separator != arguments.end());
     finishPanel();
     return options;
 }
 
 /** @return false when help or the version was printed */
-bool OptionParser::readOwn(const std::vector<std::string>& arguments)
+bool CommandLine::readOwn(const std::vector<std::string>& arguments)
 {
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-        refuseExtras();
         return true;
     } catch (const CLI::CallForHelp&) {
         std::cout << app.help() << std::flush;
@@ -257,76 +275,98 @@ bool OptionParser::readOwn(const std::vector<std::string>& arguments)
         std::cout << version.what() << std::endl;
     } catch (const CLI::ArgumentMismatch& error) {
         const std::string text = error.what();
-        throw UsageError(text.substr(0, text.find(':')) + ": a value is missing");
+        refuse(text.substr(0, text.find(':')) + ": a value is missing");
+    } catch (const CLI::ExtrasError&) {
+        const std::string extra = app.remaining().front();
+        refuse(extra.front() == '-'
+                   ? "unknown option '" + extra + "', see panelsim --help"
+                   : "'" + extra + "' comes without '--' before it: panelsim [OPTIONS] -- COMMAND [ARGS...]");
     } catch (const CLI::ParseError& error) {
-        refuseExtras();
-        throw UsageError(error.what());
+        refuse(error.what());
     }
     return false;
 }
 
-void OptionParser::refuseExtras() const
+void CommandLine::finishRunning(bool hasCommand)
 {
-    const auto extras = app.remaining();
-    if (extras.empty()) {
-        return;
+    options.http = parsed("--http", http, parseHttpAddress);
+    options.timeout = parsed("--timeout", timeout, parseDuration);
+    const bool lints = !options.lint.empty();
+    if (!lints && options.command.empty()) {
+        refuse(std::string("a command is needed: ") + usage);
     }
-    if (extras.front().substr(0, 1) == "-") {
-        throw UsageError("unknown option '" + extras.front() + "', see panelsim --help");
-    }
-    throw UsageError("'" + extras.front() + "' comes without '--' before it: panelsim [OPTIONS] -- COMMAND [ARGS...]");
-}
-
-void OptionParser::checkCombinations(bool hasCommand) const
-{
-    const bool runs = options.lint.empty();
-    if (runs && options.command.empty()) {
-        throw UsageError("a command is needed: panelsim [OPTIONS] -- COMMAND [ARGS...]");
-    }
-    if (!runs && (hasCommand || !options.scenario.empty() || options.timeout || !options.vcd.empty() || options.http)) {
-        throw UsageError("--lint checks a file and runs nothing: leave out what is for a run");
+    if (lints && (hasCommand || !options.scenario.empty() || options.timeout || !options.vcd.empty() || options.http)) {
+        refuse("--lint checks a file and runs nothing: leave out what is for a run");
     }
     if (options.noHttp && options.http) {
-        throw UsageError("--http and --no-http exclude each other");
+        refuse("--http and --no-http exclude each other");
     }
     if (options.noHttp && options.stay) {
-        throw UsageError("--stay is for the page, which --no-http switches off");
+        refuse("--stay is for the page, which --no-http switches off");
     }
     if (!options.scenario.empty() && options.stay) {
-        throw UsageError("--stay: the end of the scenario ends the run");
+        refuse("--stay: the end of the scenario ends the run");
     }
 }
 
-void OptionParser::finishPanel()
+void CommandLine::finishPanel()
 {
     BoardConfig& board = options.board;
-    if (outdoor) {
-        const BoardConfig preset = boardOf(panelKind("outdoor"));
-        if (keyCount.value_or(preset.keyCount) != preset.keyCount) {
-            throw UsageError("--keys: the outdoor panel has " + std::to_string(preset.keyCount) + " keys");
-        }
-        if (ledCount.value_or(preset.ledCount) != preset.ledCount) {
-            throw UsageError("--leds: the outdoor panel has " + std::to_string(preset.ledCount) + " LEDs");
-        }
-        if (!invertedLeds.empty()) {
-            throw UsageError("--inverted-leds: the outdoor panel's LEDs are all active-high");
-        }
-        if (chip) {
-            throw UsageError("--chip: the outdoor panel has no LCD");
-        }
-        board.panelId = preset.panelId;
-        board.hasLcd = preset.hasLcd;
-        keyCount = preset.keyCount;
-        ledCount = preset.ledCount;
+    const PanelKind& kind = panelKind(board.panel);
+    const std::string its = "the " + board.panel + " panel";
+    board.hasLcd = kind.hasLcd;
+    board.panelId = panelId.value_or(kind.id);
+    board.keyCount = keyCount.value_or(kind.keyCount);
+    board.ledCount = ledCount.value_or(kind.ledCount);
+    board.chip = chip == "ra8803" ? ChipVariant::Ra8803 : ChipVariant::Ra8806;
+    if (!kind.isVariable && board.keyCount != kind.keyCount) {
+        refuse("--key-count: " + its + " has " + std::to_string(kind.keyCount) + " keys");
     }
-    board.keyCount = keyCount.value_or(board.keyCount);
-    board.ledCount = ledCount.value_or(board.ledCount);
-    board.chip = chip.value_or(board.chip);
+    if (!kind.isVariable && board.ledCount != kind.ledCount) {
+        refuse("--led-count: " + its + " has " + std::to_string(kind.ledCount) + " LEDs");
+    }
+    if (!kind.isVariable && !invertedLeds.empty()) {
+        refuse("--inverted-leds: the LEDs of " + its + " are all active-high");
+    }
+    for (const CLI::Option* const option : {chipOption, silentOption}) {
+        if (!kind.hasLcd && option->count() != 0) {
+            refuse(option->get_name() + ": " + its + " has no LCD");
+        }
+    }
+    checkNames("--key-names", board.keyNames, board.keyCount);
+    checkNames("--led-names", board.ledNames, board.ledCount);
+    if (!board.ledColours.empty() && board.ledColours.size() != board.ledCount) {
+        refuse("--led-colours: " + std::to_string(board.ledColours.size()) + " colours for " +
+               std::to_string(board.ledCount) + " LEDs");
+    }
+    for (const std::string& text : faults) {
+        options.faults.push_back(parseFault(text));
+    }
+    for (const std::string& text : stuck) {
+        const auto [gpio, level] = gpioAnd("--stuck", text);
+        if (level != "0" && level != "1") {
+            refuse("--stuck: '" + text + "' is not GPIO:0 or GPIO:1");
+        }
+        board.stuckLines[gpio] = level == "1";
+    }
     checkLines();
     checkInvertedLeds();
 }
 
-void OptionParser::checkInvertedLeds()
+void CommandLine::checkNames(const std::string& option, const std::vector<std::string>& names, unsigned count) const
+{
+    if (!names.empty() && names.size() != count) {
+        refuse(option + ": " + std::to_string(names.size()) + " names for " + std::to_string(count));
+    }
+    std::set<std::string> seen;
+    for (const std::string& name : names) {
+        if (name.empty() || printable(name) != name || !seen.insert(name).second) {
+            refuse(option + ": " + inQuotes(name) + " is empty, given twice or not printable");
+        }
+    }
+}
+
+void CommandLine::checkInvertedLeds()
 {
     BoardConfig& board = options.board;
     const unsigned backlight = board.ledGpioBase + board.ledCount;
@@ -336,14 +376,13 @@ void OptionParser::checkInvertedLeds()
         } else if (led == backlight) {
             board.backlightInverted = true;
         } else {
-            throw UsageError("--inverted-leds: " + std::to_string(led) + " is neither one of the " +
-                             std::to_string(board.ledCount) + " LEDs nor the backlight's GPIO " +
-                             std::to_string(backlight));
+            refuse("--inverted-leds: " + std::to_string(led) + " is neither one of the " +
+                   std::to_string(board.ledCount) + " LEDs nor the backlight's GPIO " + std::to_string(backlight));
         }
     }
 }
 
-void OptionParser::checkLines() const
+void CommandLine::checkLines() const
 {
     const BoardConfig& board = options.board;
     std::vector<Lines> all = {{"ID lines", board.idGpioBase, 4},
@@ -355,24 +394,27 @@ void OptionParser::checkLines() const
     }
     for (auto lines = all.begin(); lines != all.end(); ++lines) {
         if (lines->count != 0 && lines->first + lines->count - 1 > highestGpio) {
-            throw UsageError(lines->purpose + " from GPIO " + std::to_string(lines->first) +
-                             " on: the highest GPIO number is " + std::to_string(highestGpio));
+            refuse(lines->purpose + " from GPIO " + std::to_string(lines->first) + " on: the highest GPIO number is " +
+                   std::to_string(highestGpio));
         }
         for (auto earlier = all.begin(); earlier != lines; ++earlier) {
             const std::uint64_t first = std::max(earlier->first, lines->first);
             if (first < std::min(earlier->first + earlier->count, lines->first + lines->count)) {
-                throw UsageError(earlier->purpose + " and " + lines->purpose + " overlap at GPIO " +
-                                 std::to_string(first));
+                refuse(earlier->purpose + " and " + lines->purpose + " overlap at GPIO " + std::to_string(first));
             }
         }
     }
-    for (const PinFault& fault : options.faults) {
-        const auto has = [&](const Lines& lines) {
-            return *fault.gpio >= lines.first && *fault.gpio < lines.first + lines.count;
-        };
+    const auto check = [&](const std::string& option, unsigned gpio) {
+        const auto has = [&](const Lines& lines) { return gpio >= lines.first && gpio < lines.first + lines.count; };
         if (std::none_of(all.begin(), all.end(), has)) {
-            throw UsageError("--fail: the panel has no GPIO " + std::to_string(*fault.gpio));
+            refuse(option + ": the panel has no GPIO " + std::to_string(gpio));
         }
+    };
+    for (const PinFault& fault : options.faults) {
+        check("--fail", *fault.gpio);
+    }
+    for (const auto& [gpio, level] : board.stuckLines) {
+        check("--stuck", gpio);
     }
 }
 
@@ -380,7 +422,7 @@ void OptionParser::checkLines() const
 
 std::optional<Options> parseOptions(int argc, const char* const* argv)
 {
-    return OptionParser().parse(argc, argv);
+    return CommandLine().parse(argc, argv);
 }
 
 } // namespace panelsim

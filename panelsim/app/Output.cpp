@@ -1,5 +1,7 @@
 #include "panelsim/app/Output.h"
 
+#include "panelsim/board/Utf8.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -7,7 +9,7 @@
 #include <cstddef>
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/stat.h>
+#include <sstream>
 #include <unistd.h>
 
 namespace panelsim {
@@ -16,24 +18,11 @@ namespace {
 
 constexpr int patience = 2000; // milliseconds
 
-/**
- * A pipe opened once more, to write to it without waiting: that it was ready a moment ago says little where others
- * write, too, and O_NONBLOCK for the descriptor that was given would hold for those others as well. Anything else, and
- * a pipe that cannot be opened, stays the descriptor that it is.
- */
-struct NonBlocking {
-    explicit NonBlocking(int given) : descriptor(given)
-    {
-        struct stat status {};
-        if (fstat(given, &status) == 0 && S_ISFIFO(status.st_mode)) {
-            const std::string path = "/proc/self/fd/" + std::to_string(given);
-            const int opened = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-            descriptor = opened >= 0 ? opened : given;
-        }
-    }
-
-    int descriptor; // stays open until the process ends
-};
+bool isTaken(int descriptor, int milliseconds)
+{
+    pollfd polled{descriptor, POLLOUT, 0};
+    return poll(&polled, 1, milliseconds) != 0;
+}
 
 } // namespace
 
@@ -49,36 +38,38 @@ void occupyStandardDescriptors()
 
 ssize_t writeSome(int descriptor, std::string_view bytes)
 {
-    static const NonBlocking output(STDOUT_FILENO);
-    static const NonBlocking error(STDERR_FILENO);
-    const NonBlocking& target = descriptor == STDOUT_FILENO ? output : error;
-    return write(target.descriptor, bytes.data(), std::min<std::size_t>(bytes.size(), PIPE_BUF));
+    if (!isTaken(descriptor, 0)) {
+        errno = EAGAIN;
+        return -1;
+    }
+    return write(descriptor, bytes.data(), std::min<std::size_t>(bytes.size(), PIPE_BUF)); // so much fits at least
 }
 
 void writeAll(int descriptor, std::string_view bytes)
 {
-    static std::atomic<bool> outputGivenUp{false};
-    static std::atomic<bool> errorGivenUp{false};
-    std::atomic<bool>& givenUp = descriptor == STDOUT_FILENO ? outputGivenUp : errorGivenUp;
+    static std::atomic<bool> givenUp{false}; // one reader that stands still is not waited for again
     while (!bytes.empty()) {
-        pollfd polled{descriptor, POLLOUT, 0};
-        if (poll(&polled, 1, givenUp ? 0 : patience) == 0) {
+        if (!isTaken(descriptor, givenUp ? 0 : patience)) {
             givenUp = true;
             return;
         }
         const ssize_t written = writeSome(descriptor, bytes);
-        if (written >= 0) {
-            givenUp = false;
-            bytes.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno != EINTR && errno != EAGAIN) {
+        if (written < 0 && errno != EINTR && errno != EAGAIN) {
             return;
         }
+        bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
     }
+    givenUp = false;
 }
 
 void say(const std::string& text)
 {
-    writeAll(STDERR_FILENO, "panelsim: " + text + "\n");
+    std::istringstream lines(text);
+    std::string said = "panelsim: ";
+    for (std::string line; std::getline(lines, line);) {
+        said += printable(line) + "\n";
+    }
+    writeAll(STDERR_FILENO, said);
 }
 
 } // namespace panelsim

@@ -4,12 +4,12 @@
 #include "panelsim/board/FileDescriptor.h"
 
 #include <cstddef>
-#include <string_view>
-#include <thread>
+#include <poll.h>
+#include <string>
 
 namespace panelsim {
 
-/** Copies what an application writes to one of its standard streams, on a thread of its own, and logs it. */
+/** Copies what an application writes to one of its standard streams, and logs it. */
 class OutputCopier {
 public:
     /**
@@ -18,31 +18,26 @@ public:
      * @param log  must outlive this object
      */
     OutputCopier(FileDescriptor from, int to, LogLine::Source source, AppLog& log);
-    /**
-     * Copies what the pipe still holds, and no more, whoever else may have it open; gives up when nothing was taken for
-     * two seconds.
-     */
-    ~OutputCopier();
 
-    OutputCopier(const OutputCopier&) = delete;
-    OutputCopier& operator=(const OutputCopier&) = delete;
+    /** @return what to wait for before the next step: bytes to read, or that those that were read are taken */
+    pollfd awaited() const;
+    void step();
+    /**
+     * Copies what the pipe still holds, and no more, whoever else may have it open. The log gets all of it; to be
+     * written it is given up when nothing was taken for two seconds.
+     */
+    void finish();
 
 private:
-    void copy();
-    bool waitForMore();
-    void pass(std::string_view bytes);
-    bool waitUntilTaken();
-    void takeEnd();
+    void read(std::size_t most);
+    void write();
 
     FileDescriptor from;
     const int to;
     const LogLine::Source source;
     AppLog& log;
-    FileDescriptor endEvent;
-    bool ending = false;
-    std::size_t left = 0;    ///< bytes to copy once it is ending
+    std::string unwritten;
     bool discarding = false; ///< whether what was copied so far could not all be written
-    std::thread copying;
 };
 
 } // namespace panelsim

@@ -1,10 +1,9 @@
 #pragma once
 
-#include "panelsim/board/Simulation.h"
+#include "panelsim/board/Board.h"
 
-#include <atomic>
+#include <chrono>
 #include <string>
-#include <thread>
 
 namespace panelsim {
 
@@ -12,22 +11,24 @@ namespace panelsim {
  */
 class PanelPrinter {
 public:
-    /** @param simulation must outlive this object */
-    explicit PanelPrinter(Simulation& simulation);
-    /** Draws what has not been drawn yet. */
-    ~PanelPrinter();
+    /** @param board must outlive this object */
+    explicit PanelPrinter(const Board& board);
 
-    PanelPrinter(const PanelPrinter&) = delete;
-    PanelPrinter& operator=(const PanelPrinter&) = delete;
+    /** Draws a panel at rest that is not drawn yet, or one that has been changing for a second. */
+    void update();
+    /** Draws a panel that is not drawn yet. */
+    void draw();
 
 private:
-    void drawChanges();
-    void draw(const PanelView& view);
+    using Clock = std::chrono::steady_clock;
 
-    Simulation& simulation;
-    std::string drawn; ///< the text
-    std::atomic<bool> ending{false};
-    std::thread drawing;
+    std::string look() const;
+
+    const Board& board;
+    std::string drawn;
+    std::string seen;               ///< at the last look
+    Clock::time_point looked = {};  ///< when that was
+    Clock::time_point changed = {}; ///< first look after the last drawing that saw something else
 };
 
 } // namespace panelsim

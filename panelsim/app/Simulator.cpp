@@ -1,34 +1,40 @@
 #include "panelsim/app/Simulator.h"
 
-#include "panelsim/app/Environment.h"
 #include "panelsim/app/ExitStatus.h"
 #include "panelsim/app/Output.h"
+#include "panelsim/app/Preload.h"
 #include "panelsim/board/Duration.h"
 #include "panelsim/scenario/Situation.h"
 
-#include <algorithm>
-#include <array>
 #include <csignal>
-#include <cstdint>
+#include <exception>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace panelsim {
 
 namespace {
 
+using namespace std::chrono_literals;
+using Outcome = ScenarioResult::Outcome;
+
 constexpr std::uint16_t usualPort = 8080;
-constexpr std::chrono::seconds hintAfter{5};
-constexpr std::chrono::seconds graceAfterSignal{5};
+constexpr auto hintAfter = 5s;
+constexpr auto graceAfterSignal = 5s;
+constexpr auto betweenKills = 50ms;
+constexpr auto betweenFlushes = 200ms;
+constexpr int mostKills = 20;
+constexpr int playingTick = 2; // milliseconds
+constexpr int usualTick = 50;  // milliseconds
 
 PageInfo pageInfo(const Options& options)
 {
     PageInfo info;
     info.version = PANELSIM_VERSION;
-    info.panel = options.board.hasLcd ? "indoor" : "outdoor";
+    info.panel = options.board.panel;
     for (const std::string& word : options.command) {
         info.command += (info.command.empty() ? "" : " ") + word;
     }
@@ -39,7 +45,6 @@ PageInfo pageInfo(const Options& options)
 
 Simulator::Simulator(const Options& given, std::optional<Scenario> itsScenario, const Signals& itsSignals)
     : options(given), signals(itsSignals), scenario(std::move(itsScenario)),
-      wakeup(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "cannot open an event"),
       simulation(given.board),
       pins(simulation.board, [this](const std::string& text) { remark(text); })
 {
@@ -49,11 +54,9 @@ Simulator::Simulator(const Options& given, std::optional<Scenario> itsScenario, 
     if (!options.vcd.empty()) {
         trace.emplace(simulation.board, options.vcd);
     }
-    start.command = options.command;
-    start.environment = environmentFor(findPreloadedLibrary(), pins.address());
-    start.signalMask = signals.previousMask();
+    preparePreloading(pins.address());
     if (options.draw) {
-        printer = std::make_unique<PanelPrinter>(simulation);
+        printer.emplace(simulation.board);
     }
     openPage();
 }
@@ -64,24 +67,18 @@ void Simulator::openPage()
         return;
     }
     const auto serve = [this](const HttpAddress& address) {
-        const auto restart = [this] {
-            restartWanted = true;
-            wakeMainThread();
-        };
-        page = std::make_unique<PanelServer>(simulation, pageInfo(options), address, restart);
+        page.emplace(simulation, pageInfo(options), address, [this] { restartWanted = true; });
     };
-    if (options.http) {
-        serve(*options.http);
-    } else {
-        HttpAddress usual;
-        usual.port = usualPort;
-        try {
-            serve(usual);
-        } catch (const std::exception&) {
-            serve(HttpAddress()); // any free port
+    HttpAddress usual;
+    usual.port = usualPort;
+    try {
+        serve(options.http.value_or(usual));
+    } catch (const std::exception&) {
+        if (options.http) {
+            throw;
         }
+        serve(HttpAddress()); // any free port
     }
-    say("the panel is at " + page->url());
 }
 
 int Simulator::run()
@@ -94,17 +91,31 @@ int Simulator::run()
         return exitStatus::signalBase + interruptedBy;
     }
     startApplication();
-    startScenario();
+    if (page) {
+        say("the panel is at " + page->url());
+    }
+    if (scenario) {
+        player.emplace(*scenario, simulation);
+    }
     while (!isDone()) {
         waitForEvents();
         takeSignals();
         restartIfWanted();
         takeEndOfApplication();
-        takeEndOfScenario();
+        playScenario();
         checkDeadlines();
+        if (printer) {
+            printer->update();
+        }
+        if (trace && Clock::now() >= flushDue) {
+            trace->flush();
+            flushDue = Clock::now() + betweenFlushes;
+        }
     }
     judgeEnd();
-    printer.reset();
+    if (printer) {
+        printer->draw();
+    }
     closeTrace();
     return status();
 }
@@ -113,9 +124,54 @@ void Simulator::startApplication()
 {
     simulation.board.clearBusFaults();
     operationsAtStart = simulation.board.pinOperations();
-    application = std::make_unique<AppProcess>(start, simulation.log);
+    application.emplace(options.command, signals.previousMask(), simulation.log);
     simulation.app.set({AppState::Phase::Running, 0});
     hintDue = Clock::now() + hintAfter;
+}
+
+bool Simulator::isDone() const
+{
+    return application->hasEnded() && !killDue && !player && !staying;
+}
+
+void Simulator::waitForEvents()
+{
+    std::vector<pollfd> polled = {{signals.descriptor(), POLLIN, 0}};
+    std::vector<OutputCopier>& outputs = application->outputs();
+    for (const OutputCopier& output : outputs) {
+        polled.push_back(output.awaited());
+    }
+    poll(polled.data(), polled.size(), player ? playingTick : usualTick);
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        if (polled[i + 1].revents != 0) {
+            outputs[i].step();
+        }
+    }
+}
+
+void Simulator::takeSignals()
+{
+    while (const auto signal = signals.take()) {
+        if (signal->number == SIGCHLD) {
+            continue;
+        }
+        interruptedBy = signal->number;
+        staying = false;
+        if (player) {
+            endScenario(player->stop());
+        }
+        if (!application || application->hasEnded()) {
+            continue;
+        }
+        // The terminal sends Ctrl-C to all in its foreground; what to do about it is then the application's affair.
+        const bool gotItToo = signal->fromTerminal && signal->number == SIGINT && application->sharesProcessGroup();
+        if (!gotItToo) {
+            application->sendSignal(signal->number);
+        }
+        if (!gotItToo || scenario) {
+            killDue = killDue.value_or(Clock::now() + graceAfterSignal);
+        }
+    }
 }
 
 void Simulator::restartIfWanted()
@@ -133,86 +189,30 @@ void Simulator::restartIfWanted()
     }
 }
 
-void Simulator::startScenario()
-{
-    if (scenario) {
-        playing = std::make_unique<PlayingScenario>(*scenario, simulation, [this] { wakeMainThread(); });
-    }
-}
-
-bool Simulator::isDone() const
-{
-    const bool scenarioDone = !scenario || result;
-    return application == nullptr && scenarioDone && !staying;
-}
-
-void Simulator::waitForEvents()
-{
-    std::array<pollfd, 2> polled{{{signals.descriptor(), POLLIN, 0}, {wakeup.get(), POLLIN, 0}}};
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextDeadline() - Clock::now());
-    poll(polled.data(), polled.size(), static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
-    std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t size = read(wakeup.get(), &count, sizeof count);
-}
-
-Simulator::Clock::time_point Simulator::nextDeadline() const
-{
-    auto next = Clock::now() + std::chrono::minutes(1);
-    for (const auto& deadline : {timeout, hintDue, killDue}) {
-        next = deadline ? std::min(next, *deadline) : next;
-    }
-    return next;
-}
-
-void Simulator::takeSignals()
-{
-    while (const auto signal = signals.take()) {
-        takeSignal(*signal);
-    }
-}
-
-void Simulator::takeSignal(const Signals::Arrived& signal)
-{
-    if (signal.number == SIGCHLD) {
-        return;
-    }
-    interruptedBy = signal.number;
-    staying = false;
-    if (playing != nullptr) {
-        playing->stop();
-    }
-    // The terminal sends Ctrl-C to all that share its foreground; what to do about it is then the application's affair.
-    const bool gotItToo =
-        signal.fromTerminal && signal.number == SIGINT && application != nullptr && application->sharesProcessGroup();
-    if (application != nullptr && !gotItToo) {
-        application->sendSignal(signal.number);
-    }
-    if (application != nullptr && (!gotItToo || scenario)) {
-        killDue = killDue.value_or(Clock::now() + graceAfterSignal);
-    }
-}
-
 void Simulator::takeEndOfApplication()
 {
-    const auto state = application == nullptr ? std::nullopt : application->takeEnd();
-    if (!state) {
-        return;
+    const auto state = application->takeEnd();
+    if (state) {
+        hintDue.reset();
+        simulation.log.remark("the application " + describe(*state));
+        if (!scenario && !timedOut && interruptedBy == 0) {
+            stayOrEnd(*state);
+        }
+        if (killDue) {
+            application->sendSignal(SIGTERM); // to what it has left behind
+        }
+        // The state comes last: whoever sees it finds all that the application wrote in the log.
+        simulation.app.set(*state);
     }
-    application.reset();
-    hintDue.reset();
-    killDue.reset();
-    simulation.log.remark("the application " + describe(*state));
-    if (!scenario && !timedOut && interruptedBy == 0) {
-        stayOrEnd(*state);
+    if (application->hasEnded() && !application->hasLeftOthers()) {
+        killDue.reset();
     }
-    // The state comes last: whoever sees it finds all that the application wrote in the log.
-    simulation.app.set(*state);
 }
 
 void Simulator::stayOrEnd(const AppState& state)
 {
     const bool failedAtTerminal = !state.succeeded() && isatty(STDERR_FILENO) != 0;
-    staying = page != nullptr && (options.stay || failedAtTerminal);
+    staying = page && (options.stay || failedAtTerminal);
     if (staying) {
         page->offerRestart(true);
         say("the application " + describe(state) + "; the panel stays at " + page->url() + " until Ctrl-C");
@@ -221,20 +221,26 @@ void Simulator::stayOrEnd(const AppState& state)
     }
 }
 
-void Simulator::takeEndOfScenario()
+void Simulator::playScenario()
 {
-    if (playing == nullptr || result) {
-        return;
+    if (player) {
+        if (const auto end = player->advance()) {
+            endScenario(*end);
+        }
     }
-    result = playing->takeResult();
-    if (!result) {
-        return;
-    }
+}
+
+void Simulator::endScenario(const ScenarioResult& end)
+{
+    result = end;
+    player.reset();
     timeout.reset(); // the application has a time of its own to end
-    if (result->outcome != ScenarioResult::Outcome::Passed) {
-        say(result->message);
+    if (end.outcome != Outcome::Passed) {
+        say(end.message);
     }
-    askApplicationToEnd();
+    if (end.outcome != Outcome::Stopped) {
+        askApplicationToEnd();
+    }
 }
 
 void Simulator::checkDeadlines()
@@ -245,8 +251,8 @@ void Simulator::checkDeadlines()
         timedOut = true;
         staying = false;
         say("timeout after " + describe(*options.timeout) + "\n" + describeSituation(simulation));
-        if (playing != nullptr) {
-            playing->stop();
+        if (player) {
+            endScenario(player->stop());
         }
         askApplicationToEnd();
     }
@@ -258,18 +264,26 @@ void Simulator::checkDeadlines()
                    "library than libsysfsgpio.so?");
         }
     }
-    if (killDue && now >= *killDue && application != nullptr) {
-        killDue.reset();
-        remark("the application did not end within 5 s of being asked to, and is killed");
-        application->sendSignal(SIGKILL);
+    if (killDue && now >= *killDue) {
+        killApplication();
     }
+}
+
+/** Kills it and what it has left behind, several times, since each that dies may leave others behind. */
+void Simulator::killApplication()
+{
+    if (kills++ == 0) {
+        remark("the application did not end within 5 s of being asked to, and is killed");
+    }
+    application->sendSignal(SIGKILL);
+    killDue = kills < mostKills ? std::optional(Clock::now() + betweenKills) : std::nullopt;
 }
 
 void Simulator::askApplicationToEnd()
 {
     hintDue.reset();
     // Once: to many applications a second signal says that they are not to clean up.
-    if (application != nullptr && !killDue) {
+    if (!application->hasEnded() && !killDue) {
         askedToEnd = true;
         application->sendSignal(SIGTERM);
         killDue = Clock::now() + graceAfterSignal;
@@ -279,13 +293,13 @@ void Simulator::askApplicationToEnd()
 /** A scenario that passed is not all: the application may fail when it ends. */
 void Simulator::judgeEnd()
 {
-    if (!result || result->outcome != ScenarioResult::Outcome::Passed) {
+    if (!result || result->outcome != Outcome::Passed) {
         return;
     }
     const AppState end = simulation.app.get();
     const bool asAsked = askedToEnd && end.shellStatus() == exitStatus::signalBase + SIGTERM;
-    if (!result->exitAccepted && !end.succeeded() && !asAsked) {
-        applicationFailed = true;
+    applicationFailed = !result->exitAccepted && !end.succeeded() && !asAsked;
+    if (applicationFailed) {
         say("the scenario passed, but the application " + describe(end) + "\n" + describeSituation(simulation));
     } else {
         say("the scenario '" + scenario->name + "' passed");
@@ -306,40 +320,30 @@ void Simulator::closeTrace()
 
 int Simulator::status() const
 {
+    int own = simulation.app.get().shellStatus();
     if (timedOut) {
-        return exitStatus::timeout;
+        own = exitStatus::timeout;
+    } else if (result) {
+        switch (result->outcome) {
+        case Outcome::Failed:
+            return exitStatus::stepFailed;
+        case Outcome::ApplicationFailed:
+            return exitStatus::applicationFailure;
+        case Outcome::FileError:
+            return exitStatus::usageFailure;
+        case Outcome::Stopped:
+            return exitStatus::signalBase + interruptedBy;
+        case Outcome::Passed:
+            own = applicationFailed ? exitStatus::applicationFailure : exitStatus::passed;
+        }
     }
-    const int own = scenario ? scenarioStatus() : simulation.app.get().shellStatus();
     return own == exitStatus::passed && traceFailed ? exitStatus::usageFailure : own;
-}
-
-int Simulator::scenarioStatus() const
-{
-    switch (result->outcome) {
-    case ScenarioResult::Outcome::Failed:
-        return exitStatus::stepFailed;
-    case ScenarioResult::Outcome::ApplicationFailed:
-        return exitStatus::applicationFailure;
-    case ScenarioResult::Outcome::FileError:
-        return exitStatus::usageFailure;
-    case ScenarioResult::Outcome::Stopped:
-        return exitStatus::signalBase + interruptedBy;
-    case ScenarioResult::Outcome::Passed:
-        break;
-    }
-    return applicationFailed ? exitStatus::applicationFailure : exitStatus::passed;
 }
 
 void Simulator::remark(const std::string& text)
 {
     say(text);
     simulation.log.remark(text);
-}
-
-void Simulator::wakeMainThread() const
-{
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t size = write(wakeup.get(), &one, sizeof one);
 }
 
 } // namespace panelsim

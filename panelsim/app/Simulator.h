@@ -3,12 +3,11 @@
 #include "panelsim/app/AppProcess.h"
 #include "panelsim/app/Options.h"
 #include "panelsim/app/PanelPrinter.h"
-#include "panelsim/app/PlayingScenario.h"
 #include "panelsim/app/Signals.h"
-#include "panelsim/board/FileDescriptor.h"
 #include "panelsim/board/Simulation.h"
 #include "panelsim/picture/VcdTrace.h"
 #include "panelsim/scenario/Scenario.h"
+#include "panelsim/scenario/ScenarioPlayer.h"
 #include "panelsim/scenario/ScenarioResult.h"
 #include "panelsim/web/PanelServer.h"
 #include "panelsim/wire/PinServer.h"
@@ -16,7 +15,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -28,7 +26,7 @@ public:
     /**
      * Sets everything up but the application.
      * @param signals must outlive this object
-     * @throws std::exception when a file, a port or anything else cannot be had
+     * @throws std::exception when a file, a port or anything else is not available
      */
     Simulator(const Options& options, std::optional<Scenario> scenario, const Signals& signals);
 
@@ -43,48 +41,44 @@ private:
 
     void openPage();
     void startApplication();
-    void restartIfWanted();
-    void startScenario();
     bool isDone() const;
     void waitForEvents();
-    Clock::time_point nextDeadline() const;
     void takeSignals();
-    void takeSignal(const Signals::Arrived& signal);
+    void restartIfWanted();
     void takeEndOfApplication();
-    void takeEndOfScenario();
-    void checkDeadlines();
-    void askApplicationToEnd();
     void stayOrEnd(const AppState& state);
-    int status() const;
-    int scenarioStatus() const;
+    void playScenario();
+    void endScenario(const ScenarioResult& end);
+    void checkDeadlines();
+    void killApplication();
+    void askApplicationToEnd();
     void judgeEnd();
     void closeTrace();
+    int status() const;
     void remark(const std::string& text);
-    void wakeMainThread() const;
 
     const Options options;
     const Signals& signals;
     const std::optional<Scenario> scenario;
-    const FileDescriptor wakeup;
-    std::atomic<bool> restartWanted{false};
     Simulation simulation;
     std::optional<VcdTrace> trace;
     PinServer pins;
-    AppProcess::Start start;
-    std::unique_ptr<PanelServer> page;
-    std::unique_ptr<PanelPrinter> printer;
-    std::unique_ptr<AppProcess> application;
-
-    std::unique_ptr<PlayingScenario> playing;
+    std::atomic<bool> restartWanted{false};
+    std::optional<PanelServer> page;
+    std::optional<PanelPrinter> printer;
+    std::optional<AppProcess> application;
+    std::optional<ScenarioPlayer> player;
     std::optional<ScenarioResult> result;
-    bool applicationFailed = false; ///< although the scenario passed
 
-    bool staying = false;
+    bool staying = false;                ///< without an application, for the page
     std::uint64_t operationsAtStart = 0; ///< pin operations when the application was started
     bool timedOut = false;
-    bool askedToEnd = false; ///< whether the application was, by this program
+    bool askedToEnd = false;        ///< whether the application was, after the scenario or the time
+    bool applicationFailed = false; ///< although the scenario passed
     bool traceFailed = false;
-    int interruptedBy = 0;
+    int interruptedBy = 0; ///< number of a signal
+    int kills = 0;         ///< how often the application was killed
+    Clock::time_point flushDue = {}; ///< of the trace
     std::optional<Clock::time_point> timeout;
     std::optional<Clock::time_point> hintDue;
     std::optional<Clock::time_point> killDue;

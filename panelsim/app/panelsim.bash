@@ -26,10 +26,12 @@ _panelsim()
         mapfile -t COMPREPLY < <(compgen -f -- "$cur")
         return
         ;;
-    --keys | --leds | --inverted-leds | --*-base | --fail | --http | --timeout) return ;;
+    --keys | --leds | --*-count | --*-names | --led-colours | --inverted-leds | --*-base | --panel-id | --fail | --stuck | \
+        --http | --timeout) return ;;
     *)
-        words="--panel --chip --keys --leds --inverted-leds --id-base --key-base --led-base --lcd-base --fail --http
-            --no-http --stay --draw --scenario --lint --timeout --vcd --version --help --"
+        words="--panel --panel-id --chip --silent-chip --key-count --led-count --key-names --led-names --led-colours
+            --inverted-leds --id-base --key-base --led-base --lcd-base --fail --stuck --http --no-http --stay
+            --draw --scenario --lint --timeout --vcd --version --help --"
         ;;
     esac
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")

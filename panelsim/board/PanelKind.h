@@ -11,12 +11,13 @@ struct PanelKind {
     unsigned keyCount;
     unsigned ledCount;
     bool hasLcd;
+    bool isVariable; ///< whether numbers and polarities of its keys and LEDs can be chosen
 };
 
 /** All kinds; the first one is simulated unless another is wanted. */
 inline constexpr std::array panelKinds = {
-    PanelKind{"indoor", 15, 3, 8, true},
-    PanelKind{"outdoor", 5, 2, 8, false},
+    PanelKind{"indoor", 15, 3, 8, true, true},
+    PanelKind{"outdoor", 5, 2, 8, false, false},
 };
 
 } // namespace panelsim

@@ -1,7 +1,6 @@
 #include "panelsim/board/Utf8.h"
 
 #include <algorithm>
-#include <array>
 
 namespace panelsim {
 
@@ -9,54 +8,33 @@ namespace {
 
 constexpr std::size_t longestExcerpt = 60; ///< bytes
 
-/** How characters begin; all bytes after the second are 0x80 to 0xBF. */
-struct EncodedForm {
-    unsigned char firstLead;
-    unsigned char lastLead;
-    std::size_t length;
-    unsigned char lowestSecond;
-    unsigned char highestSecond;
-};
-
-constexpr std::array<EncodedForm, 9> forms = {{
-    {0x00, 0x7F, 1, 0x00, 0xFF},
-    {0xC2, 0xDF, 2, 0x80, 0xBF},
-    {0xE0, 0xE0, 3, 0xA0, 0xBF},
-    {0xE1, 0xEC, 3, 0x80, 0xBF},
-    {0xED, 0xED, 3, 0x80, 0x9F},
-    {0xEE, 0xEF, 3, 0x80, 0xBF},
-    {0xF0, 0xF0, 4, 0x90, 0xBF},
-    {0xF1, 0xF3, 4, 0x80, 0xBF},
-    {0xF4, 0xF4, 4, 0x80, 0x8F},
-}};
-
-bool isBetween(char character, unsigned char lowest, unsigned char highest)
-{
-    const auto byte = static_cast<unsigned char>(character);
-    return byte >= lowest && byte <= highest;
-}
-
 /** @return bytes of the first character, 0 when it is none */
 std::size_t firstLength(std::string_view bytes)
 {
-    const auto* const form = std::find_if(forms.begin(), forms.end(), [&](const EncodedForm& f) {
-        return isBetween(bytes.front(), f.firstLead, f.lastLead);
-    });
-    if (form == forms.end() || form->length > bytes.size()) {
-        return 0;
+    const auto byteAt = [&](std::size_t i) { return i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0U; };
+    const unsigned lead = byteAt(0);
+    const std::size_t length = lead < 0x80   ? 1
+                               : lead < 0xC2 ? 0
+                               : lead < 0xE0 ? 2
+                               : lead < 0xF0 ? 3
+                               : lead < 0xF5 ? 4
+                                             : 0;
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byteAt(i) & 0xC0U) != 0x80U) {
+            return 0;
+        }
     }
-    if (form->length > 1 && !isBetween(bytes[1], form->lowestSecond, form->highestSecond)) {
-        return 0;
-    }
-    const std::string_view others = bytes.substr(1, form->length - 1);
-    const bool allFollow = std::all_of(others.begin(), others.end(), [](char c) { return isBetween(c, 0x80, 0xBF); });
-    return allFollow ? form->length : 0;
+    const unsigned second = byteAt(1);
+    const bool isOverlong = (lead == 0xE0 && second < 0xA0) || (lead == 0xF0 && second < 0x90);
+    const bool isNoCodePoint = (lead == 0xED && second > 0x9F) || (lead == 0xF4 && second > 0x8F);
+    return isOverlong || isNoCodePoint ? 0 : length;
 }
 
 bool isControl(std::string_view character)
 {
-    const bool isC1 = character.size() == 2 && character[0] == '\xC2' && isBetween(character[1], 0x80, 0x9F);
-    return isC1 || isBetween(character[0], 0x00, 0x1F) || character[0] == '\x7F';
+    const auto byte = static_cast<unsigned char>(character[0]);
+    return byte < 0x20 || byte == 0x7F ||
+           (byte == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0); // and the codes from 0x80 to 0x9F
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "panelsim/board/Board.h"
-#include "panelsim/board/BoardConfig.h"
 #include "panelsim/scenario/Scenario.h"
 
 #include <cstddef>
@@ -15,11 +14,10 @@ constexpr std::size_t largestScenario = std::size_t{1} << 20U; ///< bytes
 /**
  * Reads a scenario from a file. Files that it names are relative to the file's directory; those that it compares with
  * have to be there.
- * @param config of the board that it is to be played on
+ * @param board that it is to be played on
  * @throws ScenarioError for the first thing that is wrong in the file, or when it cannot be read
- * @throws std::invalid_argument when there can be no such board
  */
-Scenario readScenario(const std::filesystem::path& file, const BoardConfig& config);
+Scenario readScenario(const std::filesystem::path& file, const Board& board);
 
 /**
  * Makes a scenario of a file's content.

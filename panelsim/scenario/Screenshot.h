@@ -9,8 +9,15 @@
 
 namespace panelsim {
 
-/** Draws the panel into a file, as SVG or text after the file's extension. @throws std::system_error */
+/**
+ * Draws the panel into a file, as SVG or text after the file's extension. The file is replaced as a whole or, when that
+ * fails, stays as it was.
+ * @throws std::system_error
+ */
 void saveScreenshot(const BoardConfig& config, const PanelView& view, const std::filesystem::path& file);
+
+/** @throws std::system_error when it cannot be read, is no regular file or is larger than 1 MiB */
+std::string readPictureFile(const std::filesystem::path& file);
 
 /**
  * Compares the panel with a file that it was once drawn into.

@@ -4,7 +4,7 @@
 #include "panelsim/board/Utf8.h"
 #include "panelsim/scenario/ScenarioError.h"
 #include "panelsim/scenario/ScenarioFile.h"
-#include "panelsim/scenario/StepText.h"
+#include "panelsim/scenario/StepKind.h"
 #include "tests/fuzz/Check.h"
 #include "tests/panelsim/scenario/ScenarioFolder.h"
 
@@ -48,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         const Scenario scenario = parseScenario(content, file, board);
         check(!scenario.name.empty() && !scenario.steps.empty(), "a scenario has a name and steps");
         for (const Step& step : scenario.steps) {
-            const std::string text = describe(step.action);
+            const std::string text = step.kind->say(step, board.getConfig());
             check(text.find('\n') == std::string::npos, "a step is told in one line");
         }
     } catch (const ScenarioError& e) {

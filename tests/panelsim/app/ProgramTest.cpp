@@ -72,8 +72,10 @@ TEST_F(ProgramTest, PassesOnWhatTheApplicationDoesAndHowItEnds)
         {"echo in >in; $panelsim --no-http -- cat <in", 0, "in\n", ""},
         {"$panelsim --no-http -- sh -c 'kill -SEGV $$'", 139, "", "The panel shows:\n"},
         {"$panelsim --http 127.0.0.1:0 -- sh -c 'kill -SEGV $$'", 139, "", "The panel shows:\n"},
-        {"$panelsim --no-http -- ./no-such-thing", 2, "",
-         "panelsim: cannot start './no-such-thing': No such file or directory\n"},
+        {"$panelsim -- ./missing 2>error; s=$?; wc -l <error; cat error >&2; exit $s", 2, "1\n",
+         "panelsim: cannot start './missing': No such file or directory\n"},
+        {"echo in >in; $panelsim --http 0 -- sh -c 'cat <&7; ls -l /proc/self/fd | grep -c socket' 7<in", 1, "in\n0\n",
+         "the panel is at http://127.0.0.1:"},
         {"$panelsim --no-http -- sh -c 'yes | head -c 300000' | tail -c 2", 0, "y\n", ""},
         {"$panelsim --no-http -- yes | head -c 2", 0, "y\n", ""},
         {"$panelsim --no-http -- sh -c 'sleep 100 & echo started'", 0, "started\n", ""},
@@ -82,6 +84,12 @@ TEST_F(ProgramTest, PassesOnWhatTheApplicationDoesAndHowItEnds)
         {"(trap '' CHLD; exec $panelsim --no-http -- sh -c 'exit 5')", 5, "", ""},
         {"{ $panelsim --no-http --timeout 300ms -- yes; echo status $? >&2; } | sleep 4", 0, "", "status 42\n"},
         {"$panelsim --no-http --panel outdoor -- $frontpanel detect", 0, "outdoor\n", ""},
+        {"$panelsim --no-http --panel-id 5 -- $frontpanel detect", 0, "outdoor\n", ""},
+        {"$panelsim --no-http --silent-chip -- $frontpanel print Hello", 0, "WARNING: value ", ""},
+        {"$panelsim --no-http --stuck 4:0 -- $frontpanel detect", 1, "unknown front panel type: 14", "ID lines"},
+        {"$panelsim --no-http --draw --keys 1 --key-names Up --leds 2 --led-names A,B --led-colours red,green -- "
+         "$frontpanel led 0 on --led-count 2",
+         0, "A (red)  ○ B    keys  Up\n", ""},
         {"$panelsim --no-http --led-base 200 --leds 3 -- $frontpanel led 2 on --led-base 200 --led-count 3", 0, "", ""},
         {"$panelsim --no-http -- $frontpanel led 3 on --led-base 100", 1, "", "GPIO 103: no such GPIO"},
         {"$panelsim --no-http --fail 23:3:throw -- $frontpanel led 3 on", 1, "", "GPIO 23: made to fail\n"},
@@ -100,16 +108,19 @@ TEST_F(ProgramTest, SaysInOneLineWhatIsWrongWithItsOptions)
         {"$panelsim --no-http --", 2, "", "a command is needed"},
         {"$panelsim true", 2, "", "'true' comes without '--' before it"},
         {"$panelsim --leads 3 -- true", 2, "", "unknown option '--leads'"},
-        {"$panelsim --panel inside -- true", 2, "", "--panel: 'inside' is not indoor or outdoor\n"},
+        {"$panelsim --panel inside -- true", 2, "", "--panel: inside not in {indoor,outdoor}\n"},
         {"$panelsim --chip ra8803 --panel outdoor -- true", 2, "", "--chip: the outdoor panel has no LCD\n"},
-        {"$panelsim --panel outdoor --keys 3 -- true", 2, "", "--keys: the outdoor panel has 2 keys\n"},
-        {"$panelsim --keys", 2, "", "--keys: a value is missing\n"},
-        {"$panelsim --keys 0x3 -- true", 2, "", "--keys: '0x3' is not a number from 0 to 256\n"},
+        {"$panelsim --panel outdoor --keys 3 -- true", 2, "", "--key-count: the outdoor panel has 2 keys\n"},
+        {"$panelsim --keys", 2, "", "--key-count: a value is missing\n"},
+        {"$panelsim --keys 010 -- true", 2, "", "--key-count: '010' is not a number from 0 to 256\n"},
         {"$panelsim --inverted-leds 1,8 -- true", 2, "", "neither one of the 8 LEDs nor the backlight's GPIO 28\n"},
         {"$panelsim --led-base 4294967290 -- true", 2, "", "the highest GPIO number is 4294967295\n"},
         {"$panelsim --led-base 8 -- true", 2, "", "keys and LEDs overlap at GPIO 10\n"},
-        {"$panelsim --fail 20:0:throw -- true", 2, "", "--fail: '0' is not a number from 1"},
-        {"$panelsim --fail 20:1 -- true", 2, "", "--fail: '20:1' is not GPIO:N:throw or GPIO:N:false\n"},
+        {"$panelsim --fail 20:0:throw -- true", 2, "", "--fail: '20:0:throw' is not GPIO:N:throw or GPIO:N:false"},
+        {"$panelsim --stuck 20:high -- true", 2, "", "--stuck: '20:high' is not GPIO:0 or GPIO:1\n"},
+        {"$panelsim --key-names A,B -- true", 2, "", "--key-names: 2 names for 3\n"},
+        {"$panelsim --key-names A,B,A -- true", 2, "", "--key-names: \"A\" is empty, given twice or not printable\n"},
+        {"$panelsim --led-colours pink -- true", 2, "", "--led-colours: pink not in {green,"},
         {"$panelsim --fail 77:1:throw -- true", 2, "", "--fail: the panel has no GPIO 77\n"},
         {"$panelsim --timeout 300 -- true", 2, "", "--timeout: "},
         {"$panelsim --http 1.2.3.4: -- true", 2, "", "--http: "},
@@ -126,6 +137,7 @@ TEST_F(ProgramTest, SaysInOneLineWhatIsWrongWithItsOptions)
 
 TEST_F(ProgramTest, WaitsForNobodyWithoutEnd)
 {
+    write("shot.yaml", "name: n\nversion: 1\nsteps:\n  - take-screenshot: {save-to: a.svg}\n");
     const Case cases[] = {
         {"{ $panelsim --no-http --draw --timeout 1s -- sh -c 'yes & $frontpanel led 1 on; yes >&2'; echo $? >status; }"
          " 2>&1 | for i in $(seq 300); do [ -s status ] && cat status && break; sleep 0.1; done",
@@ -134,6 +146,13 @@ TEST_F(ProgramTest, WaitsForNobodyWithoutEnd)
         {"mkfifo held; exec 3<>held; timeout -k 20 20 $panelsim --no-http --vcd held -- sh -c '"
          "for i in 1 2 3; do $frontpanel print a; done' >/dev/null",
          2, "", "cannot write held: Connection timed out\n"},
+        {"mkfifo a.svg a.svg.new; timeout -k 20 20 $panelsim --scenario shot.yaml -- sleep 100; s=$?; head -c 4 a.svg;"
+         "exit $s",
+         0, "<svg", "passed"},
+        {"timeout -k 20 20 $panelsim --timeout 1s -- "
+         "sh -c 'trap \"\" TERM; setsid sh -c \"trap : TERM; echo \\$\\$ >session; sleep 100; sleep 100\" & sleep 100';"
+         "kill -0 $(cat session); echo $?",
+         0, "1\n", "did not end within 5 s of being asked to, and is killed\n"},
         {"mkfifo steps; timeout -k 20 1 $panelsim --scenario steps -- true", 124, "", ""},
     };
     for (const Case& c : cases) {
@@ -144,7 +163,8 @@ TEST_F(ProgramTest, WaitsForNobodyWithoutEnd)
 TEST_F(ProgramTest, TellsByItsStatusHowAScenarioEnded)
 {
     const std::string head = "name: n\nversion: 1\nsteps:\n";
-    write("led.yaml", head + "  - wait-led: {led: 3, is: on, within: 10s}\n  - expect-no-bus-faults:\n");
+    write("led.yaml", "name: \"n\\e[7m\"\nversion: 1\nsteps:\n  - wait-led: {led: 3, is: on, within: 10s}\n  - "
+                      "expect-no-bus-faults:\n");
     write("text.yaml", head + "  - wait-text: {text: Hallo, within: 10ms}\n");
     write("output.yaml", head + "  - wait-output: {text: never, within: 20s}\n");
     write("begun.yaml", head + "  - wait-output: {text: begun, within: 20s}\n");
@@ -152,7 +172,7 @@ TEST_F(ProgramTest, TellsByItsStatusHowAScenarioEnded)
     write("bad.yaml", head + "  - press: {key: 3}\n");
     const Case cases[] = {
         {"$panelsim --scenario led.yaml -- sh -c '$frontpanel led 3 on; sleep 100'", 0, "",
-         "the scenario 'n' passed\n"},
+         "the scenario 'n·[7m' passed\n"},
         {"$panelsim --scenario text.yaml -- sh -c 'echo last words; sleep 100'", 1, "last words",
          "text.yaml:4:5: step 1, wait-text: expected "},
         {"$panelsim --scenario output.yaml --timeout 300ms -- sleep 100", 42, "", "timeout after 300 ms\n"},

@@ -26,20 +26,16 @@ public:
         writeRegister(0x00, 0x04);
     }
     void turnDisplayOff() { writeRegister(0x00, 0); }
-    /** Of an RA8803. */
-    void setContrast(unsigned char contrast) { writeRegister(0xD0, contrast); }
 
     /** @param codes of the chip's characters */
     void show(unsigned char line, const std::string& codes, bool inverted = false)
     {
-        writeRegister(0x10, inverted != isRa8803 ? 0x20 : 0);
+        writeRegister(0x10, inverted ? 0x20 : 0);
         writeRegister(0x70, static_cast<unsigned char>(16 * line));
         writeRegister(0x60, 0);
-        if (!isRa8803) {
-            write(true, 0xB0);
-        }
+        write(true, 0xB0);
         for (const char code : codes) {
-            write(isRa8803, static_cast<unsigned char>(code));
+            write(false, static_cast<unsigned char>(code));
         }
     }
     void light(unsigned led) { simulation.board.makeOutput(20 + led, true); }
@@ -64,7 +60,7 @@ private:
 
     void writeRegister(unsigned char reg, unsigned char value)
     {
-        write(!isRa8803, reg);
+        write(true, reg);
         write(false, value);
     }
     void write(bool select, unsigned char byte)
@@ -80,5 +76,4 @@ private:
     }
 
     panelsim::Simulation& simulation;
-    const bool isRa8803 = simulation.board.getConfig().chip == panelsim::ChipVariant::Ra8803;
 };

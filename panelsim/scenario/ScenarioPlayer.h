@@ -1,0 +1,47 @@
+#pragma once
+
+#include "panelsim/board/Simulation.h"
+#include "panelsim/scenario/Scenario.h"
+#include "panelsim/scenario/ScenarioResult.h"
+#include "panelsim/scenario/StepKind.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+namespace panelsim {
+
+/** Plays a scenario on a panel, with a hand of its own on the keys, while an application runs it. */
+class ScenarioPlayer {
+public:
+    /** Both parameters must outlive the player. @param scenario read for the simulation's board */
+    ScenarioPlayer(const Scenario& scenario, Simulation& simulation);
+    /** Takes the hand off the keys. */
+    ~ScenarioPlayer();
+
+    ScenarioPlayer(const ScenarioPlayer&) = delete;
+    ScenarioPlayer& operator=(const ScenarioPlayer&) = delete;
+
+    /**
+     * Plays on, as far as that goes without waiting; to be called every few milliseconds. The log reports each step.
+     * When the application ends, its output and what it did to the panel have to be in the simulation before its state.
+     * @return the result at the end
+     */
+    std::optional<ScenarioResult> advance();
+
+    /** @return the result of a scenario that is ended where it is */
+    ScenarioResult stop() const;
+
+private:
+    void begin();
+    std::optional<ScenarioResult> play(const Step& step);
+    ScenarioResult fail(ScenarioResult::Outcome outcome, const std::string& text) const;
+    ScenarioResult disappoint(const Step& step, const std::string& objection, const AppState& app) const;
+
+    const Scenario& scenario;
+    Simulation& simulation;
+    Stage stage;
+    std::size_t next = 0; ///< index of the step that is played
+};
+
+} // namespace panelsim

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "panelsim/board/AppLog.h"
+#include "panelsim/board/Board.h"
+#include "panelsim/board/ChangeSignal.h"
+#include "panelsim/board/Simulation.h"
+#include "panelsim/scenario/FieldValue.h"
+#include "panelsim/scenario/Scenario.h"
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace panelsim {
+
+/** What a step is played on, and how far that has come. */
+struct Stage {
+    /** Of the one that scenarios press keys with. */
+    static constexpr HeldKeys::Hand hand = 0;
+
+    Simulation& simulation;
+    AppLog::Position output = {}; ///< what has been searched for text
+    bool endAccepted = false;     ///< whether a step has looked at the application's end
+
+    std::chrono::steady_clock::time_point begun = {}; ///< when the step was
+    unsigned phase = 0;                               ///< of a tap
+    std::uint64_t keyReads = 0;                       ///< at the beginning of the phase
+    std::optional<std::uint64_t> searched = {};       ///< version of the log that was searched last
+};
+
+/** A kind of step: all that there is to say about it. */
+struct StepKind {
+    enum class Form {
+        Action,     ///< is done in its time, but not once the application has failed
+        Check,      ///< is right or wrong at once
+        Observation ///< expect- is right or wrong at once, wait- fails when its time is over
+    };
+
+    std::string_view name; ///< of an observation without expect- or wait-
+    Form form;
+    bool needsDisplay;
+    std::vector<std::string_view> required; ///< fields; an empty name stands for a value that is no mapping
+    std::vector<std::string_view> optional; ///< more fields, without that of all waits
+    /** @return what it does or expects */
+    std::string (*say)(const Step& step, const BoardConfig& board);
+    /**
+     * Does it, or looks.
+     * @return what is not as it should be or, of an action, not done; empty when the step is over
+     * @throws std::system_error when a file cannot be used
+     */
+    std::optional<std::string> (*play)(const Step& step, Stage& stage);
+};
+
+/**
+ * Reads a step: a mapping of its name to what it needs, or the name alone. The place in the file is left open.
+ * @param board  that the step is to be possible on
+ * @param folder that files in it are relative to
+ * @throws YAML::Exception
+ */
+Step readStep(const YAML::Node& node, const Board& board, const std::filesystem::path& folder, YAML::Mark& place);
+
+} // namespace panelsim
