@@ -44,8 +44,7 @@ PageInfo pageInfo(const Options& options)
 } // namespace
 
 Simulator::Simulator(const Options& given, std::optional<Scenario> itsScenario, const Signals& itsSignals)
-    : options(given), signals(itsSignals), scenario(std::move(itsScenario)),
-      simulation(given.board),
+    : options(given), signals(itsSignals), scenario(std::move(itsScenario)), simulation(given.board),
       pins(simulation.board, [this](const std::string& text) { remark(text); })
 {
     for (const PinFault& fault : options.faults) {

@@ -76,8 +76,8 @@ private:
     bool askedToEnd = false;        ///< whether the application was, after the scenario or the time
     bool applicationFailed = false; ///< although the scenario passed
     bool traceFailed = false;
-    int interruptedBy = 0; ///< number of a signal
-    int kills = 0;         ///< how often the application was killed
+    int interruptedBy = 0;           ///< number of a signal
+    int kills = 0;                   ///< how often the application was killed
     Clock::time_point flushDue = {}; ///< of the trace
     std::optional<Clock::time_point> timeout;
     std::optional<Clock::time_point> hintDue;

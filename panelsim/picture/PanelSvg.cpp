@@ -287,7 +287,7 @@ std::string drawPanelSvg(const BoardConfig& config, const PanelView& view, SvgEx
                  join("<g font-family=\"system-ui, Segoe UI, Roboto, Helvetica Neue, DejaVu Sans, sans-serif\">\n",
                       group(margin, top + bezel, keys.svg), "</g>\n");
     }
-    return join("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 ", outerWidth, ' ', height, "\" width=\"",
+    return join(R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 )", outerWidth, ' ', height, "\" width=\"",
                 outerWidth, "\" height=\"", height,
                 "\" role=\"img\" font-family=\"DejaVu Sans Mono, Liberation Mono, Menlo, Consolas, monospace\" "
                 "text-anchor=\"middle\">\n<title>Front panel</title>\n<desc>",
