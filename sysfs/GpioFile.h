@@ -12,12 +12,21 @@
 namespace sysfs {
 
 /**
- * A file of the kernel's GPIO interface, open as long as the object lives.
+ * @param action what failed: "open" or "set", say
+ * @param object path of a file, or a line
+ * @param hint   the cause; without it, what the errno value is known to mean here
+ */
+std::system_error gpioError(unsigned gpioNumber, std::string_view action, const std::string& object, int errnoValue,
+                            std::string_view hint = {});
+
+/**
+ * A file of one of the kernel's GPIO interfaces, or a line that was requested from a chip, open as long as the object
+ * lives.
  *
  * Reading and writing take one system call each, more only when a signal interrupts it. What fails throws
  * std::system_error with the errno value and a text that names the GPIO, the path and, where known, the cause.
  */
-class SysfsFile {
+class GpioFile {
 public:
     /**
      * Opens an existing file.
@@ -26,14 +35,25 @@ public:
      * @param flags       O_RDONLY, O_WRONLY or O_RDWR
      * @param patience    how long to wait for a file that is missing or not yet accessible; it is tried at least once
      */
-    SysfsFile(ISystemCalls& systemCalls, unsigned number, std::string filePath, int flags,
-              std::chrono::milliseconds patience = std::chrono::milliseconds::zero());
-    ~SysfsFile();
+    GpioFile(ISystemCalls& systemCalls, unsigned number, std::string filePath, int flags,
+             std::chrono::milliseconds patience = std::chrono::milliseconds::zero());
 
-    SysfsFile(const SysfsFile&) = delete;
-    SysfsFile& operator=(const SysfsFile&) = delete;
+    struct Opened {
+        int descriptor;
+    };
+
+    /** Takes over an open descriptor. @param name of what it is, for error texts */
+    GpioFile(ISystemCalls& systemCalls, unsigned number, std::string name, Opened opened);
+
+    ~GpioFile();
+
+    GpioFile(const GpioFile&) = delete;
+    GpioFile& operator=(const GpioFile&) = delete;
 
     static bool exists(ISystemCalls& calls, const std::string& path);
+
+    /** @return whether the ioctl succeeded; otherwise the reason is in errno */
+    bool control(unsigned long request, void* argument) const;
 
     /** Writes all of text at the start of the file. */
     void write(std::string_view text) const;
@@ -47,10 +67,7 @@ public:
      */
     bool tryLock() const;
 
-    /**
-     * @param action what failed: "open", "read", "write" or "lock"
-     * @param hint   the cause; without it, what the errno value is known to mean here
-     */
+    /** @return gpioError for this file */
     std::system_error error(std::string_view action, int errnoValue, std::string_view hint = {}) const;
 
 private:
