@@ -1,5 +1,6 @@
 #include "tools/CommandLine.h"
 
+#include "tools/ChipsCommand.h"
 #include "tools/DisplaySize.h"
 #include "tools/InvertRange.h"
 #include "tools/KeyCommand.h"
@@ -134,6 +135,11 @@ void CommandLine::addPinCommands()
         printLine(resolvePanel(wiring, UsedLines()).panel == Wiring::Panel::Indoor ? "indoor" : "outdoor");
         return true;
     });
+    addCommand("chips", "List the GPIO chips and their numbers, in the form of /etc/sysfsgpio.conf", "frontpanel chips",
+               [](Interrupt&) {
+                   listChips();
+                   return true;
+               });
     addCommand("keys", "Print key events until interrupted", "frontpanel keys --key-base 10 --key-count 3",
                [this](Interrupt& interrupt) {
                    watchKeys(wiring, interrupt);
