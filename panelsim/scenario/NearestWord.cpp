@@ -8,7 +8,7 @@ namespace panelsim {
 
 namespace {
 
-constexpr std::size_t longestWord = 40; ///< anything longer is no word that was mistyped
+constexpr std::size_t longestMistake = 40; ///< anything longer is no word that was mistyped
 
 /** @return how many characters are to be added, removed or changed to come from one word to the other */
 std::size_t distance(std::string_view from, std::string_view to)
@@ -32,7 +32,7 @@ std::size_t distance(std::string_view from, std::string_view to)
 std::optional<std::string_view> nearestWord(std::string_view written, const std::vector<std::string_view>& words)
 {
     std::optional<std::string_view> nearest;
-    std::size_t least = written.size() > longestWord ? 0 : written.size() / 3 + 1;
+    std::size_t least = written.size() > longestMistake ? 0 : written.size() / 3 + 1;
     for (const std::string_view word : words) {
         const std::size_t changes = least == 0 ? 0 : distance(written, word);
         if (changes < least) {
