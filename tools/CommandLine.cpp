@@ -145,10 +145,12 @@ void CommandLine::addPinCommands()
                    watchKeys(wiring, interrupt);
                    return true;
                });
-    auto& ledCommand = addCommand("led", "Switch one LED", "frontpanel led 3 on", [this](Interrupt&) {
-        switchLed(wiring, led, on);
-        return true;
-    });
+    auto& ledCommand =
+        addCommand("led", "Switch one LED; its line is then released, and most GPIO drivers keep its level",
+                   "frontpanel led 3 on", [this](Interrupt&) {
+                       switchLed(wiring, led, on);
+                       return true;
+                   });
     addOption(ledCommand, "N", "LED, counted from 0",
               [this](const std::string& text) { led = parseNumber(text, highestGpio); })
         ->type_name("")
@@ -162,12 +164,14 @@ void CommandLine::addPinCommands()
 
 void CommandLine::addPanelCommands()
 {
-    auto& print =
-        addCommand("print", "Show text on the indoor panel's display, where it stays; -- goes before text like -x",
-                   "frontpanel print 'Hello' '21.5 C' --invert 0 --invert 1:0-3", [this](Interrupt&) {
-                       printPage(wiring, page);
-                       return true;
-                   });
+    auto& print = addCommand(
+        "print",
+        "Show text on the indoor panel's display, where it stays if the GPIO driver keeps the levels of released "
+        "lines; -- goes before text like -x",
+        "frontpanel print 'Hello' '21.5 C' --invert 0 --invert 1:0-3", [this](Interrupt&) {
+            printPage(wiring, page);
+            return true;
+        });
     for (unsigned line = 0; line < DisplaySize::lines; ++line) {
         addOption(print, "LINE" + std::to_string(line), "Text of line " + std::to_string(line) + ", in UTF-8",
                   [this](const std::string& text) { page.lines.push_back(parseLine(text)); })

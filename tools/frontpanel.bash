@@ -26,7 +26,7 @@ _frontpanel()
     esac
     if [[ -z $words ]]; then
         case $command in
-        "") words="detect keys led leds print lamptest demo $wiring --version --help" ;;
+        "") words="detect chips keys led leds print lamptest demo $wiring --version --help" ;;
         led)
             [[ $prev == [0-9]* ]] && words="on off "
             words+="$wiring --help"
