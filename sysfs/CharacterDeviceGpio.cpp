@@ -155,13 +155,9 @@ void CharacterDeviceGpio::exportGpio(unsigned gpioNumber)
         throw exportedAgain(current->number);
     }
     if (place.chip.name.empty()) {
-        std::string chips;
-        for (const std::string& name : place.chip.nameSakes) {
-            chips += (chips.empty() ? "" : " or ") + name;
-        }
-        const std::string base = std::to_string(place.chip.sysfsBase.value_or(0));
-        throw gpioError(gpioNumber, "find", "the chip of base " + base + " in /dev", ENODEV,
-                        chips.empty() ? "" : "it may be " + chips + "; name it in /etc/sysfsgpio.conf");
+        const std::string& chips = place.chip.candidates;
+        throw gpioError(gpioNumber, "find", "the chip of base " + std::to_string(*place.chip.sysfsBase) + " in /dev",
+                        ENODEV, chips.empty() ? "" : "it may be " + chips + "; name it in /etc/sysfsgpio.conf");
     }
     current = std::make_unique<Line>(calls, place, gpioNumber);
 }

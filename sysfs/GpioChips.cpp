@@ -7,20 +7,19 @@
 #include <charconv>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <linux/gpio.h>
+#include <map>
 #include <sstream>
 #include <string_view>
 #include <system_error>
 #include <unistd.h>
-#include <utility>
 
 namespace sysfs {
 
 namespace {
 
-constexpr const char* chipPrefix = "gpiochip";
+const std::string chipPrefix = "gpiochip";
 constexpr const char* sysfsDirectory = "/sys/class/gpio/";
 constexpr const char* defaultConfig = "/etc/sysfsgpio.conf";
 
@@ -59,20 +58,14 @@ std::string readFile(ISystemCalls& calls, const std::string& path)
 }
 
 /** @return names of chips in the directory, by their numbers */
-std::vector<std::string> chipNames(ISystemCalls& calls, const char* directory)
+std::map<unsigned, std::string> chipNames(ISystemCalls& calls, const char* directory)
 {
-    std::vector<std::pair<unsigned, std::string>> found;
+    std::map<unsigned, std::string> names;
     for (const std::string& name : calls.list(directory)) {
         const bool isChip = name.rfind(chipPrefix, 0) == 0;
-        const auto number = parseNumber(isChip ? name.c_str() + std::strlen(chipPrefix) : "");
-        if (number) {
-            found.emplace_back(*number, name);
+        if (const auto number = parseNumber(isChip ? name.substr(chipPrefix.size()) : "")) {
+            names[*number] = name;
         }
-    }
-    std::sort(found.begin(), found.end());
-    std::vector<std::string> names;
-    for (auto& [number, name] : found) {
-        names.push_back(std::move(name));
     }
     return names;
 }
@@ -80,7 +73,7 @@ std::vector<std::string> chipNames(ISystemCalls& calls, const char* directory)
 std::vector<GpioChip> readCharacterDevices(ISystemCalls& calls)
 {
     std::vector<GpioChip> chips;
-    for (const std::string& name : chipNames(calls, "/dev")) {
+    for (const auto& [number, name] : chipNames(calls, "/dev")) {
         gpiochip_info info{};
         try {
             const GpioFile device(calls, 0, "/dev/" + name, O_RDWR);
@@ -99,24 +92,31 @@ std::vector<GpioChip> readCharacterDevices(ISystemCalls& calls)
     return chips;
 }
 
+/** @return as much of a label as the character device shows */
+std::string shortLabel(const std::string& label)
+{
+    return label.substr(0, GPIO_MAX_NAME_SIZE - 1);
+}
+
 /** What the two interfaces show of one chip has the same parent and, where it can be read, lines and label. */
 bool mayBeSame(ISystemCalls& calls, const GpioChip& device, const GpioChip& listed)
 {
-    const std::string label = listed.label.substr(0, GPIO_MAX_NAME_SIZE - 1);
-    if (device.lines != 0 && (device.lines != listed.lines || (!label.empty() && label != device.label))) {
+    const bool sameLabel = listed.label.empty() || shortLabel(listed.label) == device.label;
+    if (device.lines != 0 && (device.lines != listed.lines || !sameLabel)) {
         return false;
     }
     const std::string directory = "/sys/bus/gpio/devices/" + device.name;
-    const std::string name = std::string("/gpio/") + chipPrefix + std::to_string(*listed.sysfsBase);
+    const std::string name = "/gpio/" + chipPrefix + std::to_string(*listed.sysfsBase);
     return GpioFile::exists(calls, directory + "/.." + name) || GpioFile::exists(calls, directory + name);
 }
 
 std::vector<GpioChip> readSysfsChips(ISystemCalls& calls)
 {
     std::vector<GpioChip> chips;
-    for (const std::string& name : chipNames(calls, sysfsDirectory)) {
+    for (const auto& [base, name] : chipNames(calls, sysfsDirectory)) {
+        const std::string directory = sysfsDirectory + name;
         const auto read = [&](const char* attribute) {
-            const std::string content = readFile(calls, sysfsDirectory + name + attribute);
+            const std::string content = readFile(calls, directory + attribute);
             return content.substr(0, content.find('\n'));
         };
         GpioChip chip;
@@ -134,19 +134,19 @@ void addSysfsChips(ISystemCalls& calls, std::vector<GpioChip>& chips)
     const std::vector<GpioChip> listed = readSysfsChips(calls);
     std::vector<GpioChip> unmatched;
     for (GpioChip chip : listed) {
-        GpioChip* match = nullptr;
+        std::vector<GpioChip*> matches;
         for (GpioChip& device : chips) {
             if (mayBeSame(calls, device, chip)) {
-                chip.nameSakes.push_back(device.name);
-                match = &device;
+                chip.candidates += (matches.empty() ? "" : " or ") + device.name;
+                matches.push_back(&device);
             }
         }
-        const auto isMatch = [&](const GpioChip& other) { return mayBeSame(calls, *match, other); };
-        if (chip.nameSakes.size() == 1 && std::count_if(listed.begin(), listed.end(), isMatch) == 1) {
-            match->sysfsBase = chip.sysfsBase;
-            if (match->lines == 0) {
-                match->lines = chip.lines;
-                match->label = chip.label;
+        const auto isMatch = [&](const GpioChip& other) { return mayBeSame(calls, *matches[0], other); };
+        if (matches.size() == 1 && std::count_if(listed.begin(), listed.end(), isMatch) == 1) {
+            matches[0]->sysfsBase = chip.sysfsBase;
+            if (matches[0]->lines == 0) {
+                matches[0]->lines = chip.lines;
+                matches[0]->label = chip.label;
             }
         } else {
             unmatched.push_back(chip);
@@ -155,32 +155,25 @@ void addSysfsChips(ISystemCalls& calls, std::vector<GpioChip>& chips)
     chips.insert(chips.end(), unmatched.begin(), unmatched.end());
 }
 
-/** @return the one chip that has this name or, if none has, this label */
-GpioChip& findChip(std::vector<GpioChip>& chips, const std::string& designation, const std::string& place)
+/** @return the chip that has this name or, if none has, the only one with this label */
+GpioChip& findChip(std::vector<GpioChip>& chips, const std::string& designation, const std::string& source)
 {
-    const auto find = [&chips](auto matches) {
-        std::vector<GpioChip*> found;
-        for (GpioChip& chip : chips) {
-            if (matches(chip)) {
-                found.push_back(&chip);
-            }
+    std::vector<GpioChip*> labelled;
+    for (GpioChip& chip : chips) {
+        if (chip.name == designation) {
+            return chip;
         }
-        return found;
-    };
-    auto found = find([&](const GpioChip& chip) { return chip.name == designation; });
-    if (found.empty()) {
-        found = find([&](const GpioChip& chip) {
-            return chip.label == designation ||
-                   (!chip.label.empty() && chip.label == designation.substr(0, GPIO_MAX_NAME_SIZE - 1));
-        });
+        if (shortLabel(chip.label) == shortLabel(designation)) {
+            labelled.push_back(&chip);
+        }
     }
-    if (found.empty()) {
-        throw failure(EINVAL, place + "no chip that may be read has the name or label '" + designation + "'");
+    if (labelled.empty()) {
+        throw failure(EINVAL, source + ": no chip that may be read has the name or label '" + designation + "'");
     }
-    if (found.size() > 1) {
-        throw failure(EINVAL, place + "several chips have the label '" + designation + "', give the chip's name");
+    if (labelled.size() > 1) {
+        throw failure(EINVAL, source + ": several chips have the label '" + designation + "', give the chip's name");
     }
-    return *found[0];
+    return *labelled[0];
 }
 
 bool overlap(const GpioChip& one, const GpioChip& other)
@@ -192,33 +185,30 @@ bool overlap(const GpioChip& one, const GpioChip& other)
 /** Numbers the chips by a text with lines like "512 30200000.gpio". What comes after a # is a comment. */
 void numberByFile(std::vector<GpioChip>& chips, const std::string& path, const std::string& content)
 {
-    constexpr const char* blanks = " \t\r";
     std::istringstream lines(content);
     std::string line;
     for (unsigned number = 1; std::getline(lines, line); ++number) {
         const std::string source = path + ":" + std::to_string(number);
-        const std::string place = source + ": ";
-        line.erase(std::min(line.find('#'), line.size()));
-        line.erase(line.find_last_not_of(blanks) + 1);
-        line.erase(0, line.find_first_not_of(blanks));
-        if (line.empty()) {
+        std::istringstream words(line.substr(0, line.find('#')));
+        std::string base;
+        std::string designation;
+        std::getline(words >> base >> std::ws, designation);
+        if (base.empty()) {
             continue;
         }
-        const std::size_t baseEnd = std::min(line.find_first_of(blanks), line.size());
-        const auto base = parseNumber(std::string_view(line).substr(0, baseEnd));
-        const std::size_t nameStart = line.find_first_not_of(blanks, baseEnd);
-        if (!base || nameStart == std::string::npos) {
-            throw failure(EINVAL, place + "'" + line + "' is not a base and a chip's label or name");
+        designation.erase(designation.find_last_not_of(" \t\r") + 1);
+        if (!parseNumber(base) || designation.empty()) {
+            throw failure(EINVAL, source + ": this is not a base and a chip's label or name");
         }
-        GpioChip& chip = findChip(chips, line.substr(nameStart), place);
+        GpioChip& chip = findChip(chips, designation, source);
         if (chip.base) {
-            throw failure(EINVAL, place + "this chip has a base already");
+            throw failure(EINVAL, source + ": this chip has a base already");
         }
-        chip.base = base;
+        chip.base = parseNumber(base);
         chip.source = source;
         for (const GpioChip& other : chips) {
             if (&other != &chip && overlap(other, chip)) {
-                throw failure(EINVAL, place + "its numbers overlap those of " + other.source);
+                throw failure(EINVAL, source + ": its numbers overlap those of " + other.source);
             }
         }
     }
@@ -228,7 +218,7 @@ void numberBySysfs(std::vector<GpioChip>& chips)
 {
     for (GpioChip& chip : chips) {
         chip.base = chip.sysfsBase;
-        chip.source = std::string(sysfsDirectory) + chipPrefix + std::to_string(chip.base.value_or(0)) + "/base";
+        chip.source = sysfsDirectory + chipPrefix + std::to_string(chip.base.value_or(0)) + "/base";
     }
 }
 

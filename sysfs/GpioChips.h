@@ -12,11 +12,11 @@ namespace sysfs {
 struct GpioChip {
     std::string name; ///< in /dev; empty for a chip of /sys/class/gpio that is not known to be one of /dev
     std::string label;
-    unsigned lines = 0;                 ///< 0 when unknown, since the chip may not be read
-    std::optional<unsigned> sysfsBase;  ///< number of its first line in /sys/class/gpio
-    std::optional<unsigned> base;       ///< number of its first line for applications
-    std::string source;                 ///< where base comes from
-    std::vector<std::string> nameSakes; ///< chips of /dev that a chip without a name may be
+    unsigned lines = 0;                ///< 0 when unknown, since the chip may not be read
+    std::optional<unsigned> sysfsBase; ///< number of its first line in /sys/class/gpio
+    std::optional<unsigned> base;      ///< number of its first line for applications
+    std::string source;                ///< where base comes from
+    std::string candidates;            ///< chips of /dev that a chip without a name may be, "gpiochip0 or gpiochip1"
 };
 
 /** A line of a chip. */

@@ -415,7 +415,7 @@ TEST_P(BackendTest, LetsAUserInTheGroupUseTheLines)
     const auto runAs = [](const std::string& user, const std::string& words) {
         return Child({"su", "-s", "/bin/sh", "-c", "frontpanel " + words + wiring(), user}).wait();
     };
-    const Child udev({"/lib/systemd/systemd-udevd", "--resolve-names=never"});
+    const Child udev({"/lib/systemd/systemd-udevd"});
     EXPECT_TRUE(waitUntil([] { return std::filesystem::exists("/run/udev/control"); }));
     EXPECT_EQ(Child({"udevadm", "trigger", "--action=add", "--subsystem-match=gpio"}).wait().status, 0);
     EXPECT_EQ(Child({"udevadm", "settle"}).wait().status, 0);
