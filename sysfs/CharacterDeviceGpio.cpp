@@ -23,7 +23,7 @@ std::system_error refusal(const GpioFile& chip, unsigned gpioNumber, const std::
     const int requestError = errno;
     gpio_v2_line_info info{};
     info.offset = offset;
-    if (requestError != EBUSY || !chip.control(GPIO_V2_GET_LINEINFO_IOCTL, &info)) {
+    if (requestError != EBUSY || !chip.tryControl(GPIO_V2_GET_LINEINFO_IOCTL, &info)) {
         return gpioError(gpioNumber, "request", lineName, requestError);
     }
     const std::string user = info.consumer;
@@ -43,7 +43,7 @@ GpioFile request(ISystemCalls& calls, const GpioLine& place, unsigned gpioNumber
     request.offsets[0] = place.offset;
     request.num_lines = 1;
     std::char_traits<char>::copy(request.consumer, consumer, sizeof consumer);
-    if (!chip.control(GPIO_V2_GET_LINE_IOCTL, &request)) {
+    if (!chip.tryControl(GPIO_V2_GET_LINE_IOCTL, &request)) {
         throw refusal(chip, gpioNumber, lineName, place.offset);
     }
     return {calls, gpioNumber, lineName, GpioFile::Opened{request.fd}};
@@ -65,6 +65,7 @@ struct CharacterDeviceGpio::Line {
     bool level = false;         // last asked for
     bool isOutput = false;      // by a configuration of this object
     std::optional<bool> driven; // the level that the output certainly has
+    gpio_v2_line_values transfer{0, 1};
 };
 
 void CharacterDeviceGpio::Line::configure(PinDirectionEn direction)
@@ -82,9 +83,7 @@ void CharacterDeviceGpio::Line::configure(PinDirectionEn direction)
     } else {
         config.flags |= GPIO_V2_LINE_FLAG_INPUT;
     }
-    if (!file.control(GPIO_V2_LINE_SET_CONFIG_IOCTL, &config)) {
-        throw file.error("configure", errno);
-    }
+    file.control(GPIO_V2_LINE_SET_CONFIG_IOCTL, &config, "configure");
     if (direction == PinDirectionEn::Output) {
         isOutput = true;
         driven = level;
@@ -116,7 +115,7 @@ void CharacterDeviceGpio::setDirection(PinDirectionEn direction)
 {
     Line& pin = exported(current, "setDirection");
     if (!pin.inverted) {
-        throw beforeInit(pin.number);
+        failBeforeInit(pin.number);
     }
     pin.configure(direction);
 }
@@ -128,10 +127,10 @@ bool CharacterDeviceGpio::setValue(bool value)
     if (pin.driven == value) {
         return true;
     }
-    pin.driven.reset();
-    gpio_v2_line_values values{value ? 1U : 0U, 1};
-    if (!pin.file.control(GPIO_V2_LINE_SET_VALUES_IOCTL, &values)) {
-        throw pin.file.error("set", errno);
+    pin.transfer.bits = value ? 1 : 0;
+    if (!pin.file.tryControl(GPIO_V2_LINE_SET_VALUES_IOCTL, &pin.transfer)) {
+        pin.driven.reset();
+        pin.file.fail("set");
     }
     if (pin.isOutput) {
         pin.driven = value;
@@ -141,18 +140,15 @@ bool CharacterDeviceGpio::setValue(bool value)
 
 bool CharacterDeviceGpio::getValue() const
 {
-    const Line& pin = exported(current, "getValue");
-    gpio_v2_line_values values{0, 1};
-    if (!pin.file.control(GPIO_V2_LINE_GET_VALUES_IOCTL, &values)) {
-        throw pin.file.error("get", errno);
-    }
-    return (values.bits & 1U) != 0;
+    Line& pin = exported(current, "getValue");
+    pin.file.control(GPIO_V2_LINE_GET_VALUES_IOCTL, &pin.transfer, "get");
+    return (pin.transfer.bits & 1U) != 0;
 }
 
 void CharacterDeviceGpio::exportGpio(unsigned gpioNumber)
 {
     if (current) {
-        throw exportedAgain(current->number);
+        failExportedAgain(current->number);
     }
     if (place.chip.name.empty()) {
         const std::string& chips = place.chip.candidates;

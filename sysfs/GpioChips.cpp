@@ -77,7 +77,7 @@ std::vector<GpioChip> readCharacterDevices(ISystemCalls& calls)
         gpiochip_info info{};
         try {
             const GpioFile device(calls, 0, "/dev/" + name, O_RDWR);
-            if (device.control(GPIO_GET_CHIPINFO_IOCTL, &info) && info.name != name) {
+            if (device.tryControl(GPIO_GET_CHIPINFO_IOCTL, &info) && info.name != name) {
                 continue; // a link, by which some systems give a chip a second name
             }
         } catch (const std::system_error&) {
@@ -176,10 +176,10 @@ GpioChip& findChip(std::vector<GpioChip>& chips, const std::string& designation,
     return *labelled[0];
 }
 
-bool overlap(const GpioChip& one, const GpioChip& other)
+bool overlap(const GpioChip& one, const GpioChip& two)
 {
     const auto end = [](const GpioChip& chip) { return std::uint64_t{*chip.base} + std::max(chip.lines, 1U); };
-    return one.base && other.base && *one.base < end(other) && *other.base < end(one);
+    return one.base && two.base && *one.base < end(two) && *two.base < end(one);
 }
 
 /** Numbers the chips by a text with lines like "512 30200000.gpio". What comes after a # is a comment. */
@@ -207,7 +207,7 @@ void numberByFile(std::vector<GpioChip>& chips, const std::string& path, const s
         chip.base = parseNumber(base);
         chip.source = source;
         for (const GpioChip& other : chips) {
-            if (&other != &chip && overlap(other, chip)) {
+            if (&other != &chip && overlap(chip, other)) {
                 throw failure(EINVAL, source + ": its numbers overlap those of " + other.source);
             }
         }

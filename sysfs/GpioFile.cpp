@@ -112,18 +112,21 @@ bool GpioFile::exists(ISystemCalls& calls, const std::string& path)
     return uninterrupted([&] { return calls.access(path.c_str(), F_OK); }) == 0;
 }
 
-bool GpioFile::control(unsigned long request, void* argument) const
+bool GpioFile::tryControl(unsigned long request, void* argument) const
 {
     return uninterrupted([&] { return calls.ioctl(descriptor, request, argument); }) >= 0;
+}
+
+void GpioFile::fail(const char* action) const
+{
+    throw error(action, errno);
 }
 
 void GpioFile::write(std::string_view text) const
 {
     const ssize_t written = uninterrupted([&] { return calls.pwrite(descriptor, text.data(), text.size(), 0); });
     if (written != static_cast<ssize_t>(text.size())) {
-        throw written < 0
-            ? error("write", errno)
-            : error("write", EIO, "only " + std::to_string(written) + " of " + std::to_string(text.size()) + " bytes");
+        failToWrite(written, text.size());
     }
 }
 
@@ -131,13 +134,26 @@ bool GpioFile::readLevel() const
 {
     char level = '\0'; // stays so when there is nothing to read
     const ssize_t size = uninterrupted([&] { return calls.pread(descriptor, &level, sizeof level, 0); });
+    if (size < 0 || (level != '0' && level != '1')) {
+        failToRead(size);
+    }
+    return level == '1';
+}
+
+void GpioFile::failToWrite(ssize_t written, std::size_t size) const
+{
+    if (written < 0) {
+        throw error("write", errno);
+    }
+    throw error("write", EIO, "only " + std::to_string(written) + " of " + std::to_string(size) + " bytes");
+}
+
+void GpioFile::failToRead(ssize_t size) const
+{
     if (size < 0) {
         throw error("read", errno);
     }
-    if (level != '0' && level != '1') {
-        throw error("read", EIO, "neither 0 nor 1");
-    }
-    return level == '1';
+    throw error("read", EIO, "neither 0 nor 1");
 }
 
 bool GpioFile::tryLock() const

@@ -53,7 +53,18 @@ public:
     static bool exists(ISystemCalls& calls, const std::string& path);
 
     /** @return whether the ioctl succeeded; otherwise the reason is in errno */
-    bool control(unsigned long request, void* argument) const;
+    bool tryControl(unsigned long request, void* argument) const;
+
+    /** @param action what the ioctl does, for the error text */
+    void control(unsigned long request, void* argument, const char* action) const
+    {
+        if (!tryControl(request, argument)) {
+            fail(action);
+        }
+    }
+
+    /** @throws std::system_error always: the action failed for the reason in errno */
+    [[noreturn]] void fail(const char* action) const;
 
     /** Writes all of text at the start of the file. */
     void write(std::string_view text) const;
@@ -71,6 +82,10 @@ public:
     std::system_error error(std::string_view action, int errnoValue, std::string_view hint = {}) const;
 
 private:
+    // Functions of their own, so that a call that succeeds does not prepare for them.
+    [[noreturn]] void failToWrite(ssize_t written, std::size_t size) const;
+    [[noreturn]] void failToRead(ssize_t size) const;
+
     ISystemCalls& calls;
     unsigned gpioNumber;
     std::string path;

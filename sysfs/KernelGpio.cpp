@@ -28,7 +28,7 @@ std::string prefix(unsigned gpioNumber)
 std::string forcedBackend(unsigned gpioNumber)
 {
     const char* const value = secure_getenv("SYSFSGPIO_BACKEND");
-    const std::string backend = value != nullptr ? value : "";
+    std::string backend = value != nullptr ? value : "";
     if (!backend.empty() && backend != "chardev" && backend != "sysfs") {
         throw std::system_error(EINVAL, std::generic_category(),
                                 prefix(gpioNumber) + "SYSFSGPIO_BACKEND is '" + backend +
@@ -82,7 +82,7 @@ bool KernelGpio::getValue() const
 void KernelGpio::exportGpio(unsigned gpioNumber)
 {
     if (current) {
-        throw exportedAgain(current->getGpioNumber());
+        failExportedAgain(current->getGpioNumber());
     }
     const std::string backend = forcedBackend(gpioNumber);
     const GpioLine line = findGpioLine(calls, gpioNumber);

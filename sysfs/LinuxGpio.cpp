@@ -101,7 +101,7 @@ void LinuxGpio::setDirection(PinDirectionEn direction)
 {
     Line& pin = exported(current, "setDirection");
     if (!pin.inverted) {
-        throw beforeInit(pin.number);
+        failBeforeInit(pin.number);
     }
     pin.writeDirection(direction, pin.level);
 }
@@ -122,7 +122,7 @@ bool LinuxGpio::getValue() const
 void LinuxGpio::exportGpio(unsigned gpioNumber)
 {
     if (current) {
-        throw exportedAgain(current->number);
+        failExportedAgain(current->number);
     }
     current = std::make_unique<Line>(calls, root, gpioNumber, gpioNumber + shift);
 }
