@@ -125,9 +125,9 @@ Page print(unsigned char chipId, const std::map<unsigned, unsigned>& numbers)
     }
     panel.printBuffer(page); // from here on the cursor is where the page before left it
     pins.levels = {};
-    std::vector<double> times;
-    for (int round = 0; round < rounds; ++round) {
-        times.push_back(bench::nanosecondsEach(1, [&](int) { panel.printBuffer(page); }));
+    std::vector<double> times(rounds);
+    for (double& time : times) {
+        time = bench::nanosecondsEach(1, [&](int) { panel.printBuffer(page); });
     }
     return {bench::median(times), {pins.levels.written / rounds, pins.levels.changed / rounds}};
 }
