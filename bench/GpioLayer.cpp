@@ -52,7 +52,7 @@ public:
     }
     ~TemporaryInterface()
     {
-        std::error_code ignored; // nobody is left to be told
+        std::error_code ignored; // a destructor cannot report it
         std::filesystem::remove_all(directory, ignored);
     }
     TemporaryInterface(const TemporaryInterface&) = delete;

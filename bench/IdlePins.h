@@ -9,10 +9,10 @@ namespace bench {
 constexpr unsigned keyBase = 100;
 constexpr unsigned lcdBase = 40;
 constexpr unsigned ledBase = 5000;     ///< with the backlight after the LEDs
-constexpr unsigned char ra8803 = 0xC9; ///< what each chip answers as its identification
+constexpr unsigned char ra8803 = 0xC9; ///< identification byte of each chip
 constexpr unsigned char ra8806 = 0x00;
 
-/** Makes pins that do nothing: they take every call, and read what never changes. */
+/** Makes pins that do nothing: they accept every call, and their levels never change. */
 class IdlePins : public sysfs::ISysfsGpioFactory {
 public:
     /** @param byte what the data lines of the LCD, from GPIO lcdBase on, always read */

@@ -3,8 +3,8 @@
  * ioctl and against libgpiod's functions on other lines of the same chip, and by sysfs, against a bare pwrite and pread.
  * They are measured in turns in one run, since machines change their speed; the ratio counts. That they move and read
  * their lines is asked of the chip's driver first.
- * To be run in a machine of its own: scripts/bench-kernel does that. Prints a line for each row, with tabs between the
- * row's name, the layer's time and what it is compared with, both in nanoseconds.
+ * To be run in a machine of its own: scripts/parts/bench-kernel does that. Prints a line for each row, with tabs
+ * between the row's name, the layer's time and what it is compared with, both in nanoseconds.
  */
 #include "bench/BareFile.h"
 #include "bench/Check.h"
@@ -37,7 +37,7 @@ constexpr const char* self = "kernel-pins";
 constexpr int rounds = 201;
 constexpr int operationsInRound = 1000;
 
-/** @return the number that the kernel has given to the first line of the chip with this label */
+/** @return the number of the first line of the GPIO chip with this label */
 unsigned baseOf(const std::string& label)
 {
     for (const auto& entry : std::filesystem::directory_iterator("/sys/class/gpio")) {
@@ -51,7 +51,8 @@ unsigned baseOf(const std::string& label)
     throw std::runtime_error("no GPIO chip has the label " + label);
 }
 
-/** @return direction and level as the chip's driver tells them: "out hi", say; empty for a line that nobody holds */
+/** @return direction and level as the driver of the chip reports them, such as "out hi"; empty for a line that is not
+ * in use */
 std::string driverSees(unsigned gpioNumber)
 {
     std::ifstream lines("/sys/kernel/debug/gpio");

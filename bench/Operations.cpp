@@ -1,7 +1,7 @@
 /*
- * operations NAME COUNT: performs one operation of the library, or what it cannot do without, so many times on pins
- * that do nothing and without waits. Counted under callgrind, two counts give the exact number of instructions of one.
- * operations --names: what there is. operations --allocations: how often each operation takes memory from the heap.
+ * operations NAME COUNT: performs one operation of the library, or its floor, COUNT times on pins that do nothing and
+ * without waits. Counted under callgrind, two counts give the exact number of instructions of one.
+ * operations --names: all names. operations --allocations: how often each operation takes memory from the heap.
  */
 #include "bench/Allocations.h"
 #include "bench/IdlePins.h"
@@ -67,7 +67,7 @@ struct Lcd {
 };
 
 /*
- * What the calls of a bus cycle's pins cost without anything around them, as written by hand.
+ * The floor of each bus cycle: the calls on its pins, written by hand.
  */
 
 [[gnu::always_inline]] inline void sleepFor(long nanoseconds)
@@ -280,7 +280,7 @@ void startPins(unsigned pinCount, unsigned times)
 
 using Perform = std::function<void(unsigned times)>;
 
-/** @return work on an LCD of its own, so many times */
+/** @return a function that does the work the given number of times on an LCD of its own */
 Perform onLcd(unsigned char id, const std::function<void(Lcd& lcd, unsigned char byte)>& work)
 {
     return [=](unsigned times) {
@@ -329,7 +329,7 @@ std::vector<std::pair<std::string, Perform>> operations()
     return all;
 }
 
-/** What takes memory from the heap: measured, and what its interface asks for. */
+/** Allocations on the heap: counted, and as many as the values that the operation returns or creates need. */
 void reportAllocations()
 {
     bench::IdlePins pins(bench::ra8803);
@@ -348,12 +348,12 @@ void reportAllocations()
         std::printf("%s\t%zu\t%zu\n", what, bench::allocations() - before, due);
     };
     report("printing a line", 0, [&] { panel.printLine(0, line); });
-    // A line leaves the page as a copy.
+    // getLine returns a copy.
     report("printing a page", page.getLineCount(), [&] { panel.printBuffer(page); });
     report("comparing two pages", 0, [&] { equal = page == other; });
     report("copying a page", page.getLineCount() + 1, [&] { equal = DisplayBuffer(page) == other; });
     report("copying a page over another", 0, [&] { target = page; });
-    report("making a page", page.getLineCount() + 1, [] { const DisplayBuffer made(25, 3); });
+    report("making a page", page.getLineCount() + 2, [] { const DisplayBuffer made(25, 3); });
     report("a scan of 16 keys", 0, [&] {
         scans = {1, &handler.running};
         handler.running = true;

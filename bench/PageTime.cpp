@@ -1,6 +1,6 @@
 /*
  * How close pages and the start of the indoor panel come to the waits of the LCD bus, on pins that do nothing: each
- * operation against the list of its waits alone, and what the timer slack costs a page. The two sides of a row take
+ * operation against only the waits that it makes, and what the timer slack costs a page. The two sides of a row take
  * turns in pairs, since machines change their speed. A line per row, with tabs between: name, measured and floor in
  * microseconds. The floor is a median; measured is that and the median of what a round takes more than its floor.
  * page-time --waits: what each operation waits for instead: name, bus cycles, waits, and their sum in microseconds.
@@ -78,8 +78,9 @@ double microsecondsOf(const Work& work)
 }
 
 /**
- * Each round does both, and the one that goes first changes. What a round takes more than its floor tells more than two
- * medians do, since other work on the machine delays some rounds by far more than that.
+ * Each round does both, and the one that goes first changes. The median of the differences is
+ * reported, not the difference of two medians: other work on the machine delays some rounds by far more than the
+ * difference.
  */
 void report(const std::string& row, unsigned rounds, const Work& measured, const Work& floor)
 {

@@ -10,7 +10,6 @@
 #include "panelsim/wire/PinServer.h"
 #include "panelsim/wire/Protocol.h"
 #include "panelsim/wire/RemoteGpio.h"
-#include "panelsim/wire/StampedClock.h"
 #include "sysfs/PinDirectionEn.h"
 
 #include <algorithm>
@@ -89,10 +88,9 @@ void echoBytes(int socket)
 
 void serveBoard(int addressTo)
 {
-    panelsim::StampedClock clock;
-    panelsim::Board board(panelsim::BoardConfig(), [&clock] { return clock.now(); });
+    panelsim::Board board{panelsim::BoardConfig()};
     const panelsim::PinServer server(board, [](const std::string& text) { std::cerr << text << "\n"; });
-    check(write(addressTo, server.address().c_str(), server.address().size()) > 0, "cannot tell the address");
+    check(write(addressTo, server.address().c_str(), server.address().size()) > 0, "cannot pass the address on");
     while (true) {
         pause();
     }

@@ -15,7 +15,7 @@ inline double median(std::vector<double> values)
     return *middle;
 }
 
-/** @param operation takes its number, from 0 on @return the time that one of so many takes */
+/** @param operation takes its number, from 0 on @return the mean time of one operation */
 template <typename Operation>
 double nanosecondsEach(int times, const Operation& operation)
 {

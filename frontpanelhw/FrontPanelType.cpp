@@ -26,8 +26,8 @@ unsigned readGpios(sysfs::ISysfsGpioFactory& factory, unsigned idGpioBase)
             id |= static_cast<unsigned>(gpio->getValue()) << bit;
             ++bit;
         } catch (const std::exception&) {
-            std::cerr << "ERROR: "
-                      << "unable to read led gpio for HW ID check: " << std::to_string(gpio->getGpioNumber()) << "\n";
+            std::cerr << "ERROR: unable to read led gpio for HW ID check: " << std::to_string(gpio->getGpioNumber())
+                      << "\n";
         }
     }
     return id;
@@ -38,18 +38,13 @@ FrontPanelType detectType(sysfs::ISysfsGpioFactory& factory, unsigned idGpioBase
     const unsigned id = readGpios(factory, idGpioBase);
     switch (id) {
     case outdoorId:
-        std::cout << "INFO: "
-                  << "detected outdoor front panel type"
-                  << "\n";
+        std::cout << "INFO: detected outdoor front panel type\n";
         return FrontPanelType::Outdoor;
     case indoorId:
-        std::cout << "INFO: "
-                  << "detected indoor front panel type"
-                  << "\n";
+        std::cout << "INFO: detected indoor front panel type\n";
         return FrontPanelType::Indoor;
     default:
-        std::cout << "WARNING: "
-                  << "detected unknown front panel type: " << id << "\n";
+        std::cout << "WARNING: detected unknown front panel type: " << id << "\n";
         return FrontPanelType::Unknown;
     }
 }

@@ -20,12 +20,12 @@ enum class FrontPanelType {
  * @param factory    makes the four pins; used during the call only
  * @param idGpioBase GPIO number of the first ID line
  * @return the ID, 0 to 15
- * @throws std::exception whatever a pin throws while it is created, exported or configured
+ * @throws std::exception from a pin that fails while it is created, exported or configured
  */
 FRONTPANELHW_EXPORT unsigned readGpios(sysfs::ISysfsGpioFactory& factory, unsigned idGpioBase);
 
 /**
- * Tells which panel is fitted: ID 15 is the indoor panel, ID 5 the outdoor one. Writes one log line.
+ * Detects which panel is fitted: ID 15 is the indoor panel, ID 5 the outdoor one. Writes one log line.
  * Parameters and exceptions are those of readGpios.
  */
 FRONTPANELHW_EXPORT FrontPanelType detectType(sysfs::ISysfsGpioFactory& factory, unsigned idGpioBase);

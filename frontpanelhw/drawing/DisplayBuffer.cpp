@@ -4,19 +4,10 @@
 
 namespace frontpanelhw::drawing {
 
-DisplayBuffer::DisplayBuffer(unsigned width, unsigned lineCount) : charCount(width)
+DisplayBuffer::DisplayBuffer(unsigned width, unsigned lineCount)
+    : lines(lineCount, DisplayLine(width)), charCount(width)
 {
-    lines.reserve(lineCount);
-    for (unsigned i = 0; i < lineCount; ++i) {
-        lines.emplace_back(width);
-    }
 }
-
-DisplayBuffer::~DisplayBuffer() = default;
-DisplayBuffer::DisplayBuffer(const DisplayBuffer&) = default;
-DisplayBuffer::DisplayBuffer(DisplayBuffer&&) noexcept = default;
-DisplayBuffer& DisplayBuffer::operator=(const DisplayBuffer&) = default;
-DisplayBuffer& DisplayBuffer::operator=(DisplayBuffer&&) noexcept = default;
 
 unsigned DisplayBuffer::getLineCount() const
 {
@@ -69,9 +60,7 @@ void DisplayBuffer::clear(unsigned index)
 
 void DisplayBuffer::clear()
 {
-    for (unsigned i = 0; i < lines.size(); ++i) {
-        clear(i);
-    }
+    lines.assign(lines.size(), DisplayLine(charCount));
 }
 
 bool DisplayBuffer::operator==(const DisplayBuffer& other) const

@@ -10,29 +10,18 @@
 namespace frontpanelhw::drawing {
 
 /**
- * One page of text: a fixed number of lines. A value, used from one thread at a time; line indexes count from the
- * top, from 0. An index past the last line is refused without a message.
+ * One page of text: a fixed number of lines. A value, used from one thread at a time. Line indexes count from the top,
+ * from 0; an index past the last line is refused without a message.
  */
 class FRONTPANELHW_EXPORT DisplayBuffer {
 public:
     /** A page of spaces, none inverted. */
     DisplayBuffer(unsigned charCount, unsigned lineCount);
 
-    ~DisplayBuffer();
-
-    /** @name Copies and moves */
-    ///@{
-    /** Takes over all cells; a page moved from may only be assigned to or destroyed. */
-    DisplayBuffer(const DisplayBuffer& other);
-    DisplayBuffer(DisplayBuffer&& other) noexcept;
-    DisplayBuffer& operator=(const DisplayBuffer& other);
-    DisplayBuffer& operator=(DisplayBuffer&& other) noexcept;
-    ///@}
-
     /** @return the number of lines */
     unsigned getLineCount() const;
 
-    /** @return the width given at construction, whatever the lines now hold */
+    /** @return the width given at construction, even if lines have other lengths now */
     unsigned getCharCount() const;
 
     /** Replaces a line by one of any length. @return false when there is no such line */

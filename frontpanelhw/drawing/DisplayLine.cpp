@@ -1,14 +1,11 @@
 #include "frontpanelhw/drawing/DisplayLine.h"
 
-#include "frontpanelhw/drawing/Narrow.h"
+#include "frontpanelhw/drawing/LowByte.h"
 
 #include <algorithm>
 #include <iostream>
-#include <iterator>
 
 namespace frontpanelhw::drawing {
-
-DisplayLine::DisplayLine() = default;
 
 DisplayLine::DisplayLine(unsigned charCount) : characters(charCount)
 {
@@ -18,12 +15,6 @@ DisplayLine::DisplayLine(const std::u16string& text)
 {
     setLine(text);
 }
-
-DisplayLine::~DisplayLine() = default;
-DisplayLine::DisplayLine(const DisplayLine&) = default;
-DisplayLine::DisplayLine(DisplayLine&&) noexcept = default;
-DisplayLine& DisplayLine::operator=(const DisplayLine&) = default;
-DisplayLine& DisplayLine::operator=(DisplayLine&&) noexcept = default;
 
 bool DisplayLine::setCharacter(unsigned index, const DisplayChar& c)
 {
@@ -64,9 +55,9 @@ void DisplayLine::setLine(const std::u16string& text)
 {
     characters.clear();
     characters.reserve(text.size());
-    std::transform(text.begin(), text.end(), std::back_inserter(characters), [](char16_t codeUnit) {
-        return DisplayChar{codeUnit, false};
-    });
+    for (const char16_t codeUnit : text) {
+        characters.push_back({codeUnit, false});
+    }
 }
 
 bool DisplayLine::setLine(unsigned offset, const std::u16string& text)
@@ -74,9 +65,7 @@ bool DisplayLine::setLine(unsigned offset, const std::u16string& text)
     // Past the end this wraps around, and the first character written meets the range check below.
     const unsigned room = getCharCount() - offset;
     if (text.size() > room) {
-        std::cerr << "ERROR: "
-                  << "text '" << narrow(text) << "' is too long to write in line!"
-                  << "\n";
+        std::cerr << "ERROR: text '" << lowBytes(text) << "' is too long to write in line!\n";
         return false;
     }
     for (unsigned i = 0; i < text.size(); ++i) {
@@ -113,7 +102,7 @@ std::ostream& operator<<(std::ostream& stream, const DisplayLine& line)
         flags.push_back(line.getInverted(i) ? 'i' : 'n');
     }
     stream.width(0);
-    return stream << "'" << narrow(line.getString()) << "' - " << flags
+    return stream << "'" << lowBytes(line.getString()) << "' - " << flags
                   << " - cnt: " << std::to_string(line.getCharCount());
 }
 

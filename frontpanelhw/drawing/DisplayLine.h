@@ -9,31 +9,18 @@
 
 namespace frontpanelhw::drawing {
 
-/**
- * One row of cells, of any length. A value, used from one thread at a time; indexes and offsets count cells from the
- * left, from 0.
- */
+/** One row of cells, of any length. A value, used from one thread at a time. Indexes and offsets count cells from the
+ * left, from 0. */
 class FRONTPANELHW_EXPORT DisplayLine {
 public:
     /** An empty line. */
-    DisplayLine();
+    DisplayLine() = default;
 
     /** A line of that many spaces, none inverted. */
     explicit DisplayLine(unsigned charCount);
 
     /** A line of one cell for each code unit of the text, none inverted. */
     DisplayLine(const std::u16string& text); // NOLINT(google-explicit-constructor): a text is a line
-
-    ~DisplayLine();
-
-    /** @name Copies and moves */
-    ///@{
-    /** Takes over all cells; a line moved from may only be assigned to or destroyed. */
-    DisplayLine(const DisplayLine& other);
-    DisplayLine(DisplayLine&& other) noexcept;
-    DisplayLine& operator=(const DisplayLine& other);
-    DisplayLine& operator=(DisplayLine&& other) noexcept;
-    ///@}
 
     /** @return false, with the line unchanged, when there is no such cell */
     bool setCharacter(unsigned index, const DisplayChar& c);
@@ -58,10 +45,10 @@ public:
 
     /**
      * Writes text over the cells from offset on; the length and every cell's inversion stay. A code unit 0 is
-     * transparent: the cell below it keeps its character. Positions count modulo 2^32: from an offset just below 2^32
-     * on, text goes on at the beginning of the line.
+     * transparent: the cell below it keeps its character. Positions count modulo 2^32: text at an offset just below
+     * 2^32 goes on at the beginning of the line if the code units before that are 0.
      * @return false, with the line unchanged and the reason on standard error, when the text does not fit
-     * @throws std::out_of_range, with the line unchanged, when offset is past the end and the text is not all zeros
+     * @throws std::out_of_range, with the line unchanged, when a code unit other than 0 lies past the end
      */
     bool setLine(unsigned offset, const std::u16string& text);
 

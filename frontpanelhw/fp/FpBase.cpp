@@ -1,6 +1,6 @@
 #include "frontpanelhw/fp/FpBase.h"
 
-#include "frontpanelhw/Listed.h"
+#include "frontpanelhw/IndexFlags.h"
 #include "frontpanelhw/Wait.h"
 #include "frontpanelhw/handler/GpioVectorCreator.h"
 
@@ -30,7 +30,7 @@ FpBase::~FpBase() = default;
 
 void FpBase::connectAnyKeyChangedCb(const std::function<void(unsigned, bool)>& cb)
 {
-    keyHandler->anyKeyChangedCb = cb;
+    keyHandler->replaceCallback(cb);
 }
 
 bool FpBase::setLed(unsigned index, bool on)
@@ -55,7 +55,7 @@ bool FpBase::start(bool lampTest, unsigned lampTestSeconds)
     if (lampTest) {
         setAllLeds(true);
         if (lampTestSeconds != 0) {
-            wait(std::chrono::seconds(lampTestSeconds), std::chrono::nanoseconds::zero());
+            wait(std::chrono::seconds(lampTestSeconds));
         }
         setAllLeds(false);
     }
@@ -76,7 +76,7 @@ bool FpBase::isRunning()
 
 void FpBase::initLedStateVector(const std::vector<unsigned>& ledsInitiallyOn)
 {
-    for (const bool on : listed(ledsInitiallyOn, leds->size())) {
+    for (const bool on : indexFlags(ledsInitiallyOn, leds->size())) {
         ledStates.push_back(on);
     }
 }

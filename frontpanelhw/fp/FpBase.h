@@ -29,7 +29,7 @@ public:
      * @param ledCount        number of LEDs
      * @param invertedLeds    indexes of LEDs whose pins are active-low
      * @param ledsInitiallyOn indexes of LEDs that are on after construction
-     * @throws std::exception whatever a pin throws while it is created, exported or configured
+     * @throws std::exception from a pin that fails while it is created, exported or configured
      */
     FpBase(sysfs::ISysfsGpioFactory& factory, unsigned keyGpioBase, unsigned keyCount, unsigned ledGpioBase,
            unsigned ledCount, const std::vector<unsigned>& invertedLeds, const std::vector<unsigned>& ledsInitiallyOn);
@@ -47,7 +47,7 @@ public:
     void stop() override;
     bool isRunning() override;
 
-    /** Appends the remembered state of every LED; the constructor's own. */
+    /** Appends the remembered state of every LED; called by the constructor only. */
     void initLedStateVector(const std::vector<unsigned>& ledsInitiallyOn);
 
 private:

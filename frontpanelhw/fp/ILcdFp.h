@@ -14,16 +14,16 @@ namespace frontpanelhw::fp {
  * after start.
  *
  * Display operations block the caller for the waits of the bus. They return true when every step succeeded. A pin that
- * throws has been reported on standard error; when a pin refused its configuration, or failed in the reset, while the
- * panel was constructed, everything but resetController is refused without a message. A chip that does not answer is
- * not noticed, except by warnings on standard output; operations then return true. Nor is a pin that answers false in a
- * bus cycle.
+ * throws is reported on standard error. When a pin refused its configuration or failed in the reset during
+ * construction, display operations return false without a message; resetController still resets the chip before it
+ * returns false. A chip that does not respond only causes warnings on standard output during construction; operations
+ * then return true. A pin that returns false in a bus cycle has no effect on the result.
  *
- * After an operation that answered false, or a failure that the constructor or the lamp test reported on standard
+ * After an operation that returned false, or a failure that the constructor or the lamp test reported on standard
  * error, chip and panel may differ: in the pages, the cursor and the inversion, in any register of the chip, and in the
- * direction of the data lines. To be certain that the display shows a page, destroy the panel, construct it anew and
- * print the page once more. Nothing less is certain, as only the constructor writes all registers: printing again mends
- * most single failures but not all, and may answer true over a wrong page.
+ * direction of the data lines. To be certain that the display shows a page, destroy the panel, construct it again and
+ * print the page again. Nothing less is certain, as only the constructor writes all registers: printing again repairs
+ * most single failures but not all, and may return true although the page is wrong.
  */
 class FRONTPANELHW_EXPORT ILcdFp : public IFp {
 public:
@@ -41,20 +41,20 @@ public:
 
     /**
      * Writes a line of text, from column 0, into the page that is being written; of each code unit the low 8 bits are
-     * the character's code. A text shorter than the line leaves the rest as it is; one longer than getChars() goes on
+     * the character's code. A text shorter than the line leaves the rest unchanged; one longer than getChars() goes on
      * beyond the line.
      * @param line not checked: 0 to getLines() - 1 are shown, 16 is line 0 again
      * @param text what to write
      */
     virtual bool printLine(unsigned line, const drawing::DisplayLine& text) = 0;
 
-    /** Writes every line of the buffer, whatever becomes of the others, then shows the page. Clears nothing first. */
+    /** Writes every line of the buffer, even if others fail, then shows the page. Clears nothing first. */
     virtual bool printBuffer(const drawing::DisplayBuffer& buffer) = 0;
 
     /**
      * Resets the controller chip, which takes at least 362 ms, and switches the backlight off. The chip's registers are
-     * then at their reset values, which no operation here replaces: to show text again, construct the panel anew, after
-     * this one is destroyed, since its lines are locked until then.
+     * then at their reset values, which no operation here replaces: to show text again, destroy the panel and construct
+     * it again. A GPIO layer that locks lines does not let a second panel use them before this one is destroyed.
      */
     virtual bool resetController() = 0;
 

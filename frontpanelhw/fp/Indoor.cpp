@@ -1,5 +1,6 @@
 #include "frontpanelhw/fp/Indoor.h"
 
+#include "frontpanelhw/fp/IndoorFpImpl.h"
 #include "sysfs/SysfsGpioFactory.h"
 
 namespace frontpanelhw::fp {

@@ -4,13 +4,14 @@
 #include "frontpanelhw/drawing/DisplayBuffer.h"
 #include "frontpanelhw/drawing/DisplayLine.h"
 #include "frontpanelhw/fp/ILcdFp.h"
-#include "frontpanelhw/fp/IndoorFpImpl.h"
 
 #include <functional>
 #include <memory>
 #include <vector>
 
 namespace frontpanelhw::fp {
+
+class IndoorFpImpl;
 
 /** The indoor panel: keys, LEDs and an LCD of 3 lines of 25 characters, on pins of sysfs::SysfsGpioFactory. */
 class FRONTPANELHW_EXPORT Indoor : public ILcdFp {

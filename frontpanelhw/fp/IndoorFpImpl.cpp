@@ -15,7 +15,7 @@ namespace {
 
 std::unique_ptr<lcd::IRaController> makeProfile(lcd::LcdRa8822& bus)
 {
-    if (bus.lcdType() == 1) {
+    if (bus.lcdType() == lcd::LcdRa8822::ra8806) {
         return std::make_unique<lcd::Ra8806RegistersController>(bus);
     }
     return std::make_unique<lcd::Ra8803RegistersController>(bus);
@@ -79,7 +79,7 @@ void IndoorFpImpl::stop()
 
 bool IndoorFpImpl::isRunning()
 {
-    return getController()->isInitialized() && FpBase::isRunning();
+    return controller->isInitialized() && FpBase::isRunning();
 }
 
 unsigned IndoorFpImpl::getChars() const
@@ -94,7 +94,7 @@ unsigned IndoorFpImpl::getLines() const
 
 bool IndoorFpImpl::enable(bool on)
 {
-    return getController()->enable(on);
+    return controller->enable(on);
 }
 
 } // namespace frontpanelhw::fp

@@ -23,7 +23,7 @@ public:
      *
      * A pin of the LCD that refuses its configuration or fails in the reset is reported on standard error, and the
      * panel is built all the same: display operations then return false and isRunning stays false. A chip that does
-     * not answer is not noticed, except by warnings on standard output; operations then return true.
+     * not respond only causes warnings on standard output; operations then return true.
      * @param factory         makes the pins; used during construction only
      * @param keyGpioBase     GPIO number of key 0
      * @param ledGpioBase     GPIO number of LED 0; the number right after the last LED is the backlight's
@@ -33,7 +33,7 @@ public:
      * @param ledCount        number of LEDs
      * @param invertedLeds    indexes of LEDs whose pins are active-low, and the backlight's GPIO number if it is
      * @param ledsInitiallyOn indexes of LEDs that are on after construction
-     * @throws std::exception whatever a pin throws while it is created, exported or configured
+     * @throws std::exception from a pin that fails while it is created, exported or configured
      */
     IndoorFpImpl(sysfs::ISysfsGpioFactory& factory, unsigned keyGpioBase, unsigned ledGpioBase, unsigned lcdGpioBase,
                  unsigned keyCount, unsigned ledCount, const std::vector<unsigned>& invertedLeds,
@@ -42,7 +42,7 @@ public:
     /** Stops polling and deletes the pins; LEDs and display stay as they are. */
     ~IndoorFpImpl() override;
 
-    /** Binds the LCD's pins to their GPIO numbers; the constructor's own. */
+    /** Binds the LCD's pins to their GPIO numbers; called by the constructor only. */
     void exportLcdGpios(unsigned lcdGpioBase, unsigned backlightGpioNumber);
 
     void connectAnyKeyChangedCb(const std::function<void(unsigned, bool)>& cb) override;

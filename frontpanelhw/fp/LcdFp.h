@@ -14,8 +14,8 @@
 namespace frontpanelhw::fp {
 
 /**
- * Keys, LEDs and a text LCD, abstract. A derived class builds the LCD's controller, installs it and supplies what is
- * left open; applications use the ILcdFp side. Both sides of the object start the panel alike.
+ * Keys, LEDs and a text LCD, abstract. A derived class builds the LCD's controller, installs it and implements the
+ * operations left abstract; applications use the ILcdFp base. start does the same through either base.
  */
 class FRONTPANELHW_EXPORT LcdFp : public ILcdFp, public FpBase {
 public:
@@ -28,7 +28,7 @@ public:
 
     /**
      * Takes the controller in place of an earlier one, which is destroyed, and initialises it.
-     * @return what its init answered, false for none
+     * @return the result of its init, false for a null pointer
      */
     bool initController(std::unique_ptr<lcd::LcdControllerBase> controller);
 
@@ -45,11 +45,7 @@ public:
     bool swapPage() override;
 
 protected:
-    /** @return the controller installed, null before initController */
-    lcd::LcdControllerBase* getController() const { return controller.get(); }
-
-private:
-    std::unique_ptr<lcd::LcdControllerBase> controller;
+    std::unique_ptr<lcd::LcdControllerBase> controller; ///< null before initController
 };
 
 } // namespace frontpanelhw::fp

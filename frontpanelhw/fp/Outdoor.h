@@ -16,7 +16,7 @@ public:
      * Creates and configures all pins; every LED is off and polling is not started.
      * @param keyGpioBase GPIO number of key 0, followed by key 1
      * @param ledGpioBase GPIO number of LED 0, followed by LED 1 to 7
-     * @throws std::exception whatever a pin throws while it is created, exported or configured
+     * @throws std::exception from a pin that fails while it is created, exported or configured
      */
     Outdoor(unsigned keyGpioBase, unsigned ledGpioBase);
 

@@ -33,10 +33,10 @@ public:
     GpioVectorCreator(const GpioVectorCreator&) = delete;
     GpioVectorCreator& operator=(const GpioVectorCreator&) = delete;
 
-    /** Releases the pins held, then creates and exports all of them anew, one after the other. */
+    /** Releases the pins held, then creates and exports all pins, one after the other. */
     std::vector<std::unique_ptr<sysfs::ISysfsGpio>>& createOnlyExported();
 
-    /** As createOnlyExported, then configures every pin alike; a pin that answers false is passed over. */
+    /** As createOnlyExported, then configures every pin alike; a pin that returns false is ignored. */
     std::vector<std::unique_ptr<sysfs::ISysfsGpio>>& createAndInit(bool inverted, sysfs::PinDirectionEn direction,
                                                                    bool initialValue);
 

@@ -2,11 +2,11 @@
 
 #include "frontpanelhw/Export.h"
 #include "frontpanelhw/handler/GpioVectorCreator.h"
-#include "frontpanelhw/handler/KeyChangedCb.h"
 #include "sysfs/ISysfsGpio.h"
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -19,18 +19,18 @@ namespace frontpanelhw::handler {
  *
  * A key is pressed while its line reads 1. Press and release are events, and a key that is held repeats: every 9th
  * poll that finds it held is an event. The count of held polls is one for the whole process: every held key advances
- * it, and every event of any key starts it anew. Several handlers may poll at once.
+ * it, and every event of any key resets it. Several handlers may poll at once.
  *
- * start, stop and the destructor belong to one thread at a time. Neither stop nor the destructor may be called from
- * the callback, where the polling thread would wait for itself, nor with a lock held that the callback takes. A library
- * built without NDEBUG ends the process with a message on standard error when they are called from the callback.
+ * start, stop and the destructor belong to one thread at a time. stop and the destructor must not be called from the
+ * callback, where the polling thread would wait for itself, nor while holding a lock that the callback acquires. A
+ * library built without NDEBUG ends the process with a message on standard error when the callback calls one of them.
  */
 class FRONTPANELHW_EXPORT KeyHandler {
 public:
     /**
-     * Creates, exports and configures the key pins as plain inputs and remembers the levels that they show, so that
-     * a key held now gives no press event. Polling is not started.
-     * @throws std::exception whatever a pin throws while it is created, exported or configured
+     * Creates, exports and configures the key pins as plain inputs and remembers their levels, so that a key held
+     * now gives no press event. Polling is not started.
+     * @throws std::exception from a pin that fails while it is created, exported or configured
      */
     explicit KeyHandler(std::unique_ptr<GpioVectorCreator> gpioCreator);
 
@@ -60,6 +60,13 @@ public:
     void stop();
 
     /**
+     * Replaces anyKeyChangedCb, from any thread and at any time, without waiting for the polling thread. While keys are
+     * polled, that thread installs the function between two events; a call that has begun still ends in the earlier
+     * function. When stop returns, the function is installed.
+     */
+    void replaceCallback(std::function<void(unsigned, bool)> callback);
+
+    /**
      * Body of the polling thread; returns once running is false. Writes a log line for each event that has a
      * callback, then calls it. What a pin read or the callback throws as std::exception is dropped, and the scan goes
      * on with the next key; an exception of another type ends the process.
@@ -72,11 +79,13 @@ public:
      * @param value receives the level read
      * @return true when an event is due
      * @throws std::out_of_range for a key that does not exist or whose first level could not be read
-     * @throws std::exception whatever the read throws
+     * @throws std::exception from a failed read
      */
     bool fireChangeEvent(unsigned index, bool& value);
 
 private:
+    FRONTPANELHW_HIDDEN void installReplacement(std::thread::id nextPoller);
+
     std::thread thread;
 
 public:
@@ -91,10 +100,16 @@ private:
 
 public:
     /**
-     * Called on the polling thread with key index and level; empty at first. May be replaced at any time and from
-     * any thread; a call under way at that moment still ends in the callback that was replaced.
+     * Called on the polling thread with key index and level (true = pressed); empty at first. Assign it directly only
+     * while polling is stopped; replaceCallback does so at any time.
      */
-    KeyChangedCb anyKeyChangedCb;
+    std::function<void(unsigned, bool)> anyKeyChangedCb;
+
+private:
+    std::mutex handover; ///< guards the two members below, and anyKeyChangedCb while nobody polls
+    std::function<void(unsigned, bool)> replacement;
+    bool replaced = false;
+    std::atomic<std::thread::id> poller{std::thread::id()}; ///< the thread in pollingWorker; changed under handover
 };
 
 } // namespace frontpanelhw::handler

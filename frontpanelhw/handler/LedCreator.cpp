@@ -1,6 +1,6 @@
 #include "frontpanelhw/handler/LedCreator.h"
 
-#include "frontpanelhw/Listed.h"
+#include "frontpanelhw/IndexFlags.h"
 #include "sysfs/PinDirectionEn.h"
 
 #include <cstddef>
@@ -18,8 +18,8 @@ std::vector<std::unique_ptr<sysfs::ISysfsGpio>>& LedCreator::create(const std::v
                                                                     const std::vector<unsigned>& ledsInitiallyOn)
 {
     auto& leds = gpioCreator->createOnlyExported();
-    const std::vector<bool> inverted = listed(invertedLeds, leds.size());
-    const std::vector<bool> initiallyOn = listed(ledsInitiallyOn, leds.size());
+    const std::vector<bool> inverted = indexFlags(invertedLeds, leds.size());
+    const std::vector<bool> initiallyOn = indexFlags(ledsInitiallyOn, leds.size());
     for (std::size_t i = 0; i < leds.size(); ++i) {
         leds[i]->init(inverted[i], sysfs::PinDirectionEn::Output, initiallyOn[i]);
     }

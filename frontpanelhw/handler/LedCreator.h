@@ -29,8 +29,7 @@ public:
 
     /**
      * Creates and exports the LED pins and configures each as an output. Both lists hold LED indexes; entries past
-     * the last LED and repeated ones have no effect. A pin that answers false is passed over, an exception is not
-     * caught.
+     * the last LED and repeated ones have no effect. A pin that returns false is ignored, an exception is not caught.
      * @param invertedLeds    LEDs whose pins are active-low
      * @param ledsInitiallyOn LEDs that are on from the start
      * @return the pins, index = LED index; valid as long as the creator lives

@@ -21,7 +21,7 @@ public:
     /** Marks the bus as not initialised, with no pin touched. @return true */
     virtual bool deinit() = 0;
 
-    /** Switches the backlight. @return what the pin answered */
+    /** Switches the backlight. @return the result of the pin */
     virtual bool setBacklight(bool on) = 0;
 
     /** Writes a register. */

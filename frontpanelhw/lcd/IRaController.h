@@ -18,10 +18,10 @@ public:
     /** Sets the contrast. @param value percent, 0 to 100; not checked */
     virtual bool setContrast(unsigned value) = 0;
 
-    /** Writes the variant's start-up registers, all of them whatever becomes of the others; the display is then off. */
+    /** Writes all of the variant's start-up registers, even if some fail; the display is then off. */
     virtual bool initializeRegisterSettings() = 0;
 
-    /** Chooses whether the characters written next are drawn inverted; no bus access when that is so already. */
+    /** Chooses whether the characters written next are drawn inverted; no bus access when it is set already. */
     virtual bool setInverted(bool value) = 0;
 };
 

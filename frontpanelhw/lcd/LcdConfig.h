@@ -20,7 +20,7 @@ struct LcdConfig {
     std::uint32_t reg01Bits;      ///< register 0x01 from bit 1 upwards; RA8803 only
 };
 
-/** @return the one configuration that there is */
+/** @return the same configuration on every call */
 FRONTPANELHW_EXPORT LcdConfig getConfig();
 
 } // namespace frontpanelhw::lcd

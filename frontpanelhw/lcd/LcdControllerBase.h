@@ -7,9 +7,9 @@
 namespace frontpanelhw::lcd {
 
 /**
- * A text controller for the LCD. Operations block the caller for the waits of the bus and return true when all that
- * they did succeeded; while the bus is not initialised they are refused, but for resetController and deinit. No
- * lock is taken.
+ * A text controller for the LCD. Operations block the caller for the waits of the bus and return true when all their
+ * steps succeeded. While the bus is not initialised, only init, deinit, resetController and isInitialized act; the
+ * other operations return false. No lock is acquired.
  */
 class FRONTPANELHW_EXPORT LcdControllerBase {
 public:
@@ -27,7 +27,7 @@ public:
     /** Takes the bus out of use; no pin is touched. */
     virtual bool deinit();
 
-    /** Programs the chip and prepares the display. */
+    /** Programs the chip and prepares the display; returns false while the bus is not initialised. */
     virtual bool init() = 0;
 
     /** Resets the chip; what the controller remembers of it stays. */
@@ -59,11 +59,7 @@ public:
     virtual bool setBacklight(bool on);
 
 protected:
-    /** @return the bus given at construction */
-    ILcd& getLcd() const { return lcd; }
-
-private:
-    ILcd& lcd;
+    ILcd& lcd; ///< the bus given at construction
 };
 
 } // namespace frontpanelhw::lcd

@@ -3,7 +3,6 @@
 #include "frontpanelhw/Wait.h"
 
 #include <chrono>
-#include <cstddef>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -21,9 +20,6 @@ constexpr auto resetWidth = 300ms;
 constexpr auto resetHold = 1ms;
 constexpr auto resetRecovery = 60ms;
 
-constexpr unsigned ra8803 = 0;
-constexpr unsigned ra8806 = 1;
-
 constexpr unsigned char idRegister = 0x00;
 constexpr unsigned char ra8803Id = 0xC9;
 constexpr unsigned char ra8806DataRegister = 0xB0;
@@ -31,120 +27,15 @@ constexpr unsigned char ra8806DataRegister = 0xB0;
 constexpr unsigned lineCount = 3;
 constexpr unsigned charCount = 25;
 
-/*
- * Each writes the log line of an operation that failed and returns false. Out of line, so that operations which succeed
- * do not prepare for it.
- */
-
-[[gnu::cold, gnu::noinline]] bool failed(const char* what, const std::exception& why)
+bool failed(const std::string& what, const std::exception& why)
 {
     std::cerr << what << why.what() << "\n";
     return false;
 }
 
-[[gnu::cold, gnu::noinline]] bool failedToWrite(unsigned reg, unsigned value, const std::exception& why)
-{
-    const std::string what = "ERROR: unable to write lcd controller command '" + std::to_string(value) +
-                             "' to register '" + std::to_string(reg) + "'; ";
-    return failed(what.c_str(), why);
-}
-
-[[gnu::cold, gnu::noinline]] bool failedToRead(unsigned reg, const std::exception& why)
-{
-    const std::string what = "ERROR: unable to read lcd controller register '" + std::to_string(reg) + "'; ";
-    return failed(what.c_str(), why);
-}
-
-/*
- * The bus cycles that pages are made of, as in the chip's timing diagrams. They take the pins as an argument and leave
- * no loop to the processor, since they are most of what it does for the display: as members they would fetch the
- * record's address anew after each of their pin operations.
- */
-
-void switchDataLines(LcdRa8822Gpios& pins, sysfs::PinDirectionEn direction)
-{
-#pragma GCC unroll 8
-    for (auto& dataGpio : pins.dataGpios) {
-        dataGpio->setDirection(direction);
-    }
-}
-
-void putByte(LcdRa8822Gpios& pins, unsigned byte)
-{
-#pragma GCC unroll 8
-    for (std::size_t i = 0; i < pins.dataGpios.size(); ++i) {
-        pins.dataGpios[i]->setValue(((byte >> i) & 1U) != 0);
-    }
-}
-
-unsigned char takeByte(const LcdRa8822Gpios& pins)
-{
-    unsigned byte = 0;
-#pragma GCC unroll 8
-    for (std::size_t i = 0; i < pins.dataGpios.size(); ++i) {
-        byte |= static_cast<unsigned>(pins.dataGpios[i]->getValue()) << i;
-    }
-    return static_cast<unsigned char>(byte);
-}
-
-/** A write cycle up to the strobe's end, for a byte that may be known when this is compiled: no computing then. */
-[[gnu::always_inline]] inline void strobeByte(LcdRa8822Gpios& pins, unsigned byte, bool registerSelect)
-{
-    putByte(pins, byte);
-    pins.registerSelectGpio->setValue(registerSelect);
-    pins.chipSelectGpio->setValue(true);
-    pins.readStrobeGpio->setValue(false);
-    pins.writeStrobeGpio->setValue(true);
-    wait(strobeWidth);
-    pins.writeStrobeGpio->setValue(false);
-    pins.chipSelectGpio->setValue(false);
-}
-
-void sendRegisterNumber(LcdRa8822Gpios& pins, unsigned reg, bool isRa8806)
-{
-    strobeByte(pins, reg, isRa8806);
-    wait(cycleRecovery);
-}
-
-void writeRegister(LcdRa8822Gpios& pins, unsigned reg, unsigned value, bool isRa8806)
-{
-    sendRegisterNumber(pins, reg, isRa8806);
-    putByte(pins, value);
-    pins.registerSelectGpio->setValue(false);
-    pins.chipSelectGpio->setValue(true);
-    pins.writeStrobeGpio->setValue(true);
-    wait(strobeWidth);
-    pins.writeStrobeGpio->setValue(false);
-    pins.chipSelectGpio->setValue(false);
-    wait(cycleRecovery);
-}
-
-/** To be called with the register number sent and the data lines turned to inputs. */
-void readRegisterValue(LcdRa8822Gpios& pins, unsigned char& value)
-{
-    pins.registerSelectGpio->setValue(false);
-    pins.chipSelectGpio->setValue(true);
-    pins.readStrobeGpio->setValue(true);
-    wait(strobeWidth);
-    value = takeByte(pins);
-    pins.readStrobeGpio->setValue(false);
-    pins.chipSelectGpio->setValue(false);
-    wait(cycleRecovery);
-}
-
-void writeMemory(LcdRa8822Gpios& pins, unsigned value, bool isRa8806)
-{
-    if (isRa8806) {
-        strobeByte(pins, ra8806DataRegister, true);
-        wait(cycleRecovery);
-    }
-    strobeByte(pins, value, !isRa8806);
-}
-
 } // namespace
 
-LcdRa8822::LcdRa8822(LcdRa8822Gpios& pins, bool activeLowBacklight)
-    : gpios(pins), type(ra8803), backlightInverted(activeLowBacklight)
+LcdRa8822::LcdRa8822(LcdRa8822Gpios& pins, bool activeLowBacklight) : gpios(pins), backlightInverted(activeLowBacklight)
 {
 }
 
@@ -156,15 +47,11 @@ LcdRa8822::~LcdRa8822()
 bool LcdRa8822::init()
 {
     if (!initGpios(gpios, backlightInverted)) {
-        std::cerr << "ERROR: "
-                  << "failed to initialize one or more gpio(s)"
-                  << "\n";
+        std::cerr << "ERROR: failed to initialize one or more gpio(s)\n";
         return false;
     }
     if (!resetController()) {
-        std::cerr << "ERROR: "
-                  << "error while resetting lcd controller"
-                  << "\n";
+        std::cerr << "ERROR: error while resetting lcd controller\n";
         return false;
     }
     initialized = true;
@@ -176,8 +63,7 @@ bool LcdRa8822::init()
     if (id != ra8803Id) {
         type = ra8806;
     }
-    std::cout << "INFO: "
-              << "LcdControl " << std::hex << static_cast<unsigned>(id) << "\n";
+    std::cout << "INFO: LcdControl " << std::hex << static_cast<unsigned>(id) << "\n";
     return true;
 }
 
@@ -188,13 +74,19 @@ unsigned LcdRa8822::lcdType() const
 
 void LcdRa8822::setDataDirection(sysfs::PinDirectionEn direction)
 {
-    switchDataLines(gpios, direction);
+    for (auto& dataGpio : gpios.dataGpios) {
+        dataGpio->setDirection(direction);
+    }
     dataDirection = direction;
 }
 
 void LcdRa8822::setData(unsigned char value)
 {
-    putByte(gpios, value);
+    unsigned bits = value;
+    for (auto& dataGpio : gpios.dataGpios) {
+        dataGpio->setValue((bits & 1U) != 0);
+        bits >>= 1;
+    }
 }
 
 unsigned char LcdRa8822::getData()
@@ -202,12 +94,35 @@ unsigned char LcdRa8822::getData()
     if (!initialized) {
         return 0;
     }
-    return takeByte(gpios);
+    unsigned value = 0;
+    unsigned bit = 0;
+    for (const auto& dataGpio : gpios.dataGpios) {
+        value |= static_cast<unsigned>(dataGpio->getValue()) << bit++;
+    }
+    return static_cast<unsigned char>(value);
 }
 
 void LcdRa8822::setRegister(unsigned char reg)
 {
-    sendRegisterNumber(gpios, reg, isRa8806());
+    writeByte(reg, type == ra8806);
+    wait(cycleRecovery);
+}
+
+void LcdRa8822::writeByte(unsigned char byte, bool registerSelect)
+{
+    setData(byte);
+    gpios.registerSelectGpio->setValue(registerSelect);
+    gpios.chipSelectGpio->setValue(true);
+    gpios.readStrobeGpio->setValue(false);
+    strobeWrite();
+}
+
+void LcdRa8822::strobeWrite()
+{
+    gpios.writeStrobeGpio->setValue(true);
+    wait(strobeWidth);
+    gpios.writeStrobeGpio->setValue(false);
+    gpios.chipSelectGpio->setValue(false);
 }
 
 bool LcdRa8822::resetController()
@@ -259,10 +174,17 @@ bool LcdRa8822::writeCmd(unsigned char reg, unsigned char value)
     }
     try {
         ensureDataOutput();
-        writeRegister(gpios, reg, value, isRa8806());
+        setRegister(reg);
+        setData(value);
+        gpios.registerSelectGpio->setValue(false);
+        gpios.chipSelectGpio->setValue(true);
+        strobeWrite();
+        wait(cycleRecovery);
         return true;
     } catch (const std::exception& e) {
-        return failedToWrite(reg, value, e);
+        return failed("ERROR: unable to write lcd controller command '" + std::to_string(value) + "' to register '" +
+                          std::to_string(reg) + "'; ",
+                      e);
     }
 }
 
@@ -273,12 +195,19 @@ bool LcdRa8822::readCmd(unsigned char reg, unsigned char& value)
     }
     try {
         ensureDataOutput();
-        sendRegisterNumber(gpios, reg, isRa8806());
+        setRegister(reg);
         setDataDirection(sysfs::PinDirectionEn::Input);
-        readRegisterValue(gpios, value);
+        gpios.registerSelectGpio->setValue(false);
+        gpios.chipSelectGpio->setValue(true);
+        gpios.readStrobeGpio->setValue(true);
+        wait(strobeWidth);
+        value = getData();
+        gpios.readStrobeGpio->setValue(false);
+        gpios.chipSelectGpio->setValue(false);
+        wait(cycleRecovery);
         return true;
     } catch (const std::exception& e) {
-        return failedToRead(reg, e);
+        return failed("ERROR: unable to read lcd controller register '" + std::to_string(reg) + "'; ", e);
     }
 }
 
@@ -317,10 +246,8 @@ bool LcdRa8822::writeCmdAndVerify(unsigned char reg, unsigned char value, unsign
     if (((value ^ readBack) & mask) == 0) {
         return true;
     }
-    std::cout << "WARNING: "
-              << "value '" << std::to_string(value & mask) << "' written to register " << std::to_string(reg)
-              << " read back as '" << std::to_string(readBack & mask) << "'"
-              << "\n";
+    std::cout << "WARNING: value '" << std::to_string(value & mask) << "' written to register " << std::to_string(reg)
+              << " read back as '" << std::to_string(readBack & mask) << "'\n";
     return false;
 }
 
@@ -331,7 +258,10 @@ bool LcdRa8822::writeData(unsigned char value)
     }
     try {
         ensureDataOutput();
-        writeMemory(gpios, value, isRa8806());
+        if (type == ra8806) {
+            setRegister(ra8806DataRegister);
+        }
+        writeByte(value, type != ra8806);
         return true;
     } catch (const std::exception& e) {
         return failed("ERROR: unable to write lcd controller data; ", e);
@@ -358,11 +288,6 @@ void LcdRa8822::ensureDataOutput()
     if (dataDirection != sysfs::PinDirectionEn::Output) {
         setDataDirection(sysfs::PinDirectionEn::Output);
     }
-}
-
-bool LcdRa8822::isRa8806() const
-{
-    return type == ra8806;
 }
 
 } // namespace frontpanelhw::lcd

@@ -11,10 +11,10 @@ namespace frontpanelhw::lcd {
 
 /**
  * Bus driver of the RA8822 family: produces each bus cycle by setting and reading the LCD's pins, with sleeps between
- * the edges. The variants RA8803 and RA8806 differ in what the register select line means.
+ * the edges. The variants RA8803 and RA8806 differ in the meaning of the register select line.
  *
  * An exception of a pin that derives from std::exception ends the operation: it is reported on standard error, the
- * pins stay where they are and the result is false. What setValue answers is looked at by setBacklight only.
+ * pins stay where they are and the operation returns false. Only setBacklight uses the result of a pin's setValue.
  */
 class FRONTPANELHW_EXPORT LcdRa8822 : public ILcd {
 public:
@@ -34,17 +34,20 @@ public:
     /**
      * Configures the pins, resets the chip and identifies it, with a log line. An identification that cannot be read
      * counts as byte 0, that is as an RA8806.
-     * @return false when a pin answered false or the reset failed; the driver then stays as it was
-     * @throws std::exception whatever a pin throws while it is configured
+     * @return false when a pin refused its configuration or the reset failed; the driver's state is then unchanged
+     * @throws std::exception from a pin that fails while it is configured
      */
     bool init();
 
-    /** @return 0 when the chip is driven as an RA8803, 1 as an RA8806; settled by init */
+    static constexpr unsigned ra8803 = 0; ///< lcdType of an RA8803
+    static constexpr unsigned ra8806 = 1; ///< lcdType of an RA8806
+
+    /** @return ra8803 or ra8806, as the chip is driven; final after init */
     unsigned lcdType() const;
 
-    /** @name Bus primitives: they check nothing (but getData) and let exceptions of the pins pass. */
+    /** @name Bus primitives: only getData checks for initialisation; exceptions of pins pass. */
     ///@{
-    /** Switches all eight data lines, line 0 first; outputs take the levels that they were last given. */
+    /** Switches all eight data lines, line 0 first; outputs take the levels last set. */
     void setDataDirection(sysfs::PinDirectionEn direction);
     /** Puts a byte on the data lines, bit 0 first. They must be outputs. */
     void setData(unsigned char value);
@@ -68,11 +71,12 @@ public:
 
 private:
     FRONTPANELHW_HIDDEN void ensureDataOutput();
-    FRONTPANELHW_HIDDEN bool isRa8806() const;
+    FRONTPANELHW_HIDDEN void writeByte(unsigned char byte, bool registerSelect);
+    FRONTPANELHW_HIDDEN void strobeWrite();
 
     LcdRa8822Gpios& gpios;
     bool initialized = false;
-    std::uint32_t type = 0;
+    std::uint32_t type = ra8803;
     bool backlightInverted;
     sysfs::PinDirectionEn dataDirection = sysfs::PinDirectionEn::Input;
 };

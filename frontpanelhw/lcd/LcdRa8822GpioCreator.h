@@ -16,7 +16,7 @@ public:
 
     /**
      * @return a record of fourteen pins, made in the order of its members, neither exported nor configured
-     * @throws std::exception whatever the factory throws
+     * @throws std::exception from a factory that fails
      */
     std::unique_ptr<LcdRa8822Gpios> create() const;
 

@@ -14,20 +14,20 @@ namespace frontpanelhw::lcd {
  */
 struct LcdRa8822Gpios {
     std::array<std::unique_ptr<sysfs::ISysfsGpio>, 8> dataGpios; ///< element i carries bit i of the bus byte
-    std::unique_ptr<sysfs::ISysfsGpio> registerSelectGpio;       ///< tells the chip what a cycle carries
+    std::unique_ptr<sysfs::ISysfsGpio> registerSelectGpio;       ///< selects what a cycle carries
     std::unique_ptr<sysfs::ISysfsGpio> chipSelectGpio;           ///< asserted for the whole of a bus cycle
     std::unique_ptr<sysfs::ISysfsGpio> readStrobeGpio;           ///< asserted while the chip drives the data lines
     std::unique_ptr<sysfs::ISysfsGpio> writeStrobeGpio;          ///< pulsed to latch a byte into the chip
     std::unique_ptr<sysfs::ISysfsGpio> resetGpio;                ///< asserted to hold the chip in reset
-    std::unique_ptr<sysfs::ISysfsGpio> backlightGpio;            ///< logical 1 = on, whatever the wiring
+    std::unique_ptr<sysfs::ISysfsGpio> backlightGpio;            ///< logical 1 = on for either polarity
 };
 
 /**
- * Configures all fourteen pins as outputs at logical 0, whatever becomes of the others.
+ * Configures all fourteen pins as outputs at logical 0, even if others fail.
  * @param gpios             a record in which every member holds an exported pin
  * @param backlightInverted true makes the backlight pin active-low
- * @return true when every pin answered true
- * @throws std::exception whatever a pin throws; the pins after it are then not configured
+ * @return true when the init of every pin returned true
+ * @throws std::exception from a pin that fails; the pins after it are then not configured
  */
 FRONTPANELHW_EXPORT bool initGpios(LcdRa8822Gpios& gpios, bool backlightInverted);
 

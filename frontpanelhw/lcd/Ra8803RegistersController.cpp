@@ -28,28 +28,26 @@ Ra8803RegistersController::~Ra8803RegistersController() = default;
 
 bool Ra8803RegistersController::enable(bool on)
 {
-    return getLcd().writeCmd(modeRegister, modeValue(getLcdConfig(), on));
+    return lcd.writeCmd(modeRegister, modeValue(config, on));
 }
 
 bool Ra8803RegistersController::setContrast(unsigned value)
 {
-    return getLcd().writeCmd(contrastRegister, static_cast<unsigned char>(value * highestContrastStep / 100));
+    return lcd.writeCmd(contrastRegister, static_cast<unsigned char>(value * highestContrastStep / 100));
 }
 
 bool Ra8803RegistersController::initializeRegisterSettings()
 {
-    const LcdConfig& panel = getLcdConfig();
-    ILcd& bus = getLcd();
-    bool ok = writeRegisters(bus, {
-                                      {modeRegister, modeValue(panel, false), 0xFF},
-                                      {0x01, static_cast<unsigned char>(((panel.reg01Bits << 1) | 0xB0) & ~1U), 0xFF},
+    bool ok = writeRegisters(lcd, {
+                                      {modeRegister, modeValue(config, false), 0xFF},
+                                      {0x01, static_cast<unsigned char>((config.reg01Bits << 1) | 0xB0), 0xFF},
                                       {0x02, 0x00, 0xFF},
                                       {0x03, 0x80, 0xFF},
                                       {0x10, 0x6B, 0xFF}, // bit 5: normal drawing
                                       {0x12, 0xA1, 0xFF}, // page 1 is written, page 2 is shown
                                   });
     ok &= initializeSettingsCommon();
-    ok &= writeRegisters(bus, {
+    ok &= writeRegisters(lcd, {
                                   {0x40, 0x00, 0xFF},
                                   {0x50, 0x00, 0xFF},
                                   {0x41, 0x00, 0xFF},
@@ -66,12 +64,12 @@ bool Ra8803RegistersController::initializeRegisterSettings()
                                   {0xA1, 0x00, 0xFF},
                                   {0xA2, 0x00, 0xFF},
                                   {0xA3, 0x00, 0xFF},
-                                  {0xB0, widthValue(panel.textAreaWidth), 0xFF},
-                                  {0xB1, heightValue(panel.textAreaHeight), 0xFF},
+                                  {0xB0, widthValue(config.textAreaWidth), 0xFF},
+                                  {0xB1, heightValue(config.textAreaHeight), 0xFF},
                                   {0xC0, 0x00, 0x30},
                                   {0xC1, 0x08, 0x0C},
                                   {contrastRegister, 0x0C, 0xFF},
-                                  {0xF0, static_cast<unsigned char>(((panel.regF0Bit2 << 2) | 0xD0) & ~3U), 0xFF},
+                                  {0xF0, static_cast<unsigned char>((config.regF0Bit2 << 2) | 0xD0), 0xFF},
                                   {0xF1, 0x0F, 0xFF},
                               });
     return ok;
@@ -79,10 +77,7 @@ bool Ra8803RegistersController::initializeRegisterSettings()
 
 bool Ra8803RegistersController::setInverted(bool value)
 {
-    if (value == inverted) {
-        return true;
-    }
-    if (!RaRegistersControllerCommon::setInverted(!value)) {
+    if (value != inverted && !RaRegistersControllerCommon::setInverted(!value)) {
         return false;
     }
     inverted = value;

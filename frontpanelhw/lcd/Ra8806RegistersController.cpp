@@ -12,9 +12,8 @@ constexpr unsigned char modeRegister = 0x00;
 /** Register 0x00 with the display on or off. */
 unsigned char modeValue(const LcdConfig& panel, bool displayOn)
 {
-    return static_cast<unsigned char>(((panel.reg00Bit0 ? 0x01U : 0U) | (panel.reg00Bit1 ? 0x02U : 0U) |
-                                       (displayOn ? 0x04U : 0U) | ((panel.reg00Bit3 & 1U) << 3)) &
-                                      0x0FU);
+    return static_cast<unsigned char>((panel.reg00Bit0 ? 0x01U : 0U) | (panel.reg00Bit1 ? 0x02U : 0U) |
+                                      (displayOn ? 0x04U : 0U) | ((panel.reg00Bit3 & 1U) << 3));
 }
 
 } // namespace
@@ -27,7 +26,7 @@ Ra8806RegistersController::~Ra8806RegistersController() = default;
 
 bool Ra8806RegistersController::enable(bool on)
 {
-    return getLcd().writeCmd(modeRegister, modeValue(getLcdConfig(), on));
+    return lcd.writeCmd(modeRegister, modeValue(config, on));
 }
 
 bool Ra8806RegistersController::setContrast(unsigned /*value*/)
@@ -37,26 +36,21 @@ bool Ra8806RegistersController::setContrast(unsigned /*value*/)
 
 bool Ra8806RegistersController::initializeRegisterSettings()
 {
-    const LcdConfig& panel = getLcdConfig();
-    ILcd& bus = getLcd();
-    bool ok = writeRegisters(bus, {
-                                      {modeRegister, modeValue(panel, false), 0xFF},
+    bool ok = writeRegisters(lcd, {
+                                      {modeRegister, modeValue(config, false), 0xFF},
                                       {0x01, 0x04, 0xFF},
                                       {0x10, 0x42, 0xFF}, // bit 5 clear: normal drawing
                                   });
     ok &= initializeSettingsCommon();
-    ok &= writeRegisters(bus, {
-                                  {0xF0, static_cast<unsigned char>((panel.regF0Bit2 & 1U) << 2), 0xFF},
+    ok &= writeRegisters(lcd, {
+                                  {0xF0, static_cast<unsigned char>((config.regF0Bit2 & 1U) << 2), 0xFF},
                               });
     return ok;
 }
 
 bool Ra8806RegistersController::setInverted(bool value)
 {
-    if (value == inverted) {
-        return true;
-    }
-    if (!RaRegistersControllerCommon::setInverted(value)) {
+    if (value != inverted && !RaRegistersControllerCommon::setInverted(value)) {
         return false;
     }
     inverted = value;

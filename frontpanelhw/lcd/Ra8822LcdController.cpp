@@ -1,7 +1,7 @@
 #include "frontpanelhw/lcd/Ra8822LcdController.h"
 
 #include "frontpanelhw/drawing/DisplayChar.h"
-#include "frontpanelhw/drawing/Narrow.h"
+#include "frontpanelhw/drawing/LowByte.h"
 
 #include <iostream>
 #include <utility>
@@ -32,15 +32,14 @@ Ra8822LcdController::~Ra8822LcdController() = default;
 
 bool Ra8822LcdController::init()
 {
-    bool ok = getLcd().isInitialized();
+    bool ok = lcd.isInitialized();
     ok &= raController->initializeRegisterSettings();
     ok &= prepareDisplay();
 
     unsigned char status = 0;
-    const bool statusRead = getLcd().readStatus(status);
-    std::cout << "INFO: "
-              << "status register: " << (statusRead ? "1" : "0") << " 0x" << std::hex << static_cast<unsigned>(status)
-              << "\n";
+    const bool statusRead = lcd.readStatus(status);
+    std::cout << "INFO: status register: " << (statusRead ? "1" : "0") << " 0x" << std::hex
+              << static_cast<unsigned>(status) << "\n";
     return ok;
 }
 
@@ -51,29 +50,24 @@ bool Ra8822LcdController::prepareDisplay()
     ok &= clear();
     ok &= enable(true);
     ok &= setContrast(initialContrast);
-    ok &= getLcd().setBacklight(true);
+    ok &= lcd.setBacklight(true);
     return ok;
 }
 
 bool Ra8822LcdController::clear()
 {
-    if (!getLcd().isInitialized()) {
-        return false;
-    }
     unsigned char memory = 0;
-    if (!getLcd().readCmd(memoryRegister, memory)) {
-        return false;
-    }
-    return getLcd().writeCmd(memoryRegister, static_cast<unsigned char>(memory | clearMemoryBit));
+    return lcd.isInitialized() && lcd.readCmd(memoryRegister, memory) &&
+           lcd.writeCmd(memoryRegister, static_cast<unsigned char>(memory | clearMemoryBit));
 }
 
 bool Ra8822LcdController::setCursor(unsigned column, unsigned line)
 {
-    if (!getLcd().isInitialized()) {
+    if (!lcd.isInitialized()) {
         return false;
     }
     if (column != cursorColumn) {
-        const bool written = getLcd().writeCmd(cursorColumnRegister, static_cast<unsigned char>(column));
+        const bool written = lcd.writeCmd(cursorColumnRegister, static_cast<unsigned char>(column));
         cursorColumn = column;
         if (!written) {
             return false;
@@ -82,7 +76,7 @@ bool Ra8822LcdController::setCursor(unsigned column, unsigned line)
     if (line == cursorLine) {
         return true;
     }
-    const bool written = getLcd().writeCmd(cursorRowRegister, static_cast<unsigned char>((line << 4) & 0xF0U));
+    const bool written = lcd.writeCmd(cursorRowRegister, static_cast<unsigned char>(line << 4));
     cursorLine = line;
     return written;
 }
@@ -94,10 +88,7 @@ bool Ra8822LcdController::printLine(unsigned line, const drawing::DisplayLine& t
     }
     for (unsigned i = 0; i < text.getCharCount(); ++i) {
         const drawing::DisplayChar cell = text.getCharacter(i);
-        if (!raController->setInverted(cell.inverted)) {
-            return false;
-        }
-        if (!getLcd().writeData(drawing::narrow(cell.character))) {
+        if (!raController->setInverted(cell.inverted) || !lcd.writeData(drawing::lowByte(cell.character))) {
             return false;
         }
         ++cursorColumn;
@@ -107,17 +98,17 @@ bool Ra8822LcdController::printLine(unsigned line, const drawing::DisplayLine& t
 
 bool Ra8822LcdController::enable(bool on)
 {
-    return getLcd().isInitialized() && raController->enable(on);
+    return lcd.isInitialized() && raController->enable(on);
 }
 
 bool Ra8822LcdController::setContrast(unsigned percent)
 {
-    return getLcd().isInitialized() && percent <= highestContrast && raController->setContrast(percent);
+    return lcd.isInitialized() && percent <= highestContrast && raController->setContrast(percent);
 }
 
 bool Ra8822LcdController::swapPage()
 {
-    if (!getLcd().isInitialized()) {
+    if (!lcd.isInitialized()) {
         return false;
     }
     displayPage = writePage;
@@ -127,7 +118,7 @@ bool Ra8822LcdController::swapPage()
 
 bool Ra8822LcdController::setPageConfig(unsigned pageToWrite, unsigned pageToShow)
 {
-    return getLcd().writeCmd(pageRegister, static_cast<unsigned char>(0x80U | pageToWrite | (pageToShow << 4)));
+    return lcd.writeCmd(pageRegister, static_cast<unsigned char>(0x80U | pageToWrite | (pageToShow << 4)));
 }
 
 } // namespace frontpanelhw::lcd

@@ -29,8 +29,8 @@ public:
     bool clear() override;
 
     /**
-     * Writes the start-up registers and prepares the display, whatever becomes of the single steps, and writes a log
-     * line with the chip's status byte.
+     * Writes the start-up registers and prepares the display, every step even if others fail, and writes a log line
+     * with the chip's status byte.
      * @return true when the bus is initialised and all writes succeeded; the status read does not count
      */
     bool init() override;
@@ -44,7 +44,7 @@ public:
     /** Clears both pages, swaps them, and switches display (at contrast 50) and backlight on. */
     bool prepareDisplay();
 
-    /** Tells the chip which page to write and which to show, each 1 or 2. */
+    /** Sets the page that the chip writes and the page that it shows, each 1 or 2. */
     bool setPageConfig(unsigned writePage, unsigned displayPage);
 
 private:

@@ -30,11 +30,8 @@ bool RaRegistersControllerCommon::initializeSettingsCommon()
 
 bool RaRegistersControllerCommon::setInverted(bool value)
 {
-    if (!lcd.isInitialized()) {
-        return false;
-    }
     unsigned char current = 0;
-    if (!lcd.readCmd(inverseRegister, current)) {
+    if (!lcd.isInitialized() || !lcd.readCmd(inverseRegister, current)) {
         return false;
     }
     const unsigned cleared = current & ~inverseBit;

@@ -12,22 +12,15 @@ public:
     /** Makes no bus access. @param lcd the bus; must outlive the profile */
     explicit RaRegistersControllerCommon(ILcd& lcd);
 
-    /** Writes the start-up registers that both variants have alike, all of them whatever becomes of the others. */
+    /** Writes all start-up registers that both variants share, even if some fail. */
     bool initializeSettingsCommon();
 
     /** Sets bit 5 of register 0x10 to value and leaves its other bits; stops at the first access that fails. */
     bool setInverted(bool value);
 
 protected:
-    /** @return the bus given at construction */
-    ILcd& getLcd() const { return lcd; }
-
-    /** @return the geometry and mode that the start-up registers are made from */
-    const LcdConfig& getLcdConfig() const { return config; }
-
-private:
-    ILcd& lcd;
-    LcdConfig config;
+    ILcd& lcd;        ///< the bus given at construction
+    LcdConfig config; ///< geometry and mode that the start-up registers are made from
 };
 
 } // namespace frontpanelhw::lcd

@@ -26,7 +26,7 @@ constexpr unsigned char heightValue(std::uint32_t rows)
     return static_cast<unsigned char>(rows - 1);
 }
 
-/** Writes the settings in order, each with its read-back check, whatever becomes of the others. */
+/** Writes the settings in order, each with its read-back check, even if others fail. */
 bool writeRegisters(ILcd& lcd, std::initializer_list<RegisterSetting> settings);
 
 } // namespace frontpanelhw::lcd

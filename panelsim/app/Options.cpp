@@ -301,7 +301,7 @@ void OptionParser::finishPanel()
 {
     BoardConfig& board = options.board;
     if (outdoor) {
-        const BoardConfig preset = outdoorBoard();
+        const BoardConfig preset = boardOf(panelKind("outdoor"));
         if (keyCount.value_or(preset.keyCount) != preset.keyCount) {
             throw UsageError("--keys: the outdoor panel has " + std::to_string(preset.keyCount) + " keys");
         }

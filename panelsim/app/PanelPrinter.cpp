@@ -17,16 +17,17 @@ namespace {
 constexpr std::chrono::milliseconds rest{80};
 constexpr std::chrono::seconds drawingPatience{1};
 
-std::string toText(const PanelView& view)
+std::string toText(const BoardConfig& config, const PanelView& view)
 {
     const bool inColour = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
-    return drawPanel(view, inColour ? TextStyle::Terminal : TextStyle::Plain);
+    return drawPanel(config, view, inColour ? TextStyle::Terminal : TextStyle::Plain);
 }
 
 } // namespace
 
 PanelPrinter::PanelPrinter(Simulation& itsSimulation)
-    : simulation(itsSimulation), drawn(toText(itsSimulation.board.view())), drawing([this] { drawChanges(); })
+    : simulation(itsSimulation), drawn(toText(itsSimulation.board.getConfig(), itsSimulation.board.view())),
+      drawing([this] { drawChanges(); })
 {
 }
 
@@ -42,7 +43,7 @@ void PanelPrinter::drawChanges()
     while (!ending) {
         const std::uint64_t seen = simulation.changes.count();
         PanelView view = simulation.board.view();
-        if (toText(view) == drawn) {
+        if (toText(simulation.board.getConfig(), view) == drawn) {
             simulation.changes.wait(seen, ChangeSignal::Clock::now() + std::chrono::hours(1));
             continue;
         }
@@ -59,7 +60,7 @@ void PanelPrinter::drawChanges()
 
 void PanelPrinter::draw(const PanelView& view)
 {
-    std::string text = toText(view);
+    std::string text = toText(simulation.board.getConfig(), view);
     if (text != drawn) {
         writeAll(STDOUT_FILENO, "\n" + text);
         drawn = std::move(text);

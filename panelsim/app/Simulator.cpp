@@ -40,7 +40,7 @@ PageInfo pageInfo(const Options& options)
 Simulator::Simulator(const Options& given, std::optional<Scenario> itsScenario, const Signals& itsSignals)
     : options(given), signals(itsSignals), scenario(std::move(itsScenario)),
       wakeup(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "cannot open an event"),
-      simulation(given.board, [this] { return clock.now(); }),
+      simulation(given.board),
       pins(simulation.board, [this](const std::string& text) { remark(text); })
 {
     for (const PinFault& fault : options.faults) {
@@ -68,8 +68,7 @@ void Simulator::openPage()
             restartWanted = true;
             wakeMainThread();
         };
-        page = std::make_unique<PanelServer>(simulation, pageInfo(options), address, restart,
-                                             [this](const std::string& text) { remark(text); });
+        page = std::make_unique<PanelServer>(simulation, pageInfo(options), address, restart);
     };
     if (options.http) {
         serve(*options.http);

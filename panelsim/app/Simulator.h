@@ -12,7 +12,6 @@
 #include "panelsim/scenario/ScenarioResult.h"
 #include "panelsim/web/PanelServer.h"
 #include "panelsim/wire/PinServer.h"
-#include "panelsim/wire/StampedClock.h"
 
 #include <atomic>
 #include <chrono>
@@ -68,7 +67,6 @@ private:
     const std::optional<Scenario> scenario;
     const FileDescriptor wakeup;
     std::atomic<bool> restartWanted{false};
-    StampedClock clock;
     Simulation simulation;
     std::optional<VcdTrace> trace;
     PinServer pins;

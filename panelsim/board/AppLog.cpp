@@ -12,13 +12,16 @@ void AppLog::append(LogLine::Source source, std::string_view bytes)
 {
     {
         const std::lock_guard<std::mutex> lock(mutex);
-        for (auto newline = bytes.find('\n'); newline != std::string_view::npos; newline = bytes.find('\n')) {
-            put(source, bytes.substr(0, newline));
-            complete(source);
-            bytes.remove_prefix(newline + 1);
-        }
-        if (!bytes.empty()) {
-            put(source, bytes);
+        while (!bytes.empty()) {
+            LogLine& line = openLine(source);
+            const std::string_view fitting = bytes.substr(0, longestLine - line.text.size());
+            const std::string_view taken = fitting.substr(0, fitting.find('\n'));
+            line.text += taken;
+            bytes.remove_prefix(taken.size());
+            if (!bytes.empty()) { // the line ends here, or it is full
+                complete(source);
+                bytes.remove_prefix(bytes.front() == '\n' ? 1 : 0);
+            }
         }
         ++appended;
     }
@@ -29,9 +32,6 @@ void AppLog::endLine(LogLine::Source source)
 {
     {
         const std::lock_guard<std::mutex> lock(mutex);
-        if (begun.count(source) == 0) {
-            return;
-        }
         complete(source);
         ++appended;
     }
@@ -61,70 +61,42 @@ AppLog::Lines AppLog::linesFrom(std::uint64_t number, std::size_t enoughBytes) c
     return {first, {begin, end}, end == lines.end()};
 }
 
-std::vector<LogLine> AppLog::lastLines(std::size_t most) const
+bool AppLog::find(std::string_view text, Position& position) const
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    return {lines.end() - static_cast<std::ptrdiff_t>(std::min(most, lines.size())), lines.end()};
-}
-
-std::optional<AppLog::Position> AppLog::find(std::string_view text, Position from) const
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (from.unfinished) {
-        if (const auto found = findAt(text, *from.unfinished)) {
-            return Position{from.place, found};
+    std::uint64_t number = firstLine;
+    for (auto line = lines.begin(); line != lines.end(); ++line, ++number) {
+        const auto source = static_cast<std::size_t>(line->source);
+        if (line->source == LogLine::Source::Simulator || number < position.at(source).line) {
+            continue;
         }
-    }
-    for (Place place = from.place.line < firstLine ? Place{firstLine, 0} : from.place;
-         place.line < firstLine + lines.size(); place = {place.line + 1, 0}) {
-        if (const auto found = findAt(text, place)) {
-            Position position{*found, {}};
-            for (const auto& [source, line] : begun) {
-                if (line < found->line) {
-                    position.unfinished = Place{line, lines[indexOf(line)].text.size()};
-                }
-            }
-            return position;
+        const std::size_t column = number == position.at(source).line ? position.at(source).column : 0;
+        const auto found = line->text.find(text, column);
+        if (found == std::string::npos) {
+            continue;
         }
-    }
-    return std::nullopt;
-}
-
-/** @return the place right after the text in that line, from that column on */
-std::optional<AppLog::Place> AppLog::findAt(std::string_view text, Place from) const
-{
-    if (from.line < firstLine || from.line >= firstLine + lines.size()) {
-        return std::nullopt;
-    }
-    const LogLine& line = lines[indexOf(from.line)];
-    const auto found = line.text.find(text, from.column);
-    if (line.source == LogLine::Source::Simulator || found == std::string::npos) {
-        return std::nullopt;
-    }
-    return Place{from.line, found + text.size()};
-}
-
-/** Adds text without a newline to the line that the source has begun, or to new ones. */
-void AppLog::put(LogLine::Source source, std::string_view bytes)
-{
-    do {
-        const auto line = begun.find(source);
-        LogLine& target = line != begun.end() ? lines[indexOf(line->second)] : beginLine(source);
-        const std::size_t taken = std::min(bytes.size(), longestLine - target.text.size());
-        target.text += bytes.substr(0, taken);
-        bytes.remove_prefix(taken);
-        if (!bytes.empty()) {
-            complete(source);
+        position.at(source) = {number, found + text.size()};
+        // What the other stream wrote before is searched as well, of the line that it has not ended, too.
+        const std::size_t other = 1 - source;
+        if (const auto& open = begun.at(other); open && *open < number) {
+            position.at(other) = {*open, lines[static_cast<std::size_t>(*open - firstLine)].text.size()};
+        } else if (position.at(other).line < number) {
+            position.at(other) = {number, 0};
         }
-    } while (!bytes.empty());
+        return true;
+    }
+    return false;
 }
 
-LogLine& AppLog::beginLine(LogLine::Source source)
+/** @return the line that the source has begun, or a new one */
+LogLine& AppLog::openLine(LogLine::Source source)
 {
+    if (begunBy(source)) {
+        return lineAt(*begunBy(source));
+    }
     const std::uint64_t number = firstLine + lines.size();
     for (const auto each : {LogLine::Source::Output, LogLine::Source::Error}) {
-        const auto line = begun.find(each);
-        if (line != begun.end() && number - line->second > mostOvertaking) {
+        if (begunBy(each) && number - *begunBy(each) > mostOvertaking) {
             complete(each);
         }
     }
@@ -132,14 +104,16 @@ LogLine& AppLog::beginLine(LogLine::Source source)
         lines.pop_front();
         ++firstLine;
     }
-    begun[source] = number;
-    return lines.emplace_back(LogLine{source});
+    begunBy(source) = number;
+    return lines.emplace_back(LogLine{source, std::chrono::system_clock::now()});
 }
 
 void AppLog::complete(LogLine::Source source)
 {
-    lines[indexOf(begun.at(source))].complete = true;
-    begun.erase(source);
+    if (begunBy(source)) {
+        lineAt(*begunBy(source)).complete = true;
+        begunBy(source).reset();
+    }
 }
 
 } // namespace panelsim

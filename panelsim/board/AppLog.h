@@ -2,11 +2,12 @@
 
 #include "panelsim/board/ChangeSignal.h"
 
+#include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <limits>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -24,8 +25,9 @@ struct LogLine {
     };
 
     Source source = Source::Output;
-    std::string text = {}; ///< bytes as they were written, without the newline
-    bool complete = false; ///< whether no more is to come
+    std::chrono::system_clock::time_point time = {}; ///< when it began
+    std::string text = {};                           ///< bytes as they were written, without the newline
+    bool complete = false;                           ///< whether no more is to come
 };
 
 /**
@@ -45,11 +47,8 @@ public:
         std::size_t column = 0;
     };
 
-    /** What has been looked at: all before a place, but for an earlier line that had not come to its end. */
-    struct Position {
-        Place place = {};
-        std::optional<Place> unfinished = {};
-    };
+    /** What has been searched: all before these places in the application's standard output and error. */
+    using Position = std::array<Place, 2>;
 
     /** Some lines that follow each other. */
     struct Lines {
@@ -75,28 +74,24 @@ public:
      * bytes of text
      */
     Lines linesFrom(std::uint64_t number, std::size_t enoughBytes = std::numeric_limits<std::size_t>::max()) const;
-    /** @return the last lines, at most so many */
-    std::vector<LogLine> lastLines(std::size_t most) const;
 
     /**
      * Looks for text within one line of the application's.
-     * @return the position right after it, empty when it is not there
+     * @param position where to begin; moved right behind the text when it is found
      */
-    std::optional<Position> find(std::string_view text, Position from) const;
+    bool find(std::string_view text, Position& position) const;
 
 private:
-    /** @param number of a line that is kept */
-    std::size_t indexOf(std::uint64_t number) const { return static_cast<std::size_t>(number - firstLine); }
-    std::optional<Place> findAt(std::string_view text, Place from) const;
-    void put(LogLine::Source source, std::string_view bytes);
-    LogLine& beginLine(LogLine::Source source);
+    LogLine& lineAt(std::uint64_t number) { return lines[static_cast<std::size_t>(number - firstLine)]; }
+    std::optional<std::uint64_t>& begunBy(LogLine::Source source) { return begun.at(static_cast<std::size_t>(source)); }
+    LogLine& openLine(LogLine::Source source);
     void complete(LogLine::Source source);
 
     ChangeSignal& changes;
     mutable std::mutex mutex;
     std::deque<LogLine> lines;
-    std::uint64_t firstLine = 0;                    ///< number of the first line that is kept
-    std::map<LogLine::Source, std::uint64_t> begun; ///< numbers of the lines that are not complete
+    std::uint64_t firstLine = 0;                         ///< number of the first line that is kept
+    std::array<std::optional<std::uint64_t>, 3> begun{}; ///< by source: number of the line that is not complete
     std::uint64_t appended = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "panelsim/board/Board.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <stdexcept>
 #include <string>
@@ -14,9 +15,18 @@ namespace {
 constexpr unsigned idLineCount = 4;
 constexpr unsigned dataLineCount = 8;
 
+/** The LCD's other lines, in the order of their GPIO numbers. */
+constexpr std::array controlLines = {&LcdLevels::registerSelect, &LcdLevels::chipSelect, &LcdLevels::readStrobe,
+                                     &LcdLevels::writeStrobe, &LcdLevels::reset};
+
 [[noreturn]] void throwGpioError(unsigned gpio, int error, const char* what)
 {
     throw std::system_error(error, std::generic_category(), "GPIO " + std::to_string(gpio) + ": " + what);
+}
+
+bool bitOf(unsigned value, unsigned index)
+{
+    return (value >> index & 1U) != 0;
 }
 
 void setBit(unsigned char& byte, unsigned index, bool value)
@@ -30,15 +40,11 @@ LineLevel toLevel(bool high)
     return high ? LineLevel::High : LineLevel::Low;
 }
 
-bool canAnswerFalse(PinOperation operation)
-{
-    return operation == PinOperation::Init || operation == PinOperation::SetValue;
-}
-
 bool matches(const PinFault& fault, PinOperation operation, std::optional<unsigned> gpio)
 {
-    return (!fault.gpio || fault.gpio == gpio) && (!fault.operation || *fault.operation == operation) &&
-           (fault.kind == PinFault::Kind::Throw || canAnswerFalse(operation));
+    const bool canReturnFalse = operation == PinOperation::Init || operation == PinOperation::SetValue;
+    return (!fault.gpio || fault.gpio == gpio) && (!fault.operation || fault.operation == operation) &&
+           (fault.kind == PinFault::Kind::Throw || canReturnFalse);
 }
 
 } // namespace
@@ -49,217 +55,234 @@ std::chrono::nanoseconds Board::steadyTime()
 }
 
 Board::Board(BoardConfig boardConfig, Clock boardClock)
-    : config(std::move(boardConfig)), clock(std::move(boardClock)), pressed(config.keyCount)
+    : config(std::move(boardConfig)), clock(std::move(boardClock)), keys(config.keyCount),
+      bus(config.chip, config.shortestStrobe, config.silentChip)
 {
     addLines(Role::Id, config.idGpioBase, idLineCount);
     addLines(Role::Key, config.keyGpioBase, config.keyCount);
-    addLines(Role::Led, config.ledGpioBase, config.ledCount);
+    addLines(Role::Light, config.ledGpioBase, config.ledCount + (config.hasLcd ? 1 : 0));
     if (config.hasLcd) {
-        const unsigned afterData = config.lcdGpioBase + dataLineCount;
-        addLines(Role::Backlight, config.ledGpioBase + config.ledCount, 1);
+        const unsigned firstControl = config.lcdGpioBase + dataLineCount;
         addLines(Role::LcdData, config.lcdGpioBase, dataLineCount);
-        addLines(Role::LcdRegisterSelect, afterData, 1);
-        addLines(Role::LcdChipSelect, afterData + 1, 1, LineLevel::High);
-        addLines(Role::LcdReadStrobe, afterData + 2, 1, LineLevel::High);
-        addLines(Role::LcdWriteStrobe, afterData + 3, 1, LineLevel::High);
-        addLines(Role::LcdReset, afterData + 4, 1, LineLevel::High);
-        bus.emplace(config.chip, config.shortestStrobe);
+        addLines(Role::LcdControl, firstControl, controlLines.size(), LineLevel::High);
+        lineAt(firstControl).pull = LineLevel::Floating;
     }
-}
-
-std::chrono::nanoseconds Board::now() const
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    return clock();
+    for (const auto& stuck : config.stuckLines) {
+        if (lines.count(stuck.first) == 0) {
+            throw std::invalid_argument("GPIO " + std::to_string(stuck.first) + " is not on this board");
+        }
+        follow(lineAt(stuck.first));
+    }
 }
 
 void Board::addLines(Role role, unsigned firstGpio, unsigned count, LineLevel pull)
 {
     for (unsigned i = 0; i < count; ++i) {
-        Line line;
-        line.role = role;
-        line.gpio = firstGpio + i;
-        line.index = i;
-        line.pull = pull;
-        if (!lines.emplace(firstGpio + i, line).second) {
+        if (!lines.emplace(firstGpio + i, Line{role, firstGpio + i, i, pull}).second) {
             throw std::invalid_argument("GPIO " + std::to_string(firstGpio + i) + " is wired twice");
         }
     }
 }
 
-void Board::press(unsigned key)
+std::chrono::nanoseconds Board::now() const
 {
-    setKey(key, true);
+    const Lock lock(mutex);
+    return time();
 }
 
-void Board::release(unsigned key)
+std::chrono::nanoseconds Board::time() const
 {
-    setKey(key, false);
+    const std::chrono::nanoseconds real = clock();
+    latest = std::max(latest, std::min(operationTime.value_or(real), real));
+    return latest;
 }
 
-void Board::setKey(unsigned key, bool isPressed)
+void Board::setOperationTime(std::optional<std::chrono::nanoseconds> newTime)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (key >= pressed.size()) {
-        throw std::out_of_range("there is no key " + std::to_string(key));
+    const Lock lock(mutex);
+    operationTime = newTime;
+}
+
+void Board::press(unsigned key, Hand hand)
+{
+    setKey(key, hand, true);
+}
+
+void Board::release(unsigned key, Hand hand)
+{
+    setKey(key, hand, false);
+}
+
+void Board::setKey(unsigned number, Hand hand, bool pressed)
+{
+    const Lock lock(mutex);
+    if (number >= keys.size()) {
+        throw std::out_of_range("there is no key " + std::to_string(number));
     }
-    if (pressed[key] == isPressed) {
-        return;
+    Key& key = keys[number];
+    const bool before = !key.hands.empty();
+    if (pressed) {
+        key.hands.insert(hand);
+    } else {
+        key.hands.erase(hand);
     }
-    pressed[key] = isPressed;
-    tellObserver(lineAt(config.keyGpioBase + key));
-    tellListener();
+    if (key.hands.empty() == before) {
+        key.seen = false;
+        notifyObserver(lineAt(config.keyGpioBase + number));
+        notifyListener();
+    }
+}
+
+std::uint64_t Board::keyReads(unsigned key) const
+{
+    const Lock lock(mutex);
+    return keys.at(key).reads;
 }
 
 PanelView Board::view() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return currentView();
+    const Lock lock(mutex);
+    PanelView view;
+    for (const Key& key : keys) {
+        view.keys.push_back(!key.hands.empty());
+    }
+    for (unsigned i = 0; i < config.ledCount; ++i) {
+        const auto& inverted = config.invertedLeds;
+        const bool isInverted = std::find(inverted.begin(), inverted.end(), i) != inverted.end();
+        view.leds.push_back(isLit(config.ledGpioBase + i, isInverted));
+    }
+    if (config.hasLcd) {
+        const LcdChip& chip = bus.chip();
+        const bool backlight = isLit(config.ledGpioBase + config.ledCount, config.backlightInverted);
+        view.lcd = LcdView{config.chip, chip.identified(), chip.displayOn(), backlight, chip.contrast(), chip.shown()};
+    }
+    return view;
 }
 
 void Board::onChange(std::function<void()> newListener)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     listener = std::move(newListener);
 }
 
 void Board::failPin(const PinFault& fault)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     faults.push_back({fault});
 }
 
 void Board::clearPinFaults()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     faults.clear();
 }
 
 std::uint64_t Board::pinOperations() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     return operations;
 }
 
 std::size_t Board::claimedLines() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     return static_cast<std::size_t>(
         std::count_if(lines.begin(), lines.end(), [](const auto& entry) { return entry.second.claimed; }));
 }
 
 std::vector<BusFault> Board::busFaults() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return bus ? bus->faults() : std::vector<BusFault>();
+    const Lock lock(mutex);
+    return bus.faults();
 }
 
 std::uint64_t Board::busFaultCount() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return bus ? bus->faultCount() : 0;
+    const Lock lock(mutex);
+    return bus.faultCount();
 }
 
 void Board::clearBusFaults()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (bus) {
-        bus->clearFaults();
-        tellListener();
-    }
+    const Lock lock(mutex);
+    bus.clearFaults();
+    notifyListener();
 }
 
 LineLevel Board::lineLevel(unsigned gpio) const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     return levelOf(lineAt(gpio));
 }
 
 void Board::observe(std::function<void(const LineChange&)> newObserver)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     observer = std::move(newObserver);
     if (observer) {
-        const std::chrono::nanoseconds time = clock();
+        const std::chrono::nanoseconds start = time();
         for (const auto& [gpio, line] : lines) {
-            observer({time, gpio, levelOf(line)});
+            observer({start, gpio, levelOf(line)});
         }
     }
 }
 
 unsigned char Board::lcdRegister(unsigned char reg) const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return bus.value().chip().registerValue(reg);
+    const Lock lock(mutex);
+    return bus.chip().registerValue(reg);
 }
 
 bool Board::admit(PinOperation operation, std::optional<unsigned> gpio)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     ++operations;
-    if (faults.empty()) {
-        return true;
-    }
-    return !isDue(operation, gpio);
-}
-
-bool Board::isDue(PinOperation operation, std::optional<unsigned> gpio)
-{
     std::optional<PinFault::Kind> due;
     for (ArmedFault& armed : faults) {
-        if (matches(armed.fault, operation, gpio)) {
-            ++armed.calls;
-            if (armed.calls >= armed.fault.call) {
-                due = armed.fault.kind;
-            }
+        if (matches(armed.fault, operation, gpio) && ++armed.calls >= armed.fault.call) {
+            due = armed.fault.kind;
         }
     }
+    const auto isSpent = [](const ArmedFault& armed) {
+        return armed.calls >= armed.fault.call && armed.fault.calls &&
+               armed.calls - armed.fault.call + 1 >= *armed.fault.calls;
+    };
     faults.erase(std::remove_if(faults.begin(), faults.end(), isSpent), faults.end());
     if (due == PinFault::Kind::Throw) {
-        throw std::runtime_error((gpio ? "GPIO " + std::to_string(*gpio) : std::string("pin factory")) +
-                                 ": made to fail");
+        throw std::runtime_error((gpio ? "GPIO " + std::to_string(*gpio) : "pin factory") + ": made to fail");
     }
-    return due.has_value();
-}
-
-bool Board::isSpent(const ArmedFault& armed)
-{
-    // No overflow: counted from the first call that fails, which is at least 1.
-    return armed.fault.calls && armed.calls >= armed.fault.call &&
-           armed.calls - armed.fault.call + 1 >= *armed.fault.calls;
+    return !due;
 }
 
 void Board::claim(unsigned gpio)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    Line& line = lineAt(gpio);
-    if (line.claimed) {
+    const Lock lock(mutex);
+    if (std::exchange(lineAt(gpio).claimed, true)) {
         throwGpioError(gpio, EBUSY, "in use by another process or pin object");
     }
-    line.claimed = true;
 }
 
 void Board::unclaim(unsigned gpio)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     lineAt(gpio).claimed = false;
 }
 
 void Board::makeInput(unsigned gpio)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     setLine(lineAt(gpio), false, false);
 }
 
 void Board::makeOutput(unsigned gpio, bool level)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     setLine(lineAt(gpio), true, level);
 }
 
 void Board::drive(unsigned gpio, bool level)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     Line& line = lineAt(gpio);
     if (!line.driven) {
         throwGpioError(gpio, EPERM, "the line is an input");
@@ -267,10 +290,17 @@ void Board::drive(unsigned gpio, bool level)
     setLine(line, true, level);
 }
 
-bool Board::read(unsigned gpio) const
+bool Board::read(unsigned gpio)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return levelOf(lineAt(gpio)) == LineLevel::High;
+    const Lock lock(mutex);
+    const Line& line = lineAt(gpio);
+    if (line.role == Role::Key) {
+        ++keys[line.index].reads;
+        if (!std::exchange(keys[line.index].seen, true)) {
+            notifyListener();
+        }
+    }
+    return levelOf(line) == LineLevel::High;
 }
 
 Board::Line& Board::lineAt(unsigned gpio)
@@ -296,125 +326,87 @@ void Board::setLine(Line& line, bool driven, bool level)
     line.driven = driven;
     line.output = level;
     if (levelOf(line) != before) {
-        tellObserver(line);
+        notifyObserver(line);
     }
     follow(line);
 }
 
 LineLevel Board::levelOf(const Line& line) const
 {
+    const auto stuck = config.stuckLines.find(line.gpio);
+    if (stuck != config.stuckLines.end()) {
+        return toLevel(stuck->second);
+    }
     if (line.driven) {
         return toLevel(line.output);
     }
-    switch (line.role) {
-    case Role::Id:
-        return toLevel((config.panelId >> line.index & 1U) != 0);
-    case Role::Key:
-        return toLevel(pressed[line.index]);
-    case Role::LcdData:
-        return bus->drivenByte() ? toLevel((*bus->drivenByte() >> line.index & 1U) != 0) : line.pull;
-    default:
-        return line.pull;
+    if (line.role == Role::Id) {
+        return toLevel(bitOf(config.panelId, line.index));
     }
+    if (line.role == Role::Key) {
+        return toLevel(!keys[line.index].hands.empty());
+    }
+    if (line.role == Role::LcdData && bus.drivenByte()) {
+        return toLevel(bitOf(*bus.drivenByte(), line.index));
+    }
+    return line.pull;
 }
 
-void Board::tellObserver(const Line& line)
+bool Board::isLit(unsigned gpio, bool inverted) const
+{
+    return levelOf(lineAt(gpio)) == toLevel(!inverted);
+}
+
+void Board::notifyObserver(const Line& line)
 {
     if (observer) {
-        observer({clock(), line.gpio, levelOf(line)});
+        observer({time(), line.gpio, levelOf(line)});
     }
 }
 
-void Board::tellListener()
+void Board::notifyListener()
 {
     if (listener) {
         listener();
     }
 }
 
-bool Board::isLit(unsigned gpio, bool inverted) const
-{
-    const Line& line = lineAt(gpio);
-    return line.driven && line.output != inverted;
-}
-
 void Board::follow(const Line& line)
 {
-    const bool level = levelOf(line) == LineLevel::High;
+    const bool high = levelOf(line) == LineLevel::High;
     switch (line.role) {
     case Role::Id:
     case Role::Key:
-        return;
-    case Role::Led:
-    case Role::Backlight:
-        tellListener();
-        return;
+        break;
+    case Role::Light:
+        notifyListener();
+        break;
     case Role::LcdData:
-        setBit(levels.data, line.index, line.driven && line.output);
+        setBit(levels.data, line.index, line.driven && high);
         setBit(levels.dataDriven, line.index, line.driven);
+        updateBus();
         break;
-    case Role::LcdRegisterSelect:
-        levels.registerSelect = level;
-        break;
-    case Role::LcdChipSelect:
-        levels.chipSelect = level;
-        break;
-    case Role::LcdReadStrobe:
-        levels.readStrobe = level;
-        break;
-    case Role::LcdWriteStrobe:
-        levels.writeStrobe = level;
-        break;
-    case Role::LcdReset:
-        levels.reset = level;
+    case Role::LcdControl:
+        levels.*controlLines.at(line.index) = high;
+        updateBus();
         break;
     }
-    updateBus();
 }
 
 void Board::updateBus()
 {
-    const std::uint64_t before = bus->changeCount();
-    const std::optional<unsigned char> drivenBefore = bus->drivenByte();
-    bus->update(levels, clock());
-    if (observer && bus->drivenByte() != drivenBefore) {
-        for (unsigned i = 0; i < dataLineCount; ++i) {
-            const Line& line = lineAt(config.lcdGpioBase + i);
-            if (!line.driven) {
-                tellObserver(line);
-            }
+    const std::uint64_t before = bus.changeCount();
+    const std::optional<unsigned char> drivenBefore = bus.drivenByte();
+    bus.update(levels, time());
+    for (unsigned i = 0; i < dataLineCount && bus.drivenByte() != drivenBefore; ++i) {
+        const Line& line = lineAt(config.lcdGpioBase + i);
+        if (!line.driven) {
+            notifyObserver(line);
         }
     }
-    if (bus->changeCount() != before) {
-        tellListener();
+    if (bus.changeCount() != before) {
+        notifyListener();
     }
-}
-
-PanelView Board::currentView() const
-{
-    PanelView view;
-    view.keys = pressed;
-    for (unsigned i = 0; i < config.ledCount; ++i) {
-        const bool inverted =
-            std::find(config.invertedLeds.begin(), config.invertedLeds.end(), i) != config.invertedLeds.end();
-        view.leds.push_back(isLit(config.ledGpioBase + i, inverted));
-    }
-    if (bus) {
-        const LcdChip& chip = bus->chip();
-        LcdView& lcd = view.lcd.emplace();
-        lcd.chip = config.chip;
-        lcd.identified = chip.identified();
-        lcd.displayOn = chip.displayOn();
-        lcd.backlight = isLit(config.ledGpioBase + config.ledCount, config.backlightInverted);
-        lcd.contrast = chip.contrast();
-        for (std::size_t row = 0; row < LcdChip::rows; ++row) {
-            auto& line = lcd.lines.emplace_back();
-            for (std::size_t column = 0; column < LcdChip::columns; ++column) {
-                line.push_back(chip.shownCell(column, row));
-            }
-        }
-    }
-    return view;
 }
 
 } // namespace panelsim

@@ -7,11 +7,13 @@
 #include "panelsim/board/PinFault.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace panelsim {
@@ -34,12 +36,16 @@ struct LineChange {
  */
 class Board {
 public:
-    /** Tells the time since any start, never backwards. */
+    /** Returns the time since any start, never less than before. */
     using Clock = std::function<std::chrono::nanoseconds()>;
+
+    /** Whoever presses keys: a page, a scenario. */
+    using Hand = std::uint64_t;
 
     /** The time of std::chrono::steady_clock. */
     static std::chrono::nanoseconds steadyTime();
 
+    /** @throws std::invalid_argument when lines overlap or a stuck line does not exist */
     explicit Board(BoardConfig config, Clock clock = steadyTime);
 
     Board(const Board&) = delete;
@@ -47,19 +53,27 @@ public:
 
     const BoardConfig& getConfig() const { return config; }
 
-    /** @return the time of the board's clock */
     std::chrono::nanoseconds now() const;
 
-    /** @name The person in front of the panel */
+    /**
+     * Stops the board's time while an operation of another process takes effect, so that traces show when that process
+     * asked for it. It still never goes back and is never ahead of the clock.
+     * @param time of the operation; empty when it is done
+     */
+    void setOperationTime(std::optional<std::chrono::nanoseconds> time);
+
+    /** @name The person in front of the panel; for a key that does not exist std::out_of_range is thrown */
     ///@{
-    /** @throws std::out_of_range when there is no such key */
-    void press(unsigned key);
-    /** @throws std::out_of_range when there is no such key */
-    void release(unsigned key);
+    /** A key is pressed as long as at least one hand holds it. */
+    void press(unsigned key, Hand hand = 0);
+    /** No effect on a key that the hand does not hold. */
+    void release(unsigned key, Hand hand = 0);
+    /** @return how often the key's line was read */
+    std::uint64_t keyReads(unsigned key) const;
     PanelView view() const;
     /**
-     * Calls the listener whenever the view or the number of bus faults may have changed, under the board's lock: it
-     * must not call the board.
+     * Calls the listener whenever the view or the number of bus faults may have changed, and when a key is read for the
+     * first time after it was pressed or released, under the board's lock: it must not call the board.
      */
     void onChange(std::function<void()> listener);
     ///@}
@@ -80,8 +94,8 @@ public:
     void clearBusFaults();
     LineLevel lineLevel(unsigned gpio) const;
     /**
-     * Calls the observer for each line, with the level it has at this time, and then at each change of a line's level,
-     * all under the board's lock: it must not call the board. Once this returns, no observer before it is called.
+     * Calls the observer for each line with its present level, and then at each change of a line's level, all under the
+     * board's lock: it must not call the board. Once this returns, no observer before it is called.
      */
     void observe(std::function<void(const LineChange&)> observer);
     /** @return a register of the LCD's chip as it would read back */
@@ -96,7 +110,7 @@ public:
     ///@{
     /**
      * Counts an operation and lets it fail if it is to.
-     * @return false when the operation has to answer false
+     * @return false when the operation has to return false
      */
     bool admit(PinOperation operation, std::optional<unsigned> gpio);
     void claim(unsigned gpio);
@@ -105,31 +119,28 @@ public:
     void makeInput(unsigned gpio);
     void makeOutput(unsigned gpio, bool level);
     void drive(unsigned gpio, bool level);
-    bool read(unsigned gpio) const;
+    bool read(unsigned gpio);
     ///@}
 
 private:
-    enum class Role {
-        Id,
-        Key,
-        Led,
-        Backlight,
-        LcdData,
-        LcdRegisterSelect,
-        LcdChipSelect,
-        LcdReadStrobe,
-        LcdWriteStrobe,
-        LcdReset
-    };
+    using Lock = std::lock_guard<std::mutex>;
+
+    enum class Role { Id, Key, Light, LcdData, LcdControl };
 
     struct Line {
-        Role role = Role::Id;
-        unsigned gpio = 0;
-        unsigned index = 0;                   ///< among the lines of its role
+        Role role;
+        unsigned gpio;
+        unsigned index;                       ///< among the lines of its role
         LineLevel pull = LineLevel::Floating; ///< level while nobody drives it
         bool claimed = false;
         bool driven = false;
         bool output = false; ///< level that the processor drives it to
+    };
+
+    struct Key {
+        std::set<Hand> hands = {};
+        bool seen = false; ///< whether it was read since it was pressed or released
+        std::uint64_t reads = 0;
     };
 
     struct ArmedFault {
@@ -138,26 +149,26 @@ private:
     };
 
     void addLines(Role role, unsigned firstGpio, unsigned count, LineLevel pull = LineLevel::Floating);
-    bool isDue(PinOperation operation, std::optional<unsigned> gpio);
-    static bool isSpent(const ArmedFault& armed);
+    std::chrono::nanoseconds time() const;
     Line& lineAt(unsigned gpio);
     const Line& lineAt(unsigned gpio) const;
-    void setKey(unsigned key, bool pressed);
+    void setKey(unsigned key, Hand hand, bool pressed);
     void setLine(Line& line, bool driven, bool level);
     LineLevel levelOf(const Line& line) const;
     bool isLit(unsigned gpio, bool inverted) const;
-    void tellObserver(const Line& line);
-    void tellListener();
+    void notifyObserver(const Line& line);
+    void notifyListener();
     void follow(const Line& line);
     void updateBus();
-    PanelView currentView() const;
 
     const BoardConfig config;
     const Clock clock;
     mutable std::mutex mutex;
-    std::map<unsigned, Line> lines;
-    std::vector<bool> pressed;
-    std::optional<LcdBus> bus;
+    std::optional<std::chrono::nanoseconds> operationTime;
+    mutable std::chrono::nanoseconds latest{0}; ///< time that the board had last
+    std::map<unsigned, Line> lines;             ///< by GPIO
+    std::vector<Key> keys;
+    LcdBus bus; ///< stands still on a board without LCD
     LcdLevels levels;
     std::vector<ArmedFault> faults;
     std::uint64_t operations = 0;

@@ -1,6 +1,12 @@
 #pragma once
 
+#include "panelsim/board/LedColour.h"
+#include "panelsim/board/PanelKind.h"
+
 #include <chrono>
+#include <map>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace panelsim {
@@ -10,30 +16,40 @@ enum class ChipVariant { Ra8803, Ra8806 };
 
 /** What is wired where on a simulated board. Indexes count from 0; GPIO numbers are those that pins are exported by. */
 struct BoardConfig {
-    unsigned panelId = 15;                   ///< level of the four ID lines, bit 0 first; 15 = indoor, 5 = outdoor
-    bool hasLcd = true;                      ///< whether the LCD and its fourteen lines exist
-    ChipVariant chip = ChipVariant::Ra8806;  ///< the LCD's controller
-    unsigned idGpioBase = 4;                 ///< first of the four ID lines
-    unsigned keyGpioBase = 10;               ///< line of key 0
-    unsigned ledGpioBase = 20;               ///< line of LED 0; the backlight's is the one after the last LED
-    unsigned lcdGpioBase = 40;               ///< data line 0 of the LCD, then its other twelve
-    unsigned keyCount = 3;                   ///< keys, each high while it is pressed
-    unsigned ledCount = 8;                   ///< LEDs
-    std::vector<unsigned> invertedLeds = {}; ///< indexes of LEDs that light when their line is low
-    bool backlightInverted = false;          ///< whether the backlight lights when its line is low
+    unsigned panelId = panelKinds[0].id;        ///< 0 to 15: level of the four ID lines, bit 0 first
+    bool hasLcd = panelKinds[0].hasLcd;         ///< whether the LCD and its fourteen lines exist
+    ChipVariant chip = ChipVariant::Ra8806;     ///< the LCD's controller
+    unsigned idGpioBase = 4;                    ///< first of the four ID lines
+    unsigned keyGpioBase = 10;                  ///< line of key 0
+    unsigned ledGpioBase = 20;                  ///< line of LED 0; the backlight's is the one after the last LED
+    unsigned lcdGpioBase = 40;                  ///< data line 0 of the LCD, then its other twelve
+    unsigned keyCount = panelKinds[0].keyCount; ///< keys, each high while it is pressed
+    unsigned ledCount = panelKinds[0].ledCount; ///< LEDs
+    std::vector<unsigned> invertedLeds = {};    ///< indexes of LEDs that light when their line is low
+    bool backlightInverted = false;             ///< whether the backlight lights when its line is low
     /** Shortest strobe that the bus takes, cabling included; 0 accepts any. */
     std::chrono::nanoseconds shortestStrobe = std::chrono::microseconds(10);
+    std::string panel = panelKinds[0].name;   ///< name of the kind of panel
+    std::vector<std::string> keyNames = {};   ///< empty, or one for each key, UTF-8 without control characters
+    std::vector<std::string> ledNames = {};   ///< as keyNames
+    std::vector<std::string> ledColours = {}; ///< empty, or one for each LED, a name of panelsim::ledColours
+    bool silentChip = false;                  ///< whether the LCD's controller neither takes nor answers anything
+    std::map<unsigned, bool> stuckLines = {}; ///< GPIO and level, true = high, of lines that follow nobody
 };
 
-/** @return an outdoor panel: two keys, eight LEDs, no LCD */
-inline BoardConfig outdoorBoard()
-{
-    BoardConfig config;
-    config.panelId = 5;
-    config.hasLcd = false;
-    config.keyCount = 2;
-    config.ledCount = 8;
-    return config;
-}
+/** @return a board with a panel of that kind */
+BoardConfig boardOf(const PanelKind& kind);
+
+/** @return the kind of that name @throws std::invalid_argument when there is none */
+const PanelKind& panelKind(std::string_view name);
+
+/** @return the key's name, its number if it has none */
+std::string keyName(const BoardConfig& config, unsigned key);
+/** @return the LED's name, its number if it has none */
+std::string ledName(const BoardConfig& config, unsigned led);
+/** @return the LED's colour, the first of panelsim::ledColours unless another is configured */
+const LedColour& ledColour(const BoardConfig& config, unsigned led);
+/** @return the colour of that name @throws std::invalid_argument when there is none */
+const LedColour& ledColour(std::string_view name);
 
 } // namespace panelsim

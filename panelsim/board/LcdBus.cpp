@@ -15,16 +15,18 @@ bool selected(const LcdLevels& levels)
 
 } // namespace
 
-LcdBus::LcdBus(ChipVariant variant, std::chrono::nanoseconds shortest) : lcdChip(variant), shortestStrobe(shortest)
+LcdBus::LcdBus(ChipVariant variant, std::chrono::nanoseconds shortest, bool silentChip)
+    : lcdChip(variant), shortestStrobe(shortest), silent(silentChip)
 {
 }
 
 void LcdBus::update(const LcdLevels& levels, std::chrono::nanoseconds now)
 {
+    const bool goesOn = selected(levels) && !(writing ? levels.writeStrobe : levels.readStrobe);
     if (strobed()) {
-        checkDuringStrobe(levels, now);
-        const bool stillStrobed = selected(levels) && !(writing ? levels.writeStrobe : levels.readStrobe);
-        if (!stillStrobed) {
+        checkMoves(levels, now);
+        checkStates(levels, now);
+        if (!goesOn) {
             endCycle(now);
         }
     }
@@ -34,6 +36,7 @@ void LcdBus::update(const LcdLevels& levels, std::chrono::nanoseconds now)
     }
     if (!strobed() && selected(levels) && (!levels.writeStrobe || !levels.readStrobe)) {
         beginCycle(levels, now);
+        checkStates(levels, now);
     }
     last = levels;
 }
@@ -45,42 +48,37 @@ void LcdBus::beginCycle(const LcdLevels& levels, std::chrono::nanoseconds now)
     strobeStart = now;
     spoilt = false;
     reportedInCycle = 0;
-    if (!levels.reset) {
-        report(BusFault::Kind::AccessDuringReset, now);
-    }
-    if (!levels.readStrobe && !levels.writeStrobe) {
-        report(BusFault::Kind::BothStrobes, now);
-    }
     const bool strobeWasThereFirst = !(writing ? last.writeStrobe : last.readStrobe);
     if (strobeWasThereFirst && !selected(last)) {
         report(BusFault::Kind::ChipSelectMoved, now);
     }
-    if (reading && !spoilt) {
+    if (reading && levels.reset && !silent) {
         const bool known = lcdChip.identified();
         driven = lcdChip.read(levels.registerSelect);
         changes += known != lcdChip.identified();
-        if (levels.dataDriven != 0) {
-            report(BusFault::Kind::Contention, now);
-        }
     }
 }
 
-void LcdBus::checkDuringStrobe(const LcdLevels& levels, std::chrono::nanoseconds now)
+void LcdBus::checkMoves(const LcdLevels& levels, std::chrono::nanoseconds now)
 {
     const bool dataMoved = writing && (levels.data != last.data || levels.dataDriven != last.dataDriven);
     if (dataMoved || levels.registerSelect != last.registerSelect) {
         report(BusFault::Kind::DataChanged, now);
     }
-    if (!levels.readStrobe && !levels.writeStrobe) {
-        report(BusFault::Kind::BothStrobes, now);
-    }
     if (!selected(levels)) {
         report(BusFault::Kind::ChipSelectMoved, now);
+    }
+}
+
+void LcdBus::checkStates(const LcdLevels& levels, std::chrono::nanoseconds now)
+{
+    if (!levels.readStrobe && !levels.writeStrobe) {
+        report(BusFault::Kind::BothStrobes, now);
     }
     if (!levels.reset) {
         report(BusFault::Kind::AccessDuringReset, now);
     }
-    if (reading && levels.dataDriven != 0) {
+    if (driven && levels.dataDriven != 0) {
         report(BusFault::Kind::Contention, now);
     }
 }
@@ -90,7 +88,7 @@ void LcdBus::endCycle(std::chrono::nanoseconds now)
     if (now - strobeStart < shortestStrobe) {
         report(BusFault::Kind::ShortStrobe, now);
     }
-    if (writing && !spoilt) {
+    if (writing && !spoilt && !silent) {
         lcdChip.write(last.registerSelect, last.data);
         ++changes;
     }

@@ -24,8 +24,11 @@ struct LcdLevels {
 /** Follows the levels on the LCD's lines and does with the chip what their edges say. */
 class LcdBus {
 public:
-    /** @param shortestStrobe shortest strobe that is no fault */
-    LcdBus(ChipVariant variant, std::chrono::nanoseconds shortestStrobe);
+    /**
+     * @param shortestStrobe shortest strobe that is no fault
+     * @param silentChip     whether the chip neither takes nor answers anything
+     */
+    LcdBus(ChipVariant variant, std::chrono::nanoseconds shortestStrobe, bool silentChip = false);
 
     /** Takes note that the levels are these from now on. */
     void update(const LcdLevels& levels, std::chrono::nanoseconds now);
@@ -50,11 +53,13 @@ private:
     bool strobed() const { return writing || reading; }
     void beginCycle(const LcdLevels& levels, std::chrono::nanoseconds now);
     void endCycle(std::chrono::nanoseconds now);
-    void checkDuringStrobe(const LcdLevels& levels, std::chrono::nanoseconds now);
+    void checkStates(const LcdLevels& levels, std::chrono::nanoseconds now);
+    void checkMoves(const LcdLevels& levels, std::chrono::nanoseconds now);
     void report(BusFault::Kind kind, std::chrono::nanoseconds now);
 
     LcdChip lcdChip;
     std::chrono::nanoseconds shortestStrobe;
+    bool silent;
     LcdLevels last;
     bool writing = false;
     bool reading = false;

@@ -23,19 +23,23 @@ constexpr unsigned pixelRowsPerLine = 16;
 constexpr unsigned char idleStatus = 0x40;
 constexpr unsigned char firstPageWrittenAndShown = 0x11;
 
-/** Bits of the RA8803's registers that show the chip's state and so read back otherwise than they were written. */
-unsigned stateBits(unsigned char reg)
+/** What differs between the variants, besides how they take a write cycle. */
+struct Traits {
+    unsigned char id;
+    bool hasContrast;
+    bool drawingBitInverts; ///< whether the drawing bit means inverted cells when it is set, or else when it is clear
+    unsigned char stateBitsA0, stateBitsC0, stateBitsC1; ///< of these registers: show the state, read back as set
+};
+
+constexpr Traits traitsOf(ChipVariant variant)
 {
-    switch (reg) {
-    case 0xA0:
-        return 0xF0;
-    case 0xC0:
-        return 0xCF;
-    case 0xC1:
-        return 0xF3;
-    default:
-        return 0;
+    switch (variant) {
+    case ChipVariant::Ra8803:
+        return {LcdChip::ra8803Id, true, false, 0xF0, 0xCF, 0xF3};
+    case ChipVariant::Ra8806:
+        break;
     }
+    return {0, false, true, 0, 0, 0};
 }
 
 } // namespace
@@ -52,7 +56,7 @@ LcdChip::LcdChip(ChipVariant chipVariant) : variant(chipVariant)
 void LcdChip::reset()
 {
     registers.fill(0);
-    registers[modeRegister] = variant == ChipVariant::Ra8803 ? ra8803Id : 0;
+    registers[modeRegister] = traitsOf(variant).id;
     registers[pageRegister] = firstPageWrittenAndShown;
     selected = 0;
     valueExpected = false;
@@ -61,7 +65,18 @@ void LcdChip::reset()
 
 void LcdChip::write(bool registerSelect, unsigned char value)
 {
-    if (variant == ChipVariant::Ra8806) {
+    switch (variant) {
+    case ChipVariant::Ra8803:
+        if (registerSelect) {
+            writeMemory(value);
+        } else if (valueExpected) {
+            writeRegister(value);
+        } else {
+            selected = value;
+        }
+        valueExpected = !registerSelect && !valueExpected;
+        break;
+    case ChipVariant::Ra8806:
         if (registerSelect) {
             selected = value;
         } else if (selected == ra8806MemoryRegister) {
@@ -69,15 +84,7 @@ void LcdChip::write(bool registerSelect, unsigned char value)
         } else {
             writeRegister(value);
         }
-    } else if (registerSelect) {
-        valueExpected = false;
-        writeMemory(value);
-    } else if (valueExpected) {
-        valueExpected = false;
-        writeRegister(value);
-    } else {
-        valueExpected = true;
-        selected = value;
+        break;
     }
 }
 
@@ -90,7 +97,11 @@ unsigned char LcdChip::read(bool registerSelect)
 
 unsigned char LcdChip::registerValue(unsigned char reg) const
 {
-    const unsigned state = variant == ChipVariant::Ra8803 ? stateBits(reg) : 0;
+    const Traits traits = traitsOf(variant);
+    const unsigned state = reg == 0xA0   ? traits.stateBitsA0
+                           : reg == 0xC0 ? traits.stateBitsC0
+                           : reg == 0xC1 ? traits.stateBitsC1
+                                         : 0;
     return static_cast<unsigned char>(registers[reg] | state);
 }
 
@@ -101,29 +112,35 @@ bool LcdChip::displayOn() const
 
 std::optional<unsigned> LcdChip::contrast() const
 {
-    if (variant == ChipVariant::Ra8806) {
-        return std::nullopt;
-    }
-    return registers[contrastRegister] & contrastBits;
+    return traitsOf(variant).hasContrast ? std::optional(registers[contrastRegister] & contrastBits) : std::nullopt;
 }
 
-LcdCell LcdChip::shownCell(std::size_t column, std::size_t row) const
+std::vector<std::vector<LcdCell>> LcdChip::shown() const
 {
-    const bool inTextArea =
-        column <= registers[textWidthRegister] && row * pixelRowsPerLine <= registers[textHeightRegister];
     const unsigned shownPages = registers[pageRegister] >> 4U & 3U;
-    if (!inTextArea || shownPages == 0) {
-        return LcdCell();
+    std::vector<std::vector<LcdCell>> lines(rows, std::vector<LcdCell>(columns));
+    for (std::size_t row = 0; row < rows; ++row) {
+        for (std::size_t column = 0; column < columns; ++column) {
+            const bool inTextArea =
+                column <= registers[textWidthRegister] && row * pixelRowsPerLine <= registers[textHeightRegister];
+            if (inTextArea && shownPages != 0) {
+                lines[row][column] = pages[(shownPages & 1U) != 0 ? 0 : 1][row * memoryColumns + column];
+            }
+        }
     }
-    return pages[(shownPages & 1U) != 0 ? 0 : 1].at(row * memoryColumns + column);
+    return lines;
 }
 
 void LcdChip::writeRegister(unsigned char value)
 {
     registers[selected] = value;
     if (selected == memoryControlRegister && (value & clearBit) != 0) {
-        clearMemory();
         registers[selected] = static_cast<unsigned char>(value & ~clearBit);
+        for (std::size_t i = 0; i < pages.size(); ++i) {
+            if (isWritten(i)) {
+                pages[i].fill(LcdCell());
+            }
+        }
     }
 }
 
@@ -131,29 +148,17 @@ void LcdChip::writeMemory(unsigned char code)
 {
     const std::size_t row = registers[cursorRowRegister] / pixelRowsPerLine;
     const std::size_t column = registers[cursorColumnRegister]++;
-    const LcdCell cell{code, drawsInverted()};
-    onWrittenPages([&](Page& page) { page[row * memoryColumns + column] = cell; });
-}
-
-void LcdChip::clearMemory()
-{
-    onWrittenPages([](Page& page) { page.fill(LcdCell()); });
-}
-
-bool LcdChip::drawsInverted() const
-{
     const bool bitSet = (registers[drawingRegister] & drawingBit) != 0;
-    return variant == ChipVariant::Ra8803 ? !bitSet : bitSet;
-}
-
-template <typename Action>
-void LcdChip::onWrittenPages(Action action)
-{
     for (std::size_t i = 0; i < pages.size(); ++i) {
-        if ((registers[pageRegister] >> i & 1U) != 0) {
-            action(pages[i]);
+        if (isWritten(i)) {
+            pages[i][row * memoryColumns + column] = {code, bitSet == traitsOf(variant).drawingBitInverts};
         }
     }
+}
+
+bool LcdChip::isWritten(std::size_t page) const
+{
+    return (registers[pageRegister] >> page & 1U) != 0;
 }
 
 } // namespace panelsim

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <optional>
+#include <vector>
 
 namespace panelsim {
 
@@ -50,8 +51,8 @@ public:
     /** @return 0 to 31, empty for the RA8806, whose contrast is not set through a register */
     std::optional<unsigned> contrast() const;
 
-    /** @return a cell of the page that is shown; blank outside the text area that the registers describe */
-    LcdCell shownCell(std::size_t column, std::size_t row) const;
+    /** @return the glass's lines, blank outside the text area that the registers describe */
+    std::vector<std::vector<LcdCell>> shown() const;
 
 private:
     static constexpr std::size_t memoryColumns = 256;
@@ -60,10 +61,7 @@ private:
 
     void writeRegister(unsigned char value);
     void writeMemory(unsigned char code);
-    void clearMemory();
-    bool drawsInverted() const;
-    template <typename Action>
-    void onWrittenPages(Action action);
+    bool isWritten(std::size_t page) const;
 
     ChipVariant variant;
     std::array<unsigned char, 256> registers{};

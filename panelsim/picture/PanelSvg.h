@@ -1,5 +1,6 @@
 #pragma once
 
+#include "panelsim/board/BoardConfig.h"
 #include "panelsim/board/PanelView.h"
 
 #include <string>
@@ -13,9 +14,9 @@ enum class SvgExtent {
 };
 
 /**
- * Draws a panel as an SVG document of its own, in UTF-8, without scripts, styles or references to other files. The same
- * view always gives the same bytes.
+ * Draws a panel as an SVG document of its own, in UTF-8, without scripts, styles or references to other files. Its
+ * description says in words what is seen. The same view always gives the same bytes.
  */
-std::string drawPanelSvg(const PanelView& view, SvgExtent extent);
+std::string drawPanelSvg(const BoardConfig& config, const PanelView& view, SvgExtent extent);
 
 } // namespace panelsim

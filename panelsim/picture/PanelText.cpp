@@ -1,5 +1,6 @@
 #include "panelsim/picture/PanelText.h"
 
+#include "panelsim/board/LedColour.h"
 #include "panelsim/picture/Glyph.h"
 
 #include <algorithm>
@@ -10,7 +11,6 @@ namespace panelsim {
 namespace {
 
 constexpr const char* reverseVideo = "\033[7m";
-constexpr const char* green = "\033[32m";
 constexpr const char* normal = "\033[0m";
 
 std::string repeat(const std::string& text, std::size_t count)
@@ -63,12 +63,16 @@ std::string drawLcd(const LcdView& lcd, TextStyle style)
     return text + describe(lcd) + "\n";
 }
 
-std::string drawLed(bool lit, TextStyle style)
+std::string drawLed(const BoardConfig& config, unsigned led, bool lit, TextStyle style)
 {
+    std::string text = lit ? "\u25CF" : "\u25CB";
     if (lit && style == TextStyle::Terminal) {
-        return std::string(green) + "\u25CF" + normal;
+        text = ledColour(config, led).escape + text + normal;
     }
-    return lit ? "\u25CF" : "\u25CB";
+    text += config.ledNames.empty() ? "" : " " + ledName(config, led);
+    const bool inWords = lit && style == TextStyle::Plain && !config.ledColours.empty();
+    return text + (inWords ? std::string(" (") + ledColour(config, led).name + ")" : "") +
+           (config.ledNames.empty() ? "" : " ");
 }
 
 } // namespace
@@ -80,16 +84,16 @@ std::string describe(const LcdView& lcd)
            contrast;
 }
 
-std::string drawPanel(const PanelView& view, TextStyle style)
+std::string drawPanel(const BoardConfig& config, const PanelView& view, TextStyle style)
 {
     std::string text = view.lcd ? drawLcd(*view.lcd, style) : std::string();
     text += "LEDs";
-    for (const bool lit : view.leds) {
-        text += " " + drawLed(lit, style);
+    for (unsigned i = 0; i < view.leds.size(); ++i) {
+        text += " " + drawLed(config, i, view.leds[i], style);
     }
     text += "   keys";
-    for (std::size_t i = 0; i < view.keys.size(); ++i) {
-        const std::string name = std::to_string(i);
+    for (unsigned i = 0; i < view.keys.size(); ++i) {
+        const std::string name = keyName(config, i);
         text += view.keys[i] ? " [" + name + "]" : "  " + name + " ";
     }
     while (text.back() == ' ') {

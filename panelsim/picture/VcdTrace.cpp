@@ -1,5 +1,11 @@
 #include "panelsim/picture/VcdTrace.h"
 
+#include <cerrno>
+#include <fcntl.h>
+#include <iterator>
+#include <poll.h>
+#include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace panelsim {
@@ -8,6 +14,10 @@ namespace {
 
 constexpr unsigned idLineCount = 4;
 constexpr unsigned dataLineCount = 8;
+constexpr std::size_t mostWaitingBytes = 64UL * 1024 * 1024;
+constexpr std::chrono::milliseconds flushInterval{100};
+constexpr std::chrono::seconds patienceAtEnd{2};
+constexpr mode_t readableByAll = 0666;
 
 /** @return a name of printable characters other than the blank, different for each index */
 std::string identifierOf(std::size_t index)
@@ -22,104 +32,130 @@ std::string identifierOf(std::size_t index)
     return identifier;
 }
 
-char valueOf(LineLevel level)
-{
-    switch (level) {
-    case LineLevel::Low:
-        return '0';
-    case LineLevel::High:
-        return '1';
-    case LineLevel::Floating:
-        break;
-    }
-    return 'z';
-}
-
 } // namespace
 
-VcdTrace::VcdTrace(Board& itsBoard, const std::filesystem::path& path) : board(itsBoard), file(path)
+VcdTrace::VcdTrace(Board& itsBoard, std::filesystem::path itsPath)
+    : board(itsBoard), path(std::move(itsPath)),
+      // Without blocking: nobody may read a pipe.
+      file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, readableByAll),
+           ("cannot open " + path.string()).c_str()),
+      waiting(header())
 {
-    file.append(header());
-    observing = true;
     board.observe([this](const LineChange& change) { record(change); });
 }
 
 VcdTrace::~VcdTrace()
 {
-    stopObserving();
+    try {
+        close();
+    } catch (const std::system_error&) {
+        // Who wants to know calls close.
+    }
 }
 
 void VcdTrace::close()
 {
-    stopObserving();
+    if (file.get() < 0) {
+        return;
+    }
+    board.observe({});
+    waiting += timeStamp(board.now());
+    const auto deadline = std::chrono::steady_clock::now() + patienceAtEnd;
+    for (write(); !waiting.empty() && error == 0; write()) {
+        pollfd polled{file.get(), POLLOUT, 0};
+        poll(&polled, 1, static_cast<int>(flushInterval.count()));
+        error = std::chrono::steady_clock::now() < deadline ? 0 : ETIMEDOUT;
+    }
     file.close();
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category(), "cannot write " + path.string());
+    }
 }
 
-void VcdTrace::stopObserving()
+void VcdTrace::flush()
 {
-    if (observing) {
-        observing = false;
-        board.observe({});
-        file.append(timeStamp(board.now()));
+    const std::lock_guard<std::mutex> lock(mutex);
+    write();
+}
+
+void VcdTrace::write()
+{
+    written = std::chrono::steady_clock::now();
+    std::size_t done = 0;
+    while (error == 0 && done < waiting.size()) {
+        const ssize_t size = ::write(file.get(), waiting.data() + done, waiting.size() - done);
+        if (size >= 0) {
+            done += static_cast<std::size_t>(size);
+        } else if (errno == EAGAIN && waiting.size() <= mostWaitingBytes) {
+            break;
+        } else if (errno != EINTR) {
+            error = errno == EAGAIN ? ENOBUFS : errno;
+        }
     }
+    waiting.erase(0, error == 0 ? done : std::string::npos);
 }
 
 std::string VcdTrace::header()
 {
-    const auto run = [](const std::string& name, unsigned firstGpio, unsigned count) {
-        std::vector<Wire> wires;
-        for (unsigned i = 0; i < count; ++i) {
-            wires.push_back({name + std::to_string(i), firstGpio + i});
-        }
-        return wires;
-    };
     const BoardConfig& config = board.getConfig();
     std::string text = "$version panelsim " PANELSIM_VERSION " $end\n"
                        "$timescale 1 ns $end\n"
                        "$scope module panel $end\n";
-    if (config.hasLcd) {
-        unsigned gpio = config.lcdGpioBase + dataLineCount;
-        std::vector<Wire> lcd = run("data", config.lcdGpioBase, dataLineCount);
-        for (const char* name : {"register_select", "chip_select_n", "read_strobe_n", "write_strobe_n", "reset_n"}) {
-            lcd.push_back({name, gpio++});
+    const auto wire = [&](const std::string& name, unsigned gpio) {
+        const std::string& identifier = wires[gpio] = identifierOf(wires.size());
+        text += "$var wire 1 " + identifier + " " + name + " $end\n";
+    };
+    const struct {
+        const char* scope;
+        const char* wire;
+        unsigned firstGpio;
+        unsigned count;
+    } runs[] = {{"lcd", "data", config.lcdGpioBase, config.hasLcd ? dataLineCount : 0},
+                {"keys", "key", config.keyGpioBase, config.keyCount},
+                {"leds", "led", config.ledGpioBase, config.ledCount},
+                {"id", "id", config.idGpioBase, idLineCount}};
+    for (const auto& run : runs) {
+        if (run.count == 0) {
+            continue;
         }
-        lcd.push_back({"backlight", config.ledGpioBase + config.ledCount});
-        text += declareScope("lcd", lcd);
+        text += std::string("$scope module ") + run.scope + " $end\n";
+        for (unsigned i = 0; i < run.count; ++i) {
+            wire(run.wire + std::to_string(i), run.firstGpio + i);
+        }
+        if (&run == std::begin(runs)) {
+            unsigned gpio = config.lcdGpioBase + dataLineCount;
+            for (const char* name :
+                 {"register_select", "chip_select_n", "read_strobe_n", "write_strobe_n", "reset_n"}) {
+                wire(name, gpio++);
+            }
+            wire("backlight", config.ledGpioBase + config.ledCount);
+        }
+        text += "$upscope $end\n";
     }
-    text += declareScope("keys", run("key", config.keyGpioBase, config.keyCount));
-    text += declareScope("leds", run("led", config.ledGpioBase, config.ledCount));
-    text += declareScope("id", run("id", config.idGpioBase, idLineCount));
-    return text + "$upscope $end\n"
-                  "$enddefinitions $end\n"
-                  "#0\n"
-                  "$dumpvars\n";
-}
-
-std::string VcdTrace::declareScope(const char* name, const std::vector<Wire>& wires)
-{
-    std::string text = std::string("$scope module ") + name + " $end\n";
-    for (const Wire& wire : wires) {
-        const std::string identifier = identifierOf(signals.size());
-        signals.insert({wire.gpio, {identifier, std::nullopt}});
-        text += "$var wire 1 " + identifier + " " + wire.name + " $end\n";
-    }
-    return text + "$upscope $end\n";
+    return text + "$upscope $end\n$enddefinitions $end\n#0\n$dumpvars\n";
 }
 
 void VcdTrace::record(const LineChange& change)
 {
+    const std::lock_guard<std::mutex> lock(mutex);
     // The board begins with the levels that all lines have at one time.
-    if (knownSignals == 0) {
+    if (levels.empty()) {
         begin = change.time;
     }
-    Signal& signal = signals.at(change.gpio);
-    if (signal.level == change.level) {
+    const bool isFirst = levels.count(change.gpio) == 0;
+    LineLevel& level = levels[change.gpio];
+    if (!isFirst && level == change.level) {
         return;
     }
-    const bool isLastOfFirstLevels = !signal.level && ++knownSignals == signals.size();
-    signal.level = change.level;
-    file.append(timeStamp(change.time) + valueOf(change.level) + signal.identifier +
-                (isLastOfFirstLevels ? "\n$end\n" : "\n"));
+    level = change.level;
+    const char value = level == LineLevel::Low ? '0' : level == LineLevel::High ? '1' : 'z';
+    waiting += timeStamp(change.time) + value + wires.at(change.gpio) + '\n';
+    if (isFirst && levels.size() == wires.size()) {
+        waiting += "$end\n";
+    }
+    if (std::chrono::steady_clock::now() - written >= flushInterval) {
+        write();
+    }
 }
 
 /** @return the line that begins what happens at this time, empty when it has begun */

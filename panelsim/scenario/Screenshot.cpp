@@ -19,9 +19,9 @@ bool isText(const std::filesystem::path& file)
     return file.extension() == ".txt";
 }
 
-std::string draw(const PanelView& view, const std::filesystem::path& file)
+std::string draw(const BoardConfig& config, const PanelView& view, const std::filesystem::path& file)
 {
-    return isText(file) ? drawPanel(view, TextStyle::Plain) : drawPanelSvg(view, SvgExtent::Panel);
+    return isText(file) ? drawPanel(config, view, TextStyle::Plain) : drawPanelSvg(config, view, SvgExtent::Panel);
 }
 
 /** @return the first line in which the texts differ, of both of them */
@@ -47,15 +47,16 @@ std::string firstDifference(const std::string& expected, const std::string& actu
 
 } // namespace
 
-void saveScreenshot(const PanelView& view, const std::filesystem::path& file)
+void saveScreenshot(const BoardConfig& config, const PanelView& view, const std::filesystem::path& file)
 {
-    replaceFile(file, draw(view, file));
+    replaceFile(file, draw(config, view, file));
 }
 
-std::optional<std::string> compareScreenshot(const PanelView& view, const std::filesystem::path& file)
+std::optional<std::string> compareScreenshot(const BoardConfig& config, const PanelView& view,
+                                             const std::filesystem::path& file)
 {
     const std::string expected = readFile(file, largestPicture);
-    const std::string actual = draw(view, file);
+    const std::string actual = draw(config, view, file);
     if (expected == actual) {
         return std::nullopt;
     }

@@ -15,7 +15,7 @@ constexpr std::size_t reportedLines = 10;
 
 std::string drawLog(const AppLog& log)
 {
-    std::vector<LogLine> lines = log.lastLines(AppLog::keptLines);
+    std::vector<LogLine> lines = log.linesFrom(0).lines;
     const auto isRemark = [](const LogLine& line) { return line.source == LogLine::Source::Simulator; };
     lines.erase(std::remove_if(lines.begin(), lines.end(), isRemark), lines.end());
     if (lines.empty()) {
@@ -32,7 +32,8 @@ std::string drawLog(const AppLog& log)
 
 std::string describeSituation(const Simulation& simulation)
 {
-    return "The panel shows:\n" + drawPanel(simulation.board.view(), TextStyle::Plain) + drawLog(simulation.log);
+    return "The panel shows:\n" + drawPanel(simulation.board.getConfig(), simulation.board.view(), TextStyle::Plain) +
+           drawLog(simulation.log);
 }
 
 } // namespace panelsim

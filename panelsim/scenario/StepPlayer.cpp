@@ -116,8 +116,7 @@ StepPlayer::Result StepPlayer::perform(const steps::WaitOutput& step)
             const std::uint64_t version = simulation.log.version();
             if (searched != version) {
                 searched = version;
-                if (const auto found = simulation.log.find(step.text, outputPlace)) {
-                    outputPlace = *found;
+                if (simulation.log.find(step.text, outputPlace)) {
                     return std::nullopt;
                 }
             }
@@ -168,10 +167,10 @@ StepPlayer::Result StepPlayer::perform(const steps::TakeScreenshot& step)
     Objection difference;
     try {
         if (step.saveTo) {
-            saveScreenshot(view, *step.saveTo);
+            saveScreenshot(simulation.board.getConfig(), view, *step.saveTo);
         }
         if (step.compareWith) {
-            difference = compareScreenshot(view, *step.compareWith);
+            difference = compareScreenshot(simulation.board.getConfig(), view, *step.compareWith);
         }
     } catch (const std::system_error& e) {
         return Failure{Outcome::FileError, printable(e.what())};

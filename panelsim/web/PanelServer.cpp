@@ -1,130 +1,260 @@
 #include "panelsim/web/PanelServer.h"
 
-#include "panelsim/web/EventStream.h"
-#include "panelsim/web/KeyRequest.h"
 #include "panelsim/web/PageFiles.h"
-#include "panelsim/web/PageState.h"
 
-#include <memory>
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <microhttpd.h>
+#include <netdb.h>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
-#include <strings.h>
+#include <sys/socket.h>
+#include <system_error>
 #include <utility>
 
 namespace panelsim {
 
 namespace {
 
-struct Asset {
-    const char* path;
-    const char* file;
+using nlohmann::json;
+
+constexpr unsigned mostConnections = 200;
+constexpr unsigned longestIdleSeconds = 5;
+constexpr std::size_t mostBodyBytes = 1024;
+
+struct Route {
+    std::string_view method;
+    std::string_view path;
     const char* type;
+    const char* file; ///< of the page; null for what is made
 };
 
-constexpr Asset assets[] = {{"/", "index.html", "text/html; charset=utf-8"},
-                            {"/panel.css", "panel.css", "text/css; charset=utf-8"},
-                            {"/panel.js", "panel.js", "text/javascript; charset=utf-8"},
-                            {"/favicon.svg", "favicon.svg", "image/svg+xml"}};
+constexpr Route routes[] = {{"GET", "/", "text/html; charset=utf-8", "index.html"},
+                            {"GET", "/panel.css", "text/css; charset=utf-8", "panel.css"},
+                            {"GET", "/panel.js", "text/javascript; charset=utf-8", "panel.js"},
+                            {"GET", "/favicon.svg", "image/svg+xml", "favicon.svg"},
+                            {"GET", "/events", "text/event-stream", nullptr},
+                            {"POST", "/keys", "application/json", nullptr},
+                            {"POST", "/restart", "application/json", nullptr}};
 
-bool isJson(const std::string& contentType)
+constexpr std::pair<const char*, const char*> securityHeaders[] = {
+    {"Content-Security-Policy", "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
+                                "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+    {"Cross-Origin-Resource-Policy", "same-origin"},
+    {"X-Content-Type-Options", "nosniff"},
+    {"Cache-Control", "no-store"},
+    {"Referrer-Policy", "no-referrer"}};
+
+const Route* findRoute(std::string_view path)
 {
-    const std::string type = contentType.substr(0, contentType.find_first_of("; \t"));
-    return strcasecmp(type.c_str(), "application/json") == 0;
+    const auto* const route =
+        std::find_if(std::begin(routes), std::end(routes), [&](const Route& each) { return each.path == path; });
+    return route == std::end(routes) ? nullptr : route;
 }
 
-HttpAnswer refuseType()
+bool isWildcard(const HttpAddress& address)
 {
-    return textAnswer(415, "the Content-Type has to be application/json");
+    return address.host == "0.0.0.0" || address.host == "::";
+}
+
+std::uint16_t portOf(MHD_Daemon* daemon)
+{
+    return MHD_get_daemon_info(daemon, MHD_DAEMON_INFO_BIND_PORT)->port;
+}
+
+/** @return whether it was taken; the response is used up */
+bool send(MHD_Connection* connection, unsigned status, const char* type, MHD_Response* response)
+{
+    for (const auto& [name, value] : securityHeaders) {
+        MHD_add_response_header(response, name, value);
+    }
+    MHD_add_response_header(response, "Content-Type", type);
+    const bool queued = MHD_queue_response(connection, status, response) == MHD_YES;
+    MHD_destroy_response(response);
+    return queued;
+}
+
+bool send(MHD_Connection* connection, unsigned status, const char* type, std::string_view body)
+{
+    void* const bytes = const_cast<char*>(body.data()); // they are only read
+    return send(connection, status, type, MHD_create_response_from_buffer(body.size(), bytes, MHD_RESPMEM_MUST_COPY));
+}
+
+bool sendText(MHD_Connection* connection, unsigned status, const std::string& text)
+{
+    return send(connection, status, "text/plain; charset=utf-8", text.empty() ? "" : text + "\n");
+}
+
+const char* headerOf(MHD_Connection* connection, const char* name)
+{
+    return MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
+}
+
+MHD_Daemon* startDaemon(const HttpAddress& address, MHD_AccessHandlerCallback answer, void* server)
+{
+    addrinfo hints{};
+    hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
+    addrinfo* found = nullptr;
+    if (getaddrinfo(address.host.c_str(), std::to_string(address.port).c_str(), &hints, &found) != 0) {
+        throw std::invalid_argument(describe(address) + " is no address to serve on");
+    }
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
+    const unsigned family = found->ai_family == AF_INET6 ? MHD_USE_DUAL_STACK : MHD_NO_FLAG;
+    const auto endOfRequest = [](void*, MHD_Connection*, void** body, MHD_RequestTerminationCode) {
+        delete static_cast<std::string*>(*body);
+    };
+    MHD_Daemon* const daemon = MHD_start_daemon(
+        MHD_USE_POLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | family, address.port, nullptr, nullptr, answer,
+        server, MHD_OPTION_SOCK_ADDR, found->ai_addr, MHD_OPTION_CONNECTION_LIMIT, mostConnections,
+        MHD_OPTION_CONNECTION_TIMEOUT, longestIdleSeconds, MHD_OPTION_NOTIFY_COMPLETED,
+        static_cast<MHD_RequestCompletedCallback>(endOfRequest), nullptr, MHD_OPTION_END);
+    if (daemon == nullptr) {
+        throw std::system_error(errno, std::generic_category(),
+                                "cannot serve on " + describe(address) +
+                                    " (choose another, or port 0 for any free one)");
+    }
+    return daemon;
 }
 
 } // namespace
 
-PanelServer::PanelServer(Simulation& itsSimulation, PageInfo itsInfo, const HttpAddress& address,
-                         std::function<void()> restart, HttpServer::Complain complain)
-    : simulation(itsSimulation), info(std::move(itsInfo)), onRestart(std::move(restart)), feed(itsSimulation),
-      clients(itsSimulation.keys), http(address, routes(), std::move(complain))
+PanelServer::PanelServer(Simulation& itsSimulation, PageInfo info, const HttpAddress& itsAddress,
+                         std::function<void()> restart)
+    : simulation(itsSimulation), address(itsAddress), onRestart(std::move(restart)),
+      streams(itsSimulation, std::move(info)),
+      daemon(startDaemon(
+                 itsAddress,
+                 [](void* itself, MHD_Connection* connection, const char* path, const char* method,
+                    const char* /*version*/, const char* bytes, std::size_t* count, void** request) {
+                     auto& server = *static_cast<PanelServer*>(itself);
+                     if (*request == nullptr) {
+                         // The body of a POST is gathered in a string.
+                         *request = std::strcmp(method, "POST") == 0 ? new std::string : nullptr;
+                         return server.begin(connection, method, path) ? MHD_YES : MHD_NO;
+                     }
+                     auto& body = *static_cast<std::string*>(*request);
+                     if (*count != 0) {
+                         body.append(bytes, std::min(std::exchange(*count, 0), mostBodyBytes + 1 - body.size()));
+                         return MHD_YES;
+                     }
+                     const Answer answer = server.finishPost(path, body);
+                     return sendText(connection, answer.status, answer.text) ? MHD_YES : MHD_NO;
+                 },
+                 this),
+             MHD_stop_daemon)
 {
 }
 
 PanelServer::~PanelServer()
 {
-    feed.finish();
+    streams.finish();
 }
 
 std::string PanelServer::url() const
 {
-    HttpAddress address = http.address();
-    if (address.isWildcard()) {
-        address.host = address.host == "::" ? "::1" : "127.0.0.1";
+    HttpAddress seen{address.host, portOf(daemon.get())};
+    if (isWildcard(seen)) {
+        seen.host = seen.host == "::" ? "::1" : "127.0.0.1";
     }
-    return "http://" + describe(address) + "/";
+    return "http://" + describe(seen) + "/";
 }
 
-std::vector<HttpRoute> PanelServer::routes()
+/** Answers all but the body of a POST that is still to come. */
+bool PanelServer::begin(MHD_Connection* connection, std::string_view method, std::string_view path)
 {
-    std::vector<HttpRoute> routes = {
-        {"GET", "/events", [this](const HttpRequest&) { return answerEvents(); }},
-        {"POST", "/keys", [this](const HttpRequest& request) { return answerKey(request); }},
-        {"POST", "/restart", [this](const HttpRequest& request) { return answerRestart(request); }}};
-    for (const Asset& asset : assets) {
-        HttpAnswer answer;
-        answer.type = asset.type;
-        answer.body = pageFile(asset.file);
-        routes.push_back({"GET", asset.path, [answer](const HttpRequest&) { return answer; }});
+    const Answer refused = refusal(connection, method, path);
+    if (refused.status != MHD_HTTP_OK) {
+        return sendText(connection, refused.status, refused.text);
     }
-    return routes;
+    const Route& route = *findRoute(path);
+    if (route.method == "POST") {
+        return true;
+    }
+    if (route.file != nullptr) {
+        return send(connection, MHD_HTTP_OK, route.type, pageFile(route.file));
+    }
+    MHD_Response* const events = streams.open(connection);
+    return events != nullptr ? send(connection, MHD_HTTP_OK, route.type, events)
+                             : sendText(connection, MHD_HTTP_SERVICE_UNAVAILABLE,
+                                        "there are too many pages; close one and try again");
 }
 
-HttpAnswer PanelServer::answerEvents()
+/** Pages of other sites reach this server by a name of their own for its address, or with an Origin of their own. */
+PanelServer::Answer PanelServer::refusal(MHD_Connection* connection, std::string_view method,
+                                         std::string_view path) const
 {
-    EventClients::Presence client = clients.join();
-    if (!client) {
-        HttpAnswer busy = textAnswer(503, "there are " + std::to_string(EventClients::most) +
-                                              " pages already; close one and try again");
-        busy.headers.emplace_back("Retry-After", "5");
-        return busy;
+    const char* const host = headerOf(connection, MHD_HTTP_HEADER_HOST);
+    const char* const origin = headerOf(connection, MHD_HTTP_HEADER_ORIGIN);
+    const char* const type = headerOf(connection, MHD_HTTP_HEADER_CONTENT_TYPE);
+    const Route* const route = findRoute(path);
+    MHD_Daemon* const asked = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_DAEMON)->daemon;
+    if (host == nullptr || !isServedAs(host, portOf(asked))) {
+        return {MHD_HTTP_FORBIDDEN, "refused: the Host header does not name this server"};
     }
-    const std::string hello = helloJson(*client, info, simulation.board.getConfig());
-    const auto stream = std::make_shared<EventStream>(simulation, feed, std::move(client), hello);
-    HttpAnswer answer;
-    answer.type = "text/event-stream";
-    answer.more = [stream] { return stream->next(); };
-    return answer;
+    if (origin != nullptr && origin != "http://" + std::string(host)) {
+        return {MHD_HTTP_FORBIDDEN, "refused: the request comes from another site"};
+    }
+    if (route == nullptr) {
+        return {MHD_HTTP_NOT_FOUND, "there is no such page"};
+    }
+    if (route->method != method) {
+        return {MHD_HTTP_METHOD_NOT_ALLOWED, "this takes " + std::string(route->method) + " only"};
+    }
+    if (method == "POST" && (type == nullptr || type != std::string_view(route->type))) {
+        return {MHD_HTTP_UNSUPPORTED_MEDIA_TYPE, "the Content-Type has to be application/json"};
+    }
+    return {};
 }
 
-HttpAnswer PanelServer::answerKey(const HttpRequest& request)
+bool PanelServer::isServedAs(std::string host, std::uint16_t port) const
 {
-    if (!isJson(request.contentType)) {
-        return refuseType();
+    if (host.find(':', host.rfind(']') + 1) == std::string::npos) {
+        host += ":80"; // which browsers leave out
     }
     try {
-        const KeyRequest wanted = parseKeyRequest(request.body);
-        if (!clients.setKey(wanted.client, wanted.key, wanted.pressed)) {
-            return textAnswer(409, "client " + std::to_string(wanted.client) + " is not connected");
-        }
-    } catch (const std::invalid_argument& error) {
-        return textAnswer(400, error.what());
-    } catch (const std::out_of_range& error) {
-        return textAnswer(404, error.what());
+        const HttpAddress named = parseHttpAddress(host);
+        return named.port == port &&
+               (isWildcard(address) || named.host == address.host || named.host == "127.0.0.1" || named.host == "::1");
+    } catch (const std::invalid_argument&) {
+        return false;
     }
-    HttpAnswer done;
-    done.status = 204;
-    return done;
 }
 
-HttpAnswer PanelServer::answerRestart(const HttpRequest& request)
+PanelServer::Answer PanelServer::finishPost(std::string_view path, const std::string& body)
 {
-    if (!isJson(request.contentType)) {
-        return refuseType();
+    if (body.size() > mostBodyBytes) {
+        return {MHD_HTTP_CONTENT_TOO_LARGE, "the body may have " + std::to_string(mostBodyBytes) + " bytes at most"};
     }
-    if (nlohmann::json::parse(request.body, nullptr, false) != nlohmann::json::object()) {
-        return textAnswer(400, "the body has to be an empty JSON object");
+    if (path == "/keys") {
+        return moveKey(body);
     }
-    if (!feed.offersRestart()) {
-        return textAnswer(409, "the application cannot be started again now");
+    if (!streams.offersRestart()) {
+        return {MHD_HTTP_CONFLICT, "the application cannot be started again now"};
     }
     onRestart();
-    return textAnswer(202, "the application is started again");
+    return {MHD_HTTP_ACCEPTED, "the application is started again"};
+}
+
+PanelServer::Answer PanelServer::moveKey(const std::string& body)
+{
+    try {
+        const json request = json::parse(body);
+        const auto page = request.at("client").get<HeldKeys::Hand>();
+        const auto key = request.at("key").get<unsigned>();
+        const bool pressed = request.at("pressed").get<bool>();
+        if (!streams.isConnected(page)) {
+            return {MHD_HTTP_CONFLICT, "client " + std::to_string(page) + " is not connected"};
+        }
+        pressed ? simulation.keys.press(page, key) : simulation.keys.release(page, key);
+        return {MHD_HTTP_NO_CONTENT};
+    } catch (const json::exception& error) {
+        return {MHD_HTTP_BAD_REQUEST, error.what()};
+    } catch (const std::out_of_range& error) {
+        return {MHD_HTTP_NOT_FOUND, error.what()};
+    }
 }
 
 } // namespace panelsim

@@ -1,17 +1,18 @@
 #pragma once
 
 #include "panelsim/board/Simulation.h"
-#include "panelsim/web/EventClients.h"
+#include "panelsim/web/EventStreams.h"
 #include "panelsim/web/HttpAddress.h"
-#include "panelsim/web/HttpServer.h"
-#include "panelsim/web/NewsFeed.h"
 #include "panelsim/web/PageInfo.h"
-#include "panelsim/web/Socket.h"
 
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
-#include <utility>
-#include <vector>
+#include <string_view>
+
+struct MHD_Connection;
+struct MHD_Daemon;
 
 namespace panelsim {
 
@@ -23,15 +24,11 @@ public:
      * @param simulation must outlive the server
      * @param onRestart called from a thread of the server when a page wants the application to start again; must not
      * destroy the server
-     * @param complain is told in one line, on a thread of the server, when no page can be served
-     * @throws std::system_error, std::runtime_error with a text that names the address and says what to do when it is
-     * taken
+     * @throws std::system_error with a text that names the address and says what to do when it is taken
      */
-    PanelServer(
-        Simulation& simulation, PageInfo info, const HttpAddress& address, std::function<void()> onRestart,
-        HttpServer::Complain complain = [](const std::string&) {});
+    PanelServer(Simulation& simulation, PageInfo info, const HttpAddress& address, std::function<void()> onRestart);
 
-    /** Tells the pages that are connected the newest state, and ends. */
+    /** Sends the newest state to the pages that are connected, and ends. */
     ~PanelServer();
 
     PanelServer(const PanelServer&) = delete;
@@ -40,24 +37,26 @@ public:
     /** @return where a browser of this machine finds the page, such as "http://127.0.0.1:8080/" */
     std::string url() const;
 
-    /** Serves a connection that was made elsewhere, on the calling thread. */
-    void serve(Socket connection) { http.serve(std::move(connection)); }
-
     /** Says whether the application can be started again, which it cannot at first. From any thread. */
-    void offerRestart(bool offered) { feed.offerRestart(offered); }
+    void offerRestart(bool offered) { streams.offerRestart(offered); }
 
 private:
-    std::vector<HttpRoute> routes();
-    HttpAnswer answerEvents();
-    HttpAnswer answerKey(const HttpRequest& request);
-    HttpAnswer answerRestart(const HttpRequest& request);
+    struct Answer {
+        unsigned status = 200;
+        std::string text = {};
+    };
+
+    bool begin(MHD_Connection* connection, std::string_view method, std::string_view path);
+    Answer refusal(MHD_Connection* connection, std::string_view method, std::string_view path) const;
+    bool isServedAs(std::string host, std::uint16_t port) const;
+    Answer finishPost(std::string_view path, const std::string& body);
+    Answer moveKey(const std::string& body);
 
     Simulation& simulation;
-    const PageInfo info;
+    const HttpAddress address;
     const std::function<void()> onRestart;
-    NewsFeed feed;
-    EventClients clients;
-    HttpServer http; // the last: its threads use the others
+    EventStreams streams;
+    std::unique_ptr<MHD_Daemon, void (*)(MHD_Daemon*)> daemon; // the last: its thread uses the others
 };
 
 } // namespace panelsim

@@ -1,16 +1,14 @@
 #include "panelsim/wire/PinServer.h"
 
-#include "panelsim/wire/StampedClock.h"
+#include "panelsim/board/BoardGpioFactory.h"
+#include "sysfs/PinDirectionEn.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
-#include <iterator>
-#include <optional>
+#include <exception>
 #include <poll.h>
 #include <random>
 #include <stdexcept>
@@ -20,30 +18,17 @@
 #include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace panelsim {
 
 namespace {
 
-/** Connections beyond the number that is served, which get an answer that says so. */
-constexpr std::size_t mostRefusals = 16;
-
-/** Who connects and says nothing, whichever user that is, must not keep a place for long. */
-constexpr int greetingPatience = 5000; // milliseconds
-
-constexpr std::chrono::seconds departurePatience(2);
-
-constexpr unsigned mostComplaints = 20;
-
-std::uint64_t randomNumber()
-{
-    std::random_device device;
-    return std::uint64_t{device()} << 32U | device();
-}
+constexpr std::size_t mostConnections = 256; ///< of processes; panelsim needs descriptors for its page, too
 
 std::string newSocketName()
 {
-    return "panelsim-" + std::to_string(getpid()) + "-" + std::to_string(randomNumber());
+    return "panelsim-" + std::to_string(getpid()) + "-" + std::to_string(std::random_device()());
 }
 
 FileDescriptor listenAt(const std::string& name)
@@ -70,254 +55,190 @@ bool isOfSameUser(int connection)
            (peer.uid == geteuid() || peer.uid == 0);
 }
 
-/** @return a whole packet of that type, empty when the peer has closed or sent anything else */
-template <typename Message>
-std::optional<Message> receive(int connection)
+sysfs::PinDirectionEn directionOf(const Request& request)
 {
-    Message message;
-    ssize_t received = 0;
-    do {
-        received = recv(connection, &message, sizeof message, MSG_TRUNC);
-    } while (received < 0 && errno == EINTR);
-    if (received > 0 && received != sizeof message) {
-        throw std::invalid_argument("a packet of " + std::to_string(received) + " bytes");
-    }
-    return received == sizeof message ? std::optional<Message>(message) : std::nullopt;
+    return request.output != 0 ? sysfs::PinDirectionEn::Output : sysfs::PinDirectionEn::Input;
 }
 
-/**
- * @return whether the peer took it
- * @throws std::invalid_argument when it has not read those before: it has one request under way at a time, if it
- * follows the protocol, and nobody is to wait for one that does not
- */
-bool answer(int connection, Reply reply, const std::string& text = {})
-{
-    std::array<char, sizeof(Reply) + longestErrorText> packet{};
-    const std::size_t textSize = std::min(text.size(), longestErrorText);
-    std::memcpy(packet.data(), &reply, sizeof reply);
-    std::copy_n(text.begin(), textSize, packet.begin() + sizeof reply);
-    const ssize_t sent = send(connection, packet.data(), sizeof reply + textSize, MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (sent < 0 && errno == EAGAIN) {
-        throw std::invalid_argument("it does not read the replies");
-    }
-    return sent >= 0;
-}
-
-bool answerError(int connection, Reply::Outcome outcome, const std::string& text, int error = 0)
+Reply failure(Reply::Outcome outcome, const std::string& text, int error = 0)
 {
     Reply reply;
     reply.outcome = outcome;
     reply.error = error;
-    return answer(connection, reply, text);
+    reply.textSize = static_cast<std::uint16_t>(text.copy(reply.text.data(), reply.text.size()));
+    return reply;
 }
 
 /** @return the text that the error was made with, without the system's own that follows it */
 std::string textOf(const std::system_error& error)
 {
     const std::string text = error.what();
-    const std::string ending = ": " + error.code().message();
-    const bool ends =
-        text.size() >= ending.size() && text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
-    return ends ? text.substr(0, text.size() - ending.size()) : text;
-}
-
-bool saysNothing(int connection)
-{
-    pollfd polled{connection, POLLIN, 0};
-    return poll(&polled, 1, greetingPatience) == 0;
-}
-
-bool hasDeparted(int connection)
-{
-    pollfd polled{connection, POLLRDHUP, 0};
-    return poll(&polled, 1, 0) > 0 && (polled.revents & (POLLRDHUP | POLLHUP)) != 0;
+    return text.substr(0, text.rfind(": " + error.code().message()));
 }
 
 } // namespace
 
 PinServer::PinServer(Board& itsBoard, Complain itsComplain)
     : board(itsBoard), complain(std::move(itsComplain)), name(newSocketName()), listener(listenAt(name)),
-      stopEvent(eventfd(0, EFD_CLOEXEC), "cannot open an event"), accepting([this] { acceptConnections(); })
+      stopEvent(eventfd(0, EFD_CLOEXEC), "cannot open an event"), thread([this] { serve(); })
 {
 }
 
 PinServer::~PinServer()
 {
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t size = write(stopEvent.get(), &one, sizeof one);
-    accepting.join();
-    std::unique_lock<std::mutex> lock(mutex);
-    for (const int connection : connections) {
-        shutdown(connection, SHUT_RDWR);
-    }
-    connectionClosed.wait(lock, [this] { return connections.empty(); });
+    eventfd_write(stopEvent.get(), 1);
+    thread.join();
 }
 
-/** Tells what is wrong, as long as it does not look like a flood. */
-void PinServer::report(const std::string& text)
+void PinServer::complainOnce(const std::string& text)
 {
-    const unsigned number = ++complaints;
-    if (number <= mostComplaints) {
-        complain(text + (number == mostComplaints ? "; more of these are not reported" : ""));
+    if (complaints.insert(text).second) {
+        complain(text);
     }
 }
 
-void PinServer::acceptConnections()
+void PinServer::serve()
 {
-    std::string lastComplaint;
+    std::vector<pollfd> polled;
     while (true) {
-        std::array<pollfd, 2> polled{{{listener.get(), POLLIN, 0}, {stopEvent.get(), POLLIN, 0}}};
-        if (poll(polled.data(), polled.size(), -1) < 0 && errno != EINTR) {
-            complain(std::string("cannot wait for applications: ") + std::strerror(errno));
-            return;
+        polled = {{stopEvent.get(), POLLIN, 0}, {listener.get(), POLLIN, 0}};
+        for (const auto& connection : connections) {
+            polled.push_back({connection.first, POLLIN, 0});
         }
-        if (polled[1].revents != 0) {
-            return;
-        }
-        std::string complaint;
+        poll(polled.data(), polled.size(), -1);
         if (polled[0].revents != 0) {
-            const int accepted = accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC);
-            if (accepted >= 0) {
-                complaint = admit(FileDescriptor(accepted, ""));
-            } else if (errno != EINTR && errno != ECONNABORTED) {
-                complaint = std::string("cannot take a connection of the application: ") + std::strerror(errno);
-                // Out of descriptors, say: the connection stays in the queue, and would be tried again at once.
-                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            return;
+        }
+        for (std::size_t i = 2; i < polled.size(); ++i) {
+            // One request may have dropped the connection of another one.
+            if (polled[i].revents != 0 && connections.count(polled[i].fd) != 0 && !answer(polled[i].fd)) {
+                drop(polled[i].fd);
             }
         }
-        if (!complaint.empty() && complaint != lastComplaint) {
-            report(complaint);
+        if (polled[1].revents != 0) {
+            accept();
         }
-        lastComplaint = complaint;
     }
 }
 
-/** @return why the connection could not be served, empty if it is */
-std::string PinServer::admit(FileDescriptor connection)
+void PinServer::accept()
 {
-    const int descriptor = connection.get();
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (connections.size() >= mostConnections + mostRefusals) {
-        return "too many connections: one was closed";
-    }
-    connections.insert(descriptor);
+    FileDescriptor connection;
     try {
-        std::thread([this, connected = std::move(connection)]() mutable { converse(std::move(connected)); }).detach();
-        return {};
+        connection = FileDescriptor(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC), "accept");
     } catch (const std::system_error& error) {
-        connections.erase(descriptor);
-        return std::string("cannot serve a connection of the application: ") + error.what();
+        complainOnce("cannot take a connection of the application: " + error.code().message());
+        // Out of descriptors, say: the connection waits, and would be tried again at once.
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        return;
+    }
+    if (!isOfSameUser(connection.get())) {
+        complainOnce("a connection of another user was refused");
+    } else if (connections.size() >= mostConnections) {
+        complainOnce("an application was refused: " + std::to_string(mostConnections) + " processes use pins already");
+    } else {
+        const int number = connection.get();
+        connections[number] = std::move(connection);
     }
 }
 
-void PinServer::converse(FileDescriptor connection)
+void PinServer::drop(int connection)
 {
-    try {
-        const std::shared_ptr<PinSession> session = welcome(connection.get());
-        bool open = session != nullptr;
-        while (open) {
-            const auto request = receive<Request>(connection.get());
-            open = request && carryOut(connection.get(), *session, *request);
+    for (auto pin = pins.begin(); pin != pins.end();) {
+        pin = pin->second.owner == connection ? pins.erase(pin) : std::next(pin);
+    }
+    connections.erase(connection);
+}
+
+/** An application that has ended must not hold lines that the next one asks for. */
+void PinServer::dropDeparted()
+{
+    std::vector<pollfd> polled;
+    for (const auto& connection : connections) {
+        polled.push_back({connection.first, 0, 0});
+    }
+    poll(polled.data(), polled.size(), 0);
+    for (const pollfd& connection : polled) {
+        if (connection.revents != 0) {
+            drop(connection.fd);
         }
-    } catch (const std::exception& error) {
-        report(std::string("a connection that does not follow the protocol was closed: ") + error.what());
     }
-    const std::lock_guard<std::mutex> lock(mutex);
-    connections.erase(connection.get());
-    connection.close();
-    connectionClosed.notify_all();
 }
 
-/** @return whether the peer took the answer */
-bool PinServer::carryOut(int connection, PinSession& session, const Request& request)
+/** @return whether the connection goes on */
+bool PinServer::answer(int connection)
 {
-    const StampedClock::Operation operation{std::chrono::nanoseconds(request.time)};
-    try {
-        if (request.operation == Request::Operation::Export) {
-            waitForDeparted(connection);
+    Request request;
+    const ssize_t received = recv(connection, &request, sizeof request, MSG_TRUNC | MSG_DONTWAIT);
+    if (received != sizeof request) {
+        if (received > 0) {
+            complainOnce("a connection was closed that does not follow the protocol");
         }
-        Reply reply;
-        reply.value = session.perform(request);
-        return answer(connection, reply);
-    } catch (const std::invalid_argument&) {
-        throw;
-    } catch (const std::system_error& error) {
-        return answerError(connection, Reply::Outcome::SystemError, textOf(error), error.code().value());
-    } catch (const std::logic_error& error) {
-        return answerError(connection, Reply::Outcome::LogicError, error.what());
-    } catch (const std::exception& error) {
-        return answerError(connection, Reply::Outcome::OtherError, error.what());
+        return received < 0 && (errno == EINTR || errno == EAGAIN);
     }
+    const Reply reply = perform(connection, request);
+    // Who does not read the replies is not waited for.
+    return send(connection, &reply, replySizeWithoutText + reply.textSize, MSG_NOSIGNAL | MSG_DONTWAIT) >= 0;
 }
 
-/** Sees to it that an application that has ended no longer holds lines when the next one asks for them. */
-void PinServer::waitForDeparted(int asking)
+Reply PinServer::perform(int connection, const Request& request)
 {
-    std::unique_lock<std::mutex> lock(mutex);
-    // A connection whose own process is gone does not wait: two such would wait for each other for ever.
-    // Nor does any other for long, when somebody keeps connecting and going.
-    connectionClosed.wait_for(lock, departurePatience, [&] {
-        return hasDeparted(asking) || std::none_of(connections.begin(), connections.end(), hasDeparted);
-    });
-}
-
-/** @return the session that the peer asks for, null when there is none for it */
-std::shared_ptr<PinSession> PinServer::welcome(int connection)
-{
-    const auto greeting = saysNothing(connection) ? std::nullopt : receive<Greeting>(connection);
-    if (!greeting) {
-        return nullptr;
+    if (request.version != protocolVersion) {
+        return failure(Reply::Outcome::OtherError, "panelsim and its preloaded library are of different versions");
     }
-    if (greeting->magic != greetingMagic) {
-        throw std::invalid_argument("an unknown greeting");
+    if (request.operation == Request::Operation::Export) {
+        dropDeparted();
     }
-    if (greeting->version != protocolVersion) {
-        answerError(connection, Reply::Outcome::OtherError,
-                    "panelsim and its preloaded library are of different versions");
-        throw std::invalid_argument("version " + std::to_string(greeting->version));
-    }
-    const std::shared_ptr<PinSession> known = findSession(greeting->session);
-    // Who knows the number of a session is one of its threads, even if it has changed its user since.
-    const std::string objection = objectionTo(connection, known != nullptr);
-    if (!objection.empty()) {
-        answerError(connection, Reply::Outcome::OtherError, objection);
-        report("a connection was refused: " + objection);
-        return nullptr;
-    }
-    const std::shared_ptr<PinSession> session = known != nullptr ? known : beginSession(findSession(greeting->parent));
     Reply reply;
-    reply.value = session->number();
-    return answer(connection, reply) ? session : nullptr;
-}
-
-/** @return why it cannot be served, empty if it can */
-std::string PinServer::objectionTo(int connection, bool isKnown) const
-{
-    if (!isKnown && !isOfSameUser(connection)) {
-        return "this panelsim serves another user";
+    board.setOperationTime(std::chrono::nanoseconds(request.time));
+    try {
+        const auto pin = pins.find(request.pin);
+        if (request.operation == Request::Operation::Create) {
+            auto gpio = BoardGpioFactory(board).create();
+            reply.value = ++lastPin;
+            pins[lastPin] = {std::move(gpio), connection};
+        } else if (pin != pins.end()) {
+            reply.value = performOn(pin->second, request);
+        } else if (request.operation != Request::Operation::Destroy) {
+            // Another process destroyed it, or it was lost when the application closed all descriptors.
+            throw std::system_error(ENODEV, std::generic_category(), "this pin is gone");
+        }
+    } catch (const std::system_error& error) {
+        reply = failure(Reply::Outcome::SystemError, textOf(error), error.code().value());
+    } catch (const std::logic_error& error) {
+        reply = failure(Reply::Outcome::LogicError, error.what());
+    } catch (const std::exception& error) {
+        reply = failure(Reply::Outcome::OtherError, error.what());
     }
-    const std::lock_guard<std::mutex> lock(mutex);
-    return connections.size() <= mostConnections
-               ? ""
-               : "panelsim has " + std::to_string(mostConnections) + " connections, one for each thread that uses pins";
+    board.setOperationTime(std::nullopt);
+    return reply;
 }
 
-std::shared_ptr<PinSession> PinServer::findSession(std::uint64_t number)
+std::uint32_t PinServer::performOn(Pin& pin, const Request& request)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    const auto found = sessions.find(number);
-    return found == sessions.end() ? nullptr : found->second.lock();
-}
-
-std::shared_ptr<PinSession> PinServer::beginSession(std::shared_ptr<PinSession> parent)
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    for (auto old = sessions.begin(); old != sessions.end();) {
-        old = old->second.expired() ? sessions.erase(old) : std::next(old);
+    switch (request.operation) {
+    case Request::Operation::Export:
+        pin.gpio->exportGpio(request.gpio);
+        return 0;
+    case Request::Operation::Init:
+        return pin.gpio->init(request.inverted != 0, directionOf(request), request.level != 0) ? 1 : 0;
+    case Request::Operation::Deinit:
+        pin.gpio->deinit();
+        return 0;
+    case Request::Operation::SetDirection:
+        pin.gpio->setDirection(directionOf(request));
+        return 0;
+    case Request::Operation::SetValue:
+        return pin.gpio->setValue(request.level != 0) ? 1 : 0;
+    case Request::Operation::GetValue:
+        return pin.gpio->getValue() ? 1 : 0;
+    case Request::Operation::Destroy:
+        pins.erase(request.pin);
+        return 0;
+    case Request::Operation::Create:
+        break; // has no pin yet
     }
-    auto session = std::make_shared<PinSession>(board, randomNumber() | 1U, std::move(parent));
-    sessions[session->number()] = session;
-    return session;
+    throw std::invalid_argument("there is no such pin operation");
 }
 
 } // namespace panelsim

@@ -2,17 +2,13 @@
 
 #include "panelsim/board/Board.h"
 #include "panelsim/board/FileDescriptor.h"
-#include "panelsim/wire/PinSession.h"
 #include "panelsim/wire/Protocol.h"
+#include "sysfs/ISysfsGpio.h"
 
-#include <atomic>
-#include <condition_variable>
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <thread>
@@ -20,20 +16,19 @@
 namespace panelsim {
 
 /**
- * Lets applications of the same user have pins on a board, from other processes. An application that ends, in whatever
- * way, leaves its lines free. The board should use a StampedClock.
+ * Lets applications of the same user have pins on a board, from other processes, each on a connection of its own. An
+ * application that ends, in whatever way, releases its lines; those that it forked and that did not start another
+ * program still hold them, as they hold its connection.
  */
 class PinServer {
 public:
     using Complain = std::function<void(const std::string&)>;
 
-    static constexpr std::size_t mostConnections = 256; ///< one for each thread that uses pins, and one for its process
-
     /**
-     * Serves from now on, one thread for each connection.
+     * Serves from now on, on one thread.
      * @param board    must outlive the server
-     * @param complain is told in one line, on threads of the server, of clients that had to be sent away: of the first
-     *                 so many, not of a flood
+     * @param complain is called with one line, on the server's thread, when a client had to be refused; once for each
+     *                 reason
      * @throws std::system_error
      */
     PinServer(Board& board, Complain complain);
@@ -46,28 +41,30 @@ public:
     const std::string& address() const { return name; }
 
 private:
-    void report(const std::string& text);
-    void acceptConnections();
-    std::string admit(FileDescriptor connection);
-    std::string objectionTo(int connection, bool isKnown) const;
-    void converse(FileDescriptor connection);
-    std::shared_ptr<PinSession> welcome(int connection);
-    std::shared_ptr<PinSession> findSession(std::uint64_t number);
-    std::shared_ptr<PinSession> beginSession(std::shared_ptr<PinSession> parent);
-    bool carryOut(int connection, PinSession& session, const Request& request);
-    void waitForDeparted(int asking);
+    struct Pin {
+        std::unique_ptr<sysfs::ISysfsGpio> gpio;
+        int owner; ///< connection that it was created on
+    };
+
+    void serve();
+    void complainOnce(const std::string& text);
+    void accept();
+    void dropDeparted();
+    void drop(int connection);
+    bool answer(int connection);
+    Reply perform(int connection, const Request& request);
+    std::uint32_t performOn(Pin& pin, const Request& request);
 
     Board& board;
     const Complain complain;
-    std::atomic<unsigned> complaints{0};
     const std::string name;
-    FileDescriptor listener;
-    FileDescriptor stopEvent;
-    mutable std::mutex mutex;
-    std::condition_variable connectionClosed;
-    std::set<int> connections;
-    std::map<std::uint64_t, std::weak_ptr<PinSession>> sessions;
-    std::thread accepting;
+    const FileDescriptor listener;
+    const FileDescriptor stopEvent;
+    std::map<int, FileDescriptor> connections; ///< by their number
+    std::map<std::uint32_t, Pin> pins;         ///< by their number, which a forked process uses as its parent does
+    std::uint32_t lastPin = 0;
+    std::set<std::string> complaints;
+    std::thread thread;
 };
 
 } // namespace panelsim

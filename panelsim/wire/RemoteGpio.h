@@ -8,13 +8,17 @@
 
 namespace panelsim {
 
-/** A pin of an application, on a line of the board in the panelsim process. It fails as a pin on that board does. */
+/**
+ * A pin of an application, on a line of the board in the panelsim process. It fails as a pin on that board does. A
+ * forked process works on with the pins that there were. After the application has closed all descriptors those pins
+ * are gone and new ones work.
+ */
 class RemoteGpio final : public sysfs::ISysfsGpio {
 public:
-    /** @throws std::exception when panelsim has no pin to give */
+    /** @throws std::runtime_error when panelsim cannot be reached */
     RemoteGpio();
 
-    /** Gives the line free, as it is driven. */
+    /** Releases the line, which stays as it is driven. */
     ~RemoteGpio() override;
 
     RemoteGpio(const RemoteGpio&) = delete;

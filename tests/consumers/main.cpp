@@ -1,4 +1,4 @@
-// An application of the library: tells which panel is fitted and switches its LED 3 on.
+// An application of the library: detects which panel is fitted and switches its LED 3 on.
 #include "frontpanelhw/FrontPanelType.h"
 #include "frontpanelhw/fp/Indoor.h"
 #include "frontpanelhw/fp/Outdoor.h"

@@ -64,3 +64,19 @@ TEST(DisplayLine, WritesTextAtAnOffset)
     EXPECT_THROW(line.setLine(5, u"x"), std::out_of_range);
     EXPECT_EQ(line, DisplayLine(u"abcd"));
 }
+
+TEST(DisplayLine, ChangesItsCellsAndRefusesOnesPastTheEnd)
+{
+    DisplayLine line(u"ab");
+    line.addCharacter({u'c', true});
+    EXPECT_TRUE(line.setCharacter(2, {u'd', false}) && line.setCharacter(0, {u'A', true}));
+    EXPECT_FALSE(line.setCharacter(3, {u'x', true}) || line.setInverted(0, 3, true) || line.setInverted(2, 1, true));
+    EXPECT_TRUE(line.setInverted(1, 1, true) && line.setInverted(0, 0, false) && line.setInverted(2, 2, true));
+    EXPECT_EQ(rendered(line), "'Abd' - nii - cnt: 3");
+    EXPECT_EQ(line.getString(), u"Abd");
+    EXPECT_TRUE(line.getInverted(2) && line.getCharacter(1).character == u'b' && line.getCharacter(1).inverted);
+    EXPECT_FALSE(line.getInverted(3) || line.getCharacter(3).inverted || line.getCharacter(3).character != u' ');
+    EXPECT_FALSE(line == DisplayLine(u"Abd") || line == DisplayLine(u"Ab"));
+    line.setLine(u"x\0"s);
+    EXPECT_EQ(line, DisplayLine(u"x\0"s)) << "no flag is left, and 0 is a cell";
+}

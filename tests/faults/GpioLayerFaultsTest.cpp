@@ -7,7 +7,7 @@
 #include "sysfs/LinuxGpioFactory.h"
 #include "sysfs/PinDirectionEn.h"
 #include "tests/support/CapturedOutput.h"
-#include "tests/support/RecordedWaits.h"
+#include "tests/support/VirtualTime.h"
 #include "tests/sysfs/FakeKernel.h"
 
 #include <algorithm>
@@ -335,7 +335,7 @@ public:
         CapturedOutput output;
         try {
             WatchedFactory factory(watch);
-            const RecordedWaits waits;
+            const VirtualTime time;
             life.live(factory);
         } catch (const std::system_error& error) {
             escaped = error;

@@ -1,66 +1,53 @@
 #include "frontpanelhw/fp/Indoor.h"
-#include "frontpanelhw/fp/Outdoor.h"
+#include "frontpanelhw/fp/IndoorFpImpl.h"
+#include "frontpanelhw/lcd/Ra8806RegistersController.h"
+#include "frontpanelhw/lcd/Ra8822LcdController.h"
 #include "panelsim/board/Board.h"
-#include "panelsim/board/InstalledBoard.h"
+#include "panelsim/board/BoardGpioFactory.h"
+#include "tests/lab/PanelLab.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/FakeLcd.h"
 #include "tests/support/FakePins.h"
-#include "tests/support/KeyEvents.h"
-#include "tests/support/RecordedWaits.h"
+#include "tests/support/InstalledPins.h"
+#include "tests/support/VirtualTime.h"
 
 #include <gtest/gtest.h>
 
 using namespace frontpanelhw;
-using drawing::DisplayBuffer;
-using panelsim::Board;
-using panelsim::BoardConfig;
 using panelsim::ChipVariant;
-using panelsim::PanelView;
 
-namespace {
+class PanelLives : public testing::TestWithParam<PanelScript> {};
 
-/** A board whose LEDs 1 and 7 and backlight are lit by a low line. */
-class IndoorOnBoard : public testing::TestWithParam<ChipVariant> {
-protected:
-    static BoardConfig wiring()
-    {
-        BoardConfig config;
-        config.chip = GetParam();
-        config.invertedLeds = {1, 7};
-        config.backlightInverted = true;
-        return config;
-    }
-    static fp::Indoor makePanel() { return {10, 20, 40, 3, 8, {1, 7, 28}, {0, 1}}; }
-    /** What the LCD shows, in the form in which it was printed. */
-    DisplayBuffer shown() const
-    {
-        DisplayBuffer page(25, 3);
-        const PanelView view = board.view();
-        unsigned row = 0;
-        for (const auto& cells : view.lcd->lines) {
-            drawing::DisplayLine line;
-            for (const panelsim::LcdCell& cell : cells) {
-                line.addCharacter({cell.code, cell.inverted});
-            }
-            page.setDisplayLine(row++, line);
-        }
-        return page;
-    }
+INSTANTIATE_TEST_SUITE_P(Corpus, PanelLives, testing::ValuesIn(panelScripts()),
+                         [](const auto& script) { return script.param.name; });
 
-    Board board{wiring()};
-    panelsim::InstalledBoard installed{board};
-    CapturedOutput output;
-    const std::vector<bool> noLed = std::vector<bool>(8, false);
-    const std::vector<bool> allLeds = std::vector<bool>(8, true);
-};
-
-} // namespace
-
-INSTANTIATE_TEST_SUITE_P(Chips, IndoorOnBoard, testing::Values(ChipVariant::Ra8803, ChipVariant::Ra8806),
-                         [](const auto& chip) { return chip.param == ChipVariant::Ra8803 ? "Ra8803" : "Ra8806"; });
-
-TEST_P(IndoorOnBoard, ComesUpEmptyAndLitWithoutAFlashOfOtherLeds)
+/** Few of the failures that scripts/test faults goes through. */
+TEST_P(PanelLives, EndAsTheModelSays)
 {
-    const bool isRa8803 = GetParam() == ChipVariant::Ra8803;
+    constexpr unsigned stride = 89;
+    const std::uint64_t operations = livePanel(GetParam().text).operations;
+    for (std::uint64_t failing = 1; failing <= operations; failing += stride) {
+        for (const auto kind :
+             {PinFailure::Kind::Before, PinFailure::Kind::After, PinFailure::Kind::False, PinFailure::Kind::Foreign}) {
+            ASSERT_NO_THROW(livePanel(GetParam().text, {failing, kind, failing % 2 == 0})) << failing;
+        }
+    }
+}
+
+class IndoorOnBoard : public testing::TestWithParam<ChipVariant> {};
+
+INSTANTIATE_TEST_SUITE_P(Chips, IndoorOnBoard, testing::Values(ChipVariant::Ra8803, ChipVariant::Ra8806));
+
+TEST_P(IndoorOnBoard, ComesUpWithItsLogAndWithoutAFlashOfOtherLeds)
+{
+    panelsim::BoardConfig config;
+    config.chip = GetParam();
+    config.invertedLeds = {1, 7};
+    const VirtualTime time;
+    panelsim::Board board(config, [&time] { return time.now(); });
+    const panelsim::BoardGpioFactory pins(board);
+    const InstalledPins installed(pins);
+    CapturedOutput output;
     std::vector<unsigned> lit;
     board.observe([&](const panelsim::LineChange& change) {
         const bool inverted = change.gpio == 21 || change.gpio == 27;
@@ -69,81 +56,12 @@ TEST_P(IndoorOnBoard, ComesUpEmptyAndLitWithoutAFlashOfOtherLeds)
             lit.push_back(change.gpio);
         }
     });
-    {
-        fp::Indoor panel = makePanel();
-        const PanelView view = board.view();
-        EXPECT_TRUE(view.lcd->displayOn && view.lcd->backlight);
-        EXPECT_EQ(view.lcd->contrast, isRa8803 ? std::optional<unsigned>(15) : std::nullopt);
-        EXPECT_EQ(shown(), DisplayBuffer(panel.getChars(), panel.getLines()));
-        EXPECT_FALSE(panel.isRunning());
-    }
+    const fp::Indoor panel(10, 20, 40, 3, 8, {1, 7}, {0, 1});
+    const bool isRa8803 = GetParam() == ChipVariant::Ra8803;
     EXPECT_EQ(output.take(),
               std::string("INFO: LcdControl ") + (isRa8803 ? "c9" : "0") + "\nINFO: status register: 1 0x40\n");
+    EXPECT_EQ(board.view().lcd->contrast, isRa8803 ? std::optional<unsigned>(15) : std::nullopt);
     EXPECT_EQ(lit, (std::vector<unsigned>{20, 21}));
-    EXPECT_EQ(board.view().leds, (std::vector<bool>{true, true, false, false, false, false, false, false}));
-    EXPECT_EQ(board.busFaultCount() + board.claimedLines(), 0U);
-}
-
-TEST_P(IndoorOnBoard, ShowsThePagesThatArePrinted)
-{
-    fp::Indoor panel = makePanel();
-    output.take();
-    DisplayBuffer page(25, 3);
-    for (unsigned run = 0; run < 3; ++run) {
-        for (unsigned line = 0; line < 3; ++line) {
-            drawing::DisplayLine text;
-            for (unsigned column = 0; column < 25; ++column) {
-                text.addCharacter(
-                    {static_cast<char16_t>(33 + column * 7 + line + run), (column + line + run) % 3 == 0});
-            }
-            page.setDisplayLine(line, text);
-        }
-        EXPECT_TRUE(panel.printBuffer(page));
-        EXPECT_EQ(shown(), page);
-    }
-    EXPECT_TRUE(panel.clear() && panel.printLine(1, drawing::DisplayLine(u"hidden")));
-    EXPECT_EQ(shown(), page) << "the hidden page is written";
-    EXPECT_TRUE(panel.swapPage());
-    page.clear();
-    page.setLineContent(1, u"hidden");
-    EXPECT_EQ(shown(), page);
-    for (const bool on : {false, true}) {
-        EXPECT_TRUE(panel.enable(on));
-        EXPECT_EQ(board.view().lcd->displayOn, on);
-    }
-    EXPECT_TRUE(panel.resetController());
-    EXPECT_FALSE(board.view().lcd->backlight);
-    EXPECT_EQ(board.busFaultCount(), 0U);
-    EXPECT_EQ(output.take(), "");
-}
-
-TEST_P(IndoorOnBoard, TestsItsLampsAndTellsKeys)
-{
-    fp::Indoor panel = makePanel();
-    bool tested = false;
-    const RecordedWaits waits([&](const std::string& wait) {
-        if (wait == "3s") {
-            tested = board.view().leds == allLeds && board.view().lcd->lines[2][24].inverted;
-        }
-        return true;
-    });
-    KeyEvents events;
-    panel.connectAnyKeyChangedCb([&](unsigned key, bool level) { events.add(key, level); });
-    EXPECT_TRUE(panel.start(true, 3) && tested && panel.isRunning());
-    board.press(2);
-    EXPECT_TRUE(events.waitFor("2+2+")) << "press and repeat";
-    board.release(2);
-    EXPECT_TRUE(events.waitFor("2-"));
-    EXPECT_TRUE(panel.setLed(7, true) && board.view().leds[7]);
-    EXPECT_FALSE(panel.setLed(8, true));
-    panel.stop();
-    EXPECT_FALSE(panel.isRunning());
-    EXPECT_TRUE(board.view().lcd->backlight);
-    EXPECT_EQ(board.view().leds, noLed);
-    panel.setAllLeds(true);
-    EXPECT_EQ(board.view().leds, allLeds);
-    panel.setAllLeds(false);
-    EXPECT_EQ(board.view().leds, noLed);
 }
 
 TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
@@ -152,11 +70,11 @@ TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
     pins.refused = {"init 44 out 0"};
     const CapturedOutput output;
     {
-        fp::IndoorFpImpl panel(pins, 10, 20, 40, 1, 2, {22}, {});
-        const std::string events = pins.take();
+        fp::IndoorFpImpl panel(pins, 10, 20, 40, 1, 2, {0, 22}, {1});
         EXPECT_EQ(
-            events.substr(events.find("10?")),
-            "10? create create create create create create create create create create create create create create "
+            pins.take(),
+            "create export 20 create export 21 init 20 inverted out 0 init 21 out 1 create export 10 init 10 in 0 10? "
+            "create create create create create create create create create create create create create create "
             "export 40 export 41 export 42 export 43 export 44 export 45 export 46 export 47 export 48 "
             "export 49 export 50 export 51 export 52 export 22 init 40 out 0 init 41 out 0 init 42 out 0 "
             "init 43 out 0 init 44 out 0 init 45 out 0 init 46 out 0 init 47 out 0 init 48 out 0 "
@@ -173,25 +91,36 @@ TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
     EXPECT_FALSE(fp::isBacklightInverted(28, {}));
 }
 
-TEST(Outdoor, RunsEndToEnd)
+TEST(LcdFp, TestsDisplayAndLampsBeforePollingFromBothSidesAndReturnsFalseWithoutAController)
 {
-    Board board(panelsim::outdoorBoard());
-    const panelsim::InstalledBoard installed(board);
-    const CapturedOutput output;
-    {
-        fp::Outdoor panel(10, 20);
-        EXPECT_EQ(board.claimedLines(), 10U);
-        KeyEvents events;
-        panel.connectAnyKeyChangedCb([&](unsigned key, bool pressed) { events.add(key, pressed); });
-        EXPECT_TRUE(panel.start(true, 0) && panel.isRunning());
-        board.press(1);
-        EXPECT_TRUE(events.waitFor("1+"));
-        panel.setAllLeds(true);
-        EXPECT_EQ(board.view().leds, std::vector<bool>(8, true));
-        EXPECT_FALSE(panel.setLed(8, true));
+    /** A display of 2 lines of 3 characters. */
+    struct Panel : fp::IndoorFpImpl {
+        explicit Panel(sysfs::ISysfsGpioFactory& factory) : IndoorFpImpl(factory, 30, 20, 40, 1, 2, {}, {1}) {}
+        unsigned getChars() const override { return 3; }
+        unsigned getLines() const override { return 2; }
+    };
+    FakePins pins;
+    CapturedOutput log;
+    const VirtualTime time(VirtualTime::Others::Sleep, [&](const std::string& sleep) { return pins.happen(sleep); });
+    FakeLcd bus{pins};
+    Panel panel{pins};
+    for (const bool baseSide : {false, true}) {
+        EXPECT_TRUE(panel.initController(
+            std::make_unique<lcd::Ra8822LcdController>(bus, std::make_unique<lcd::Ra8806RegistersController>(bus))));
+        panel.setLed(1, true);
+        pins.take();
+        pins.refused = {"70=00", "BL=1", "12=A1", "2s"};
+        EXPECT_TRUE(baseSide ? static_cast<fp::FpBase&>(panel).start(true, 2) : panel.start(true, 2));
+        EXPECT_FALSE(panel.start(false, 2));
         panel.stop();
-        EXPECT_FALSE(panel.isRunning());
-        EXPECT_EQ(board.view().leds, std::vector<bool>(8, false));
+        const std::string events = pins.take();
+        EXPECT_EQ(events.rfind("60=00 70=00 70=10 10? 10=62 d20 d20 d20 BL=1 12=A1 20=1 21=1 2s 1s 20=0 21=1 ", 0), 0U)
+            << "the sleep was interrupted halfway: " << events;
+        pins.refused.clear();
     }
-    EXPECT_EQ(board.claimedLines(), 0U);
+    log.take();
+    EXPECT_FALSE(panel.initController(nullptr) || panel.clear() || panel.printLine(0, drawing::DisplayLine(3)) ||
+                 panel.printBuffer(drawing::DisplayBuffer(3, 2)) || panel.resetController() || panel.swapPage());
+    panel.fullfillDisplay();
+    EXPECT_EQ(pins.take() + log.take(), "");
 }

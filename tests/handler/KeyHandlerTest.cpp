@@ -8,10 +8,13 @@
 
 #include <cerrno>
 #include <dlfcn.h>
+#include <functional>
+#include <memory>
 #include <pthread.h>
 #include <regex>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 using frontpanelhw::handler::GpioVectorCreator;
 using frontpanelhw::handler::KeyHandler;
@@ -37,7 +40,7 @@ constexpr unsigned base = 30;
 
 class KeyHandlerTest : public testing::Test {
 protected:
-    /** The count of held polls is the process's own; a press starts it anew. */
+    /** The whole process has one count of held polls; a press resets it. */
     KeyHandlerTest()
     {
         KeyHandler key = handlerOf(1);
@@ -75,7 +78,7 @@ protected:
 
 } // namespace
 
-TEST_F(KeyHandlerTest, TellsPressReleaseAndRepeats)
+TEST_F(KeyHandlerTest, ReportsPressReleaseAndRepeats)
 {
     KeyHandler keys = handlerOf(2);
     std::string trace = poll(keys, 2, 1);
@@ -131,12 +134,41 @@ TEST_F(KeyHandlerTest, LogsEachEventInTheStreamsNumberBaseAndSurvivesTheCallback
     EXPECT_TRUE(events.waitFor("11-"));
     keys.stop();
     keys.stop();
-    EXPECT_FALSE(keys.running);
-    keys.anyKeyChangedCb = nullptr;
-    EXPECT_FALSE(keys.anyKeyChangedCb);
     const std::string text = log.take();
     const std::regex lines("(INFO: key event from: b\n){2,}INFO: KeyHandler stop called\n");
     EXPECT_TRUE(std::regex_match(text, lines)) << text;
+}
+
+TEST_F(KeyHandlerTest, InstallsACallbackBetweenEventsAndDestroysTheEarlierOneWithoutALock)
+{
+    pins.levels[base + 1] = true;
+    KeyHandler keys = handlerOf(2);
+    const auto atEnd = [](auto work) { return std::shared_ptr<void>(nullptr, [work](void*) { work(); }); };
+    std::function<void(unsigned, bool)> next =
+        [this, end = atEnd([this] { events.add(6, false); })](unsigned, bool level) { events.add(5, level); };
+    const auto installNext = [&] {
+        events.add(4, false);
+        keys.replaceCallback(std::move(next));
+    };
+    keys.replaceCallback([&, calls = 0U, end = atEnd(installNext)](unsigned, bool) mutable {
+        if (++calls == 2) {
+            keys.replaceCallback(nullptr);
+        }
+        events.add(calls, end.use_count() == 1);
+    });
+    keys.anyKeyChangedCb(0, true);
+    pins.levels[base] = true;
+    pins.levels[base + 1] = false;
+    keys.start(1ms);
+    EXPECT_TRUE(events.waitFor("1+2+4-5+")) << "the second key's event in the first scan has no callback";
+    pins.levels[base] = false;
+    EXPECT_TRUE(events.waitFor("5-"));
+    keys.replaceCallback(nullptr);
+    EXPECT_TRUE(events.waitFor("6-")) << "without an event";
+    keys.replaceCallback([this](unsigned, bool level) { events.add(7, level); });
+    keys.stop();
+    keys.anyKeyChangedCb(0, true);
+    EXPECT_TRUE(events.waitFor("7+"));
 }
 
 TEST_F(KeyHandlerTest, StaysStoppedWhenNoThreadCanBeMade)

@@ -9,7 +9,7 @@
 using namespace frontpanelhw;
 using sysfs::PinDirectionEn;
 
-TEST(GpioVectorCreator, ConfiguresAllPinsWhateverOneAnswersAndReplacesThemInPlace)
+TEST(GpioVectorCreator, ConfiguresAllPinsEvenIfOneRefusesAndReplacesThemInPlace)
 {
     FakePins pins;
     pins.refused = {"init 7 inverted out 1"};

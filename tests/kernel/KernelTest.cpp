@@ -155,7 +155,7 @@ Child::End run(const std::string& words, const std::string& lines = wiring())
 struct Rig {
     explicit Rig(const BoardConfig& config) : board(config), bridge(board) {}
 
-    std::string drawn() const { return drawPanel(board.view(), panelsim::TextStyle::Plain); }
+    std::string drawn() const { return drawPanel(board.getConfig(), board.view(), panelsim::TextStyle::Plain); }
 
     /** Holds an operation on a line when it comes the nth time; an operation that is given no level has level 0. */
     void hold(panel_gpio_operation operation, unsigned line, unsigned level, unsigned nth)
@@ -208,7 +208,7 @@ TEST_P(BackendTest, DetectsTheFittedPanel)
     const struct {
         BoardConfig config;
         std::string name;
-    } cases[] = {{BoardConfig(), "indoor"}, {panelsim::outdoorBoard(), "outdoor"}};
+    } cases[] = {{BoardConfig(), "indoor"}, {panelsim::boardOf(panelsim::panelKind("outdoor")), "outdoor"}};
     for (const auto& row : cases) {
         const Rig rig(row.config);
         const Child::End end = run("detect");
@@ -219,7 +219,7 @@ TEST_P(BackendTest, DetectsTheFittedPanel)
 
 TEST_P(BackendTest, SwitchesTheLedsOfAnOutdoorPanel)
 {
-    const Rig rig(panelsim::outdoorBoard());
+    const Rig rig(panelsim::boardOf(panelsim::panelKind("outdoor")));
     const struct {
         std::string words, leds;
     } cases[] = {{"leds on", "● ● ● ● ● ● ● ●"},
@@ -236,7 +236,7 @@ TEST_P(BackendTest, SwitchesTheLedsOfAnOutdoorPanel)
 
 TEST_P(BackendTest, ReportsKeysAndRepeatsThemWhileTheyAreHeld)
 {
-    for (const BoardConfig& config : {panelsim::outdoorBoard(), BoardConfig()}) {
+    for (const BoardConfig& config : {panelsim::boardOf(panelsim::panelKind("outdoor")), BoardConfig()}) {
         const unsigned last = config.keyCount - 1;
         const std::string key = "key " + std::to_string(last) + " ";
         Rig rig(config);
@@ -384,7 +384,7 @@ TEST_P(BackendTest, FailsWhenTheHardwareDoesNotAnswer)
     EXPECT_EQ(run("led 3 on").error, error) << "nobody has the device open";
     EXPECT_EQ(missedRequests(), "1\n");
 
-    Rig rig(panelsim::outdoorBoard());
+    Rig rig(panelsim::boardOf(panelsim::panelKind("outdoor")));
     EXPECT_EQ(run("led 3 on").error, error) << "until the module is reset";
     EXPECT_EQ(missedRequests(), "1\n");
     write(moduleParameters / "missed", "0");

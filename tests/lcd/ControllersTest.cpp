@@ -39,7 +39,7 @@ protected:
 
 } // namespace
 
-TEST_F(ControllersTest, WriteTheirWholeStartUpSetWhateverFails)
+TEST_F(ControllersTest, WriteTheirWholeStartUpSetEvenIfWritesFail)
 {
     EXPECT_EQ(record.take(), "");
     for (const char* failing : {"", "01=B6/FF", "01=04/FF", "80=64/FF", "F1=0F/FF", "F0=04/FF"}) {
@@ -88,7 +88,7 @@ TEST_F(ControllersTest, InvertOnlyOnChange)
     }
 }
 
-TEST_F(ControllersTest, PrepareTheDisplayWhateverFails)
+TEST_F(ControllersTest, PrepareTheDisplayEvenIfStepsFail)
 {
     for (const std::string failing : {"", "status", "01=B6/FF", "12=92", "F0=DC", "00=CD", "D0=0F", "BL=1"}) {
         record.refused = {failing};
@@ -156,10 +156,10 @@ TEST_F(ControllersTest, SwapClearAndCheckTheContrast)
     record.refused = {"F0?"};
     EXPECT_FALSE(onRa8803.clear());
     EXPECT_EQ(record.take(), "12=92 12=A1 12=92 D0=1F F0? F0=DC F0?");
-    for (const bool answer : {true, false}) {
-        EXPECT_EQ(onRa8803.resetController(), answer);
-        EXPECT_EQ(onRa8803.setBacklight(false), answer);
-        EXPECT_EQ(onRa8803.deinit(), answer);
+    for (const bool ok : {true, false}) {
+        EXPECT_EQ(onRa8803.resetController(), ok);
+        EXPECT_EQ(onRa8803.setBacklight(false), ok);
+        EXPECT_EQ(onRa8803.deinit(), ok);
         EXPECT_EQ(record.take(), "reset BL=0 deinit");
         record.refused = {"reset", "BL=0", "deinit"};
     }

@@ -3,7 +3,7 @@
 #include "frontpanelhw/lcd/LcdRa8822GpioCreator.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakePins.h"
-#include "tests/support/RecordedWaits.h"
+#include "tests/support/VirtualTime.h"
 
 #include <gtest/gtest.h>
 
@@ -21,15 +21,15 @@ const std::string idWaveform = "data=00 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us d
 /** A driver on fake pins, in the order of the timing diagram. */
 struct Bus {
     Bus() { pins.take(); }
-    /** Comes up with the chip that answers this byte. */
+    /** Initialises the driver with a chip that identifies itself by this byte. */
     explicit Bus(unsigned char id)
     {
-        answer(id);
+        respond(id);
         EXPECT_TRUE(lcd.init());
         pins.take();
         log.take();
     }
-    void answer(unsigned char byte)
+    void respond(unsigned char byte)
     {
         for (unsigned i = 0; i < 8; ++i) {
             pins.levels.at(i) = (byte >> i & 1U) != 0;
@@ -38,14 +38,14 @@ struct Bus {
 
     FakePins pins;
     CapturedOutput log;
-    RecordedWaits waits{[this](const std::string& wait) { return pins.happen(wait); }};
+    VirtualTime time{VirtualTime::Others::Sleep, [this](const std::string& sleep) { return pins.happen(sleep); }};
     std::unique_ptr<LcdRa8822Gpios> gpios = LcdRa8822GpioCreator(pins).create();
     LcdRa8822 lcd{*gpios, false};
 };
 
 } // namespace
 
-TEST(LcdRa8822Gpios, AreMadeInOrderAllConfiguredWhateverOneAnswersAndDeletedInReverse)
+TEST(LcdRa8822Gpios, AreMadeInOrderAllConfiguredEvenIfOneRefusesAndDeletedInReverse)
 {
     for (unsigned refused = 0; refused <= 14; ++refused) {
         for (const std::string backlight : {"init 13 out 0", "init 13 inverted out 0"}) {
@@ -85,7 +85,7 @@ TEST(LcdRa8822, ResetsAndIdentifiesTheChip)
                                "! ERROR: unable to read lcd controller register '0'; broken\n"
                                "INFO: LcdControl 0\nff"}}) {
         Bus bus;
-        bus.answer(c.id);
+        bus.respond(c.id);
         bus.pins.broken = c.broken;
         EXPECT_TRUE(bus.lcd.init() && bus.lcd.isInitialized());
         const std::string waveform = bus.pins.takeWaveform();
@@ -94,7 +94,7 @@ TEST(LcdRa8822, ResetsAndIdentifiesTheChip)
         std::cout << 255;
         EXPECT_EQ(bus.log.take(), c.line);
         bus.pins.broken.clear();
-        bus.answer(ra8803Id);
+        bus.respond(ra8803Id);
         EXPECT_TRUE(bus.lcd.init());
         EXPECT_EQ(bus.lcd.lcdType(), c.type) << "a variant once found is kept";
     }
@@ -118,7 +118,7 @@ TEST(LcdRa8822, ProducesTheBusCyclesOfBothVariants)
         "data->out data=B0 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=80 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 ";
     for (const bool isRa8803 : {true, false}) {
         Bus bus(isRa8803 ? ra8803Id : 0);
-        bus.answer(0x8B);
+        bus.respond(0x8B);
         unsigned char value = 0;
         unsigned char status = 0;
         EXPECT_TRUE(bus.lcd.writeCmd(0x12, 0xA1) && bus.lcd.writeCmd(0xFE, 0x01) && bus.lcd.writeData(0x41));
@@ -158,7 +158,7 @@ TEST(LcdRa8822, ChecksTheBitsOfTheMask)
                           Case{0x6B, 0x6B, 0xFF, ""}, Case{0x55, 0xAA, 0x00, ""}, Case{0x6B, 0x1B, 0x0F, ""},
                           Case{0x6C, 0x1B, 0x0F, "WARNING: value '12' written to register 16 read back as '11'\n"}}) {
         Bus bus(ra8803Id);
-        bus.answer(c.readBack);
+        bus.respond(c.readBack);
         std::cout << std::hex;
         EXPECT_EQ(bus.lcd.writeCmdAndVerify(0x10, c.value, c.mask), c.warning.empty());
         EXPECT_EQ(bus.log.take(), c.warning);
@@ -167,6 +167,11 @@ TEST(LcdRa8822, ChecksTheBitsOfTheMask)
 
 TEST(LcdRa8822, StopsAtAPinThatThrows)
 {
+    Bus dead;
+    dead.pins.broken = {"12=1"};
+    EXPECT_FALSE(dead.lcd.init() || dead.lcd.isInitialized());
+    EXPECT_EQ(dead.log.take(), "! ERROR: unable to reset lcd controller; broken\n"
+                               "! ERROR: error while resetting lcd controller\n");
     Bus bus(ra8803Id);
     std::cerr << std::hex;
     bus.pins.broken = {"out 1"};

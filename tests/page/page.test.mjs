@@ -24,13 +24,14 @@ async function startPanelsim(address = "127.0.0.1:0") {
     await ended;
   };
   started.push(stop);
-  const lines = createInterface({input: child.stderr});
-  const url = new Promise((resolve) => lines.on("line", (line) => {
-    const found = /the panel is at (http:\/\/\S+)/.exec(line);
-    return found && resolve(found[1]);
-  }));
-  const died = ended.then(([status]) => assert.fail(`panelsim ended with ${status} before it served the page`));
-  return {pid: child.pid, stop, url: await Promise.race([url, died])};
+  for await (const line of createInterface({input: child.stderr})) {
+    const [, url] = /the panel is at (http:\S+)/.exec(line) ?? [];
+    if (url) {
+      child.stderr.resume();
+      return {pid: child.pid, stop, url};
+    }
+  }
+  return assert.fail("panelsim ended before it served the page");
 }
 
 /** Opens the page as a user of their own would, and waits until it shows the demo or the end of the given events. */
@@ -58,15 +59,11 @@ async function open(t, url, {events, losesConnection = events !== undefined, ...
   const key = (number, more = {}) => page.getByRole("button", {name: `Key ${number}`, exact: true, ...more});
   if (events) {
     const body = events.map(([name, data]) => `event: ${name}\ndata: ${JSON.stringify(data)}\n\n`).join("");
-    let answered = false; // once: another answer would begin anew
-    await page.route("**/events", (route) => {
-      const answer = answered ? undefined : route.fulfill({contentType: "text/event-stream", body});
-      answered = true;
-      return answer;
-    });
+    await page.route("**/events", () => {}); // another answer would begin again
+    await page.route("**/events", (route) => route.fulfill({contentType: "text/event-stream", body}), {times: 1});
   }
   await page.goto(url);
-  await shows(...(events ? ["#app-text", "running"] : ["#display-lines", "Front panel"]));
+  await shows(...(events ? ["#app-text", "running"] : ["#words", "Front panel"]));
   return {page, posts, shows, key};
 }
 
@@ -114,38 +111,39 @@ after(async () => {
 test("a key held with the mouse reaches the application, which answers on display, LEDs and log", async (t) => {
   const {page, shows, key} = await open(t, shared.url);
   await shows("#app-text", "running");
-  await shows("#display-lines li", /Front panel \(inverted: 1 to 25\)/);
+  await shows("#words li", /Front panel \(inverted: 1 to 25\)/);
   await shows("#controller", "RA8806 (identified by the application)");
-  await shows("#bus-text", "no bus faults");
+  await shows("#bus", "no bus faults");
+  await shows("#digits-help", "digit keys 0 to 2");
   assert.equal(await page.getByRole("img", {name: "Front panel"}).count(), 1);
   await key(0).hover();
   await page.mouse.down();
   await key(0, {pressed: true}).getByText("pressed").waitFor();
-  await shows("#led-state", "Lit LEDs: 0");
+  await shows("#words", "Lit LEDs: 0");
   await shows("#face text", /^on$/);
-  await shows("#display-lines", /Key 0 held \(([2-9]|\d\d+) repeats\)/);
+  await shows("#words", /Key 0 held \(([2-9]|\d\d+) repeats\)/);
   await page.mouse.move(0, 0);
   await page.mouse.up();
-  await shows("#display-lines", "Key 0 released");
-  await shows("#led-state", "No LED is lit.");
-  await shows(".line", /^stdout.*key.* 0/);
+  await shows("#words", "Key 0 released");
+  await shows("#words", "Lit LEDs: none");
+  await shows(".line", /^\d\d:\d\d:\d\d\.\d{3}key 0 released/);
   await key(0, {pressed: false}).waitFor();
 });
 
 test("the keyboard presses keys: digits anywhere, Space and Enter on a key that has the focus", async (t) => {
   const {page, posts, shows, key} = await open(t, shared.url);
   await page.keyboard.down("1");
-  await shows("#display-lines", /Key 1 (pressed|held)/);
+  await shows("#words", /Key 1 (pressed|held)/);
   await page.keyboard.down("1"); // as auto-repeat does
   await page.evaluate(() => dispatchEvent(new Event("blur")));
-  await shows("#display-lines", "Key 1 released");
+  await shows("#words", "Key 1 released");
   await page.keyboard.up("1");
   for (const name of ["Space", "Enter"]) {
     await key(2).focus();
     await page.keyboard.down(name);
-    await shows("#display-lines", /Key 2 (pressed|held)/);
+    await shows("#words", /Key 2 (pressed|held)/);
     await page.keyboard.up(name);
-    await shows("#display-lines", "Key 2 released");
+    await shows("#words", "Key 2 released");
   }
   await page.keyboard.press("Control+0");
   await page.keyboard.press("0");
@@ -164,41 +162,56 @@ test("a key touched ever so briefly stays pressed until the application has seen
   await page.clock.pauseAt(Date.now() + 600_000);
   await key(1, {disabled: false}).waitFor(); // so much time without a word, and the page has connected again
   await page.keyboard.press("1");
-  await shows("#display-lines", /Key 1 (pressed|held)/);
+  await shows("#words", /Key 1 (pressed|held)/);
   await page.clock.runFor(40);
   assert.equal(posts.length, 1);
   await page.clock.runFor(40);
-  await shows("#display-lines", "Key 1 released");
+  await shows("#words", "Key 1 released");
   await page.clock.runFor(100);
   await page.keyboard.down("1");
-  await shows("#display-lines", /Key 1 (pressed|held)/);
+  await shows("#words", /Key 1 (pressed|held)/);
   await page.clock.runFor(100);
   await page.evaluate(() => dispatchEvent(new Event("pagehide"))); // no timer runs any more
-  await shows("#display-lines", "Key 1 released");
+  await shows("#words", "Key 1 released");
 });
 
-test("on a phone a finger holds a key, and nothing is wider than the screen", async (t) => {
+test("on a phone a finger holds a key, and nothing is wider than the screen or speaks of digit keys", async (t) => {
   const options = {viewport: {width: 360, height: 740}, hasTouch: true, isMobile: true};
   const {page, shows, key} = await open(t, shared.url, options);
   assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
-  await key(1).scrollIntoViewIfNeeded();
+  assert.doesNotMatch(await page.locator("#keys-help").innerText(), /digit/);
   const {x, y} = await key(1).boundingBox();
   const devtools = await page.context().newCDPSession(page);
   const touch = (type, touchPoints) => devtools.send("Input.dispatchTouchEvent", {type, touchPoints});
   await touch("touchStart", [{x: x + 10, y: y + 10}]);
-  await shows("#display-lines", /Key 1 (pressed|held)/);
+  await shows("#words", /Key 1 (pressed|held)/);
   await touch("touchEnd", []);
-  await shows("#display-lines", "Key 1 released");
+  await shows("#words", "Key 1 released");
+});
+
+test("display and keys are in sight together, and stay there when keys are pressed", async (t) => {
+  const {page} = await open(t, shared.url);
+  for (const [width, height] of [[1280, 800], [1366, 768], [853, 533], [844, 390]]) {
+    await page.setViewportSize({width, height});
+    for (const key of ["ArrowDown", "9", "0"]) {
+      await page.keyboard.press(key);
+    }
+    const face = await page.locator("#face").boundingBox();
+    const keys = await page.locator("#keys").boundingBox();
+    const size = `${width} x ${height}: ${JSON.stringify([face, keys])}`;
+    assert.ok(face.y >= 0 && face.height >= 300 && face.width >= 500 && keys.y + keys.height <= height, size);
+    assert.ok(keys.y >= face.y + face.height || keys.x >= face.x + face.width, size);
+  }
 });
 
 test("a key is released even when the server does not hear of it, and when nobody sees the page", async (t) => {
   const {page, shows, key} = await open(t, shared.url, {losesConnection: true});
   await key(1).focus();
   await page.keyboard.down("Space");
-  await shows("#display-lines", /Key 1 (pressed|held)/);
+  await shows("#words", /Key 1 (pressed|held)/);
   await page.route("**/keys", (route) => route.abort());
   await page.keyboard.up("Space");
-  await shows("#display-lines", "Key 1 released");
+  await shows("#words", "Key 1 released");
   await page.unroute("**/keys");
   await key(1, {disabled: false}).and(page.locator(":focus")).waitFor();
   const beSeen = (seen) => page.evaluate((hidden) => {
@@ -206,23 +219,23 @@ test("a key is released even when the server does not hear of it, and when nobod
     document.dispatchEvent(new Event("visibilitychange"));
   }, !seen);
   await page.keyboard.down("2");
-  await shows("#display-lines", /Key 2 (pressed|held)/);
+  await shows("#words", /Key 2 (pressed|held)/);
   await beSeen(false);
   await key(1, {disabled: true}).waitFor();
   await beSeen(true);
-  await shows("#display-lines", "Key 2 released");
+  await shows("#words", "Key 2 released");
   await key(1, {disabled: false}).and(page.locator(":focus")).waitFor();
 });
 
-test("a second page shows the same, and a page that closes lets go of its keys", async (t) => {
+test("a second page shows the same, and a page that closes releases its keys", async (t) => {
   const first = await open(t, shared.url);
   const second = await open(t, shared.url);
   await first.page.keyboard.down("0");
   await second.key(0, {pressed: true}).waitFor();
-  await second.shows("#led-state", "Lit LEDs: 0");
+  await second.shows("#words", "Lit LEDs: 0");
   await first.page.close();
   await second.key(0, {pressed: false}).waitFor();
-  await second.shows("#display-lines", "Key 0 released");
+  await second.shows("#words", "Key 0 released");
 });
 
 test("a page says how the application ended, and starts it again; all text is legible in both schemes", async (t) => {
@@ -233,16 +246,17 @@ test("a page says how the application ended, and starts it again; all text is le
   }
   killApplication(panelsim.pid);
   for (const {page, shows} of pages) {
-    await shows("#ended:not([hidden])", "The application ended by signal 9");
+    await shows("#banner-text", "The application ended by signal 9");
     await shows("#app-state", "ended");
-    const texts = ["h1", "#command", "#app-state", "#ended-text", "#restart", ".key-name", "#keys-help", "dt",
-      "#controller", "#bus-text", ".line .source", ".line .text", "#version"];
+    const texts = ["h1", "#command", "#app-state", "#banner-text", "#restart", ".key", "#keys-help", "dt",
+      "#controller", "#bus", ".line time", ".line .source", ".line .text", "#clear", "#version"];
     assert.ok(await smallestContrast(page, texts) >= 4.5);
+    assert.ok(await page.locator(".key").first().isDisabled());
   }
   await pages[0].page.getByRole("button", {name: "Start again"}).click();
   await pages[0].shows("#app-state", "running");
-  await pages[0].shows("#display-lines", "Events: 0");
-  await pages[0].page.locator("#ended").waitFor({state: "hidden"});
+  await pages[0].shows("#words", "Events: 0");
+  await pages[0].page.locator("#banner").waitFor({state: "hidden"});
   await pages[0].key(0).and(pages[0].page.locator(":focus")).waitFor();
 });
 
@@ -251,10 +265,13 @@ test("a page says that the connection is gone, and recovers by itself", async (t
   const {page, shows, key} = await open(t, panelsim.url, {losesConnection: true});
   await page.keyboard.down("0");
   await key(0, {pressed: true}).waitFor();
+  await page.getByRole("button", {name: "Clear"}).click();
   process.kill(panelsim.pid, "SIGSTOP");
   await page.getByText("Connection to panelsim is gone; trying again").waitFor();
   process.kill(panelsim.pid, "SIGCONT");
   await key(0, {pressed: false, disabled: false}).waitFor();
+  await page.locator(".line").filter({hasText: "key 0 released"}).waitFor();
+  assert.equal(await page.locator(".line").filter({hasText: "detected"}).count(), 0, "what was cleared stays so");
   await page.route("**/events", (route) => route.fulfill({status: 503})); // browsers give up after that
   await panelsim.stop();
   await page.getByText("panelsim does not accept this page; trying again").waitFor();
@@ -262,31 +279,28 @@ test("a page says that the connection is gone, and recovers by itself", async (t
   await page.getByText("Connection to panelsim is gone; trying again").waitFor();
   assert.ok(await key(0).isDisabled());
   await startPanelsim(new URL(panelsim.url).host);
-  await page.locator("#gone").waitFor({state: "hidden"});
+  await page.locator("#banner").waitFor({state: "hidden"});
   await key(0, {pressed: false, disabled: false}).waitFor();
-  await shows("#display-lines", "Events: 0");
+  await shows("#words", "Events: 0");
 });
 
-test("what the demo never does is shown too: bus faults, no display, unused pins, a long log", async (t) => {
-  const line = (text) => ({source: "error", text});
-  const app = {phase: "running", text: "running", restart: false};
-  const openWith = (lines, lcd, busFaults) => open(t, shared.url, {events: [
-    ["hello", {client: "1", version: "1", panel: "outdoor", command: "./app", keyCount: 0}],
-    ["log", {first: 7, lines: [line("begi"), line("<b>next</b>")]}],
-    ["log", {first: 7, lines: [line("begin")]}],
-    ["log", {first: 9, lines}],
-    ["state", {app, leds: [], keys: [], lcd, svg: "<svg/>", busFaults, pinOperations: false}],
-  ]});
-  const outdoor = await openWith([line("last")], null, {count: 0, first: []});
-  assert.deepEqual(await outdoor.page.locator(".line .text").allTextContents(), ["begin", "<b>next</b>", "last"]);
-  assert.match(await outdoor.page.locator("dl").innerText(), /has not used any pin yet[^]*no display(?![^]*bus)/);
-
-  const lcd = {chip: "RA8803", displayOn: false, backlight: true, contrast: 7, lines: [], inverted: []};
+test("what the demo never does is shown too: names, bus faults, unused pins, a long log that is cleared", async (t) => {
+  const line = (text, source = "") => ({time: 0, source, text});
   const many = Array.from({length: 1010}, (_, i) => line(`line ${i}`));
-  const faulty = await openWith(many, {...lcd, identified: false}, {count: 9, first: ["strobe too short"]});
-  const details = await faulty.page.locator("dl").innerText();
-  assert.match(details, /RA8803 \(not identified yet\)[^]*9 bus faults\s+strobe too short\s+and 8 more/);
-  assert.equal(await faulty.page.locator(".line").count(), 1000);
-  assert.ok(await faulty.page.getByText("line 1009").evaluate((last) => last.getBoundingClientRect().bottom <=
+  const {page} = await open(t, shared.url, {events: [
+    ["hello", {client: 1, run: "1", version: "1", panel: "indoor", command: "./app", keys: ["Up"]}],
+    ["log", {first: 7, lines: [line("begi"), line("<b>next</b>")]}],
+    ["log", {first: 7, lines: [line("begin", "stderr")]}],
+    ["log", {first: 9, lines: many}],
+    ["state", {app: {running: true, text: "running", hint: ": not used any pin yet"}, keys: [true], controller: "none",
+      svg: "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 2 1'><desc/></svg>",
+      bus: ["9 bus faults", "strobe too short"], hasBusFaults: true}],
+  ]});
+  assert.match(await page.locator("dl").innerText(), /not used any pin yet[^]*9 bus faults\s+strobe too short/);
+  await page.getByRole("button", {name: "Up", pressed: true}).waitFor();
+  assert.equal(await page.locator(".line").count(), 1000);
+  assert.ok(await page.getByText("line 1009").evaluate((last) => last.getBoundingClientRect().bottom <=
     document.querySelector("#log-lines").getBoundingClientRect().bottom), "the end of the log is in sight");
+  await page.getByRole("button", {name: "Clear"}).click();
+  assert.equal(await page.locator(".line").count(), 0);
 });

@@ -68,7 +68,7 @@ public:
         levels.data = byte;
         bus.update(levels, now);
     }
-    unsigned char shownCode(std::size_t column) const { return bus.chip().shownCell(column, 0).code; }
+    unsigned char shownCode(std::size_t column) const { return bus.chip().shown()[0][column].code; }
 
     std::chrono::nanoseconds now{0};
     LcdLevels levels;
@@ -215,6 +215,40 @@ TEST(BoardGpio, FailsWhenItIsToldTo)
     EXPECT_TRUE(b->init(false, PinDirectionEn::Output, true));
 }
 
+TEST(Board, HasLinesThatAreStuckAndAChipThatIsSilent)
+{
+    BoardConfig config;
+    config.stuckLines = {{10, true}, {20, true}, {28, false}, {47, true}, {50, false}};
+    config.silentChip = true;
+    Board board{config};
+    board.makeOutput(28, true);
+    EXPECT_TRUE(board.read(10)) << "a key";
+    EXPECT_TRUE(board.view().leds[0]);
+    EXPECT_FALSE(board.view().lcd->backlight) << "driven in vain";
+    board.makeOutput(49, false); // chip select, with the read strobe stuck low
+    EXPECT_TRUE(board.read(47)) << "a data line";
+    EXPECT_FALSE(board.read(46) || board.view().lcd->identified) << "of a chip that answers, 0xC9 or the register's 0";
+    EXPECT_EQ(board.busFaults().at(0).kind, BusFault::Kind::ChipSelectMoved);
+    config.stuckLines = {{99, true}};
+    EXPECT_THROW(Board other(config), std::invalid_argument);
+}
+
+TEST(Board, CountsHandsOnAKeyAndReadsOfIt)
+{
+    Board board{BoardConfig()};
+    unsigned changes = 0;
+    board.onChange([&] { ++changes; });
+    board.press(1, 7);
+    board.press(1, 8);
+    board.release(1, 7);
+    board.release(1, 9);
+    EXPECT_TRUE(board.read(11) && board.read(11));
+    board.release(1, 8);
+    EXPECT_FALSE(board.read(11));
+    EXPECT_EQ(board.keyReads(1), 3U);
+    EXPECT_EQ(changes, 4U) << "pressed, seen, released, seen";
+}
+
 TEST(Board, TellsTheBusWhatItsLinesDo)
 {
     Board board{BoardConfig()};
@@ -242,20 +276,27 @@ TEST(PanelText, DrawsThePanelPlainAndForATerminal)
     PanelView view;
     view.leds = {true, false};
     view.keys = {false, true};
-    EXPECT_EQ(drawPanel(view, TextStyle::Plain), plainLeds);
+    EXPECT_EQ(drawPanel(BoardConfig(), view, TextStyle::Plain), plainLeds);
+    BoardConfig named;
+    named.keyNames = {"Up", "Down"};
+    named.ledNames = {"Power", "Alarm"};
+    named.ledColours = {"red", "blue"};
+    EXPECT_EQ(drawPanel(named, view, TextStyle::Plain), "LEDs ● Power (red)  ○ Alarm    keys  Up  [Down]\n");
+    EXPECT_EQ(drawPanel(named, view, TextStyle::Terminal),
+              "LEDs \033[31m●\033[0m Power  ○ Alarm    keys  Up  [Down]\n");
     view.lcd.emplace();
     view.lcd->backlight = true;
     view.lcd->lines = {{{'a', false}, {0xE4, true}, {0x01, true}}, {{'b', false}, {'c', false}, {'d', false}}};
-    EXPECT_EQ(drawPanel(view, TextStyle::Plain), "┌─────┐\n│     │\n│     │\n└─────┘\n"
-                                                 "display off, backlight on\n" +
-                                                     plainLeds);
+    EXPECT_EQ(drawPanel(BoardConfig(), view, TextStyle::Plain), "┌─────┐\n│     │\n│     │\n└─────┘\n"
+                                                                "display off, backlight on\n" +
+                                                                    plainLeds);
     view.lcd->displayOn = true;
     view.lcd->backlight = false;
     view.lcd->contrast = 15;
-    EXPECT_EQ(drawPanel(view, TextStyle::Plain), "┌─────┐\n│ aä· │\n│  ^^ │\n│ bcd │\n└─────┘\n"
-                                                 "display on, backlight off, contrast 15/31\n" +
-                                                     plainLeds);
-    EXPECT_EQ(drawPanel(view, TextStyle::Terminal), "┌─────┐\n│ a\033[7mä·\033[0m │\n│ bcd │\n└─────┘\n"
-                                                    "display on, backlight off, contrast 15/31\n"
-                                                    "LEDs \033[32m●\033[0m ○   keys  0  [1]\n");
+    EXPECT_EQ(drawPanel(BoardConfig(), view, TextStyle::Plain), "┌─────┐\n│ aä· │\n│  ^^ │\n│ bcd │\n└─────┘\n"
+                                                                "display on, backlight off, contrast 15/31\n" +
+                                                                    plainLeds);
+    EXPECT_EQ(drawPanel(BoardConfig(), view, TextStyle::Terminal), "┌─────┐\n│ a\033[7mä·\033[0m │\n│ bcd │\n└─────┘\n"
+                                                                   "display on, backlight off, contrast 15/31\n"
+                                                                   "LEDs \033[32m●\033[0m ○   keys  0  [1]\n");
 }

@@ -4,25 +4,25 @@
 #include <gtest/gtest.h>
 #include <regex>
 #include <set>
-#include <string>
 
 namespace {
 
-using panelsim::drawPanelSvg;
-using panelsim::PanelView;
-using panelsim::SvgExtent;
+using namespace panelsim;
 
-PanelView indoorView()
-{
-    PanelView view;
-    view.leds = {true, false};
-    view.keys = {false, true};
-    view.lcd.emplace();
-    view.lcd->displayOn = true;
-    view.lcd->contrast = 15;
-    view.lcd->lines = {{{'<', false}, {'&', false}, {'>', true}, {0xE4, true}, {0x01, false}, {' ', false}}};
-    return view;
-}
+/** What a drawing is made from. */
+struct Scene {
+    BoardConfig config = {};
+    PanelView view = {{true, false},
+                      {false, true},
+                      LcdView{ChipVariant::Ra8806,
+                              false,
+                              true,
+                              false,
+                              15,
+                              {{{'<', false}, {'&', false}, {'>', true}, {0xE4, true}, {0x01, false}, {' ', false}}}}};
+
+    std::string draw(SvgExtent extent = SvgExtent::Panel) const { return drawPanelSvg(config, view, extent); }
+};
 
 /** @return what is left when well-formed elements are taken away from the inside out */
 std::string withoutElements(const std::string& svg)
@@ -38,68 +38,53 @@ std::string withoutElements(const std::string& svg)
     return rest;
 }
 
-bool contains(const std::string& text, const std::string& part)
+TEST(PanelSvg, IsWellFormedAndShowsEachDifference)
 {
-    return text.find(part) != std::string::npos;
-}
-
-TEST(PanelSvg, IsWellFormedWhateverThePanelHas)
-{
-    PanelView allCodes = indoorView();
-    for (unsigned code = 0; code < 256; ++code) {
-        allCodes.lcd->lines.front().push_back({static_cast<unsigned char>(code), code % 5 == 0});
-    }
-    allCodes.leds.resize(256);
-    PanelView emptyLcd;
-    emptyLcd.lcd.emplace();
-    emptyLcd.lcd->displayOn = true;
-    for (const PanelView& view : {PanelView(), emptyLcd, indoorView(), allCodes}) {
-        const std::string svg = drawPanelSvg(view, SvgExtent::Panel);
-        EXPECT_EQ(withoutElements(svg), "\n");
-        EXPECT_FALSE(std::regex_search(svg, std::regex(" (style|class|id|href|on[a-z]+)=")));
-    }
-}
-
-TEST(PanelSvg, WritesWhatAPersonReads)
-{
-    const std::string svg = drawPanelSvg(indoorView(), SvgExtent::Panel);
-    EXPECT_TRUE(std::regex_search(svg, std::regex(">&lt;&amp;<tspan [^>]*>&gt;\u00E4</tspan>\u00B7 </text>"))) << svg;
-    for (const char* text : {">on<", ">off<", ">pressed<", ">display on, backlight off, contrast 15/31<"}) {
-        EXPECT_TRUE(contains(svg, text)) << text;
-    }
-    EXPECT_FALSE(contains(drawPanelSvg(indoorView(), SvgExtent::Face), ">pressed<"));
-    PanelView blank = indoorView();
-    blank.lcd->displayOn = false;
-    EXPECT_FALSE(contains(drawPanelSvg(blank, SvgExtent::Face), "&amp;"));
-}
-
-TEST(PanelSvg, ShowsEachDifference)
-{
-    const std::function<void(PanelView&)> differences[] = {
-        [](PanelView&) {},
-        [](PanelView& view) { view.lcd.reset(); },
-        [](PanelView& view) { view.lcd->displayOn = false; },
-        [](PanelView& view) { view.lcd->backlight = true; },
-        [](PanelView& view) { view.lcd->contrast = 3; },
-        [](PanelView& view) { view.lcd->contrast = 31; },
-        [](PanelView& view) { view.lcd->lines[0][0].inverted = true; },
-        [](PanelView& view) { view.lcd->lines[0][0].code = 'x'; },
-        [](PanelView& view) {
-            view.leds = {true, true};
+    const std::function<void(Scene&)> differences[] = {
+        [](Scene&) {},
+        [](Scene& scene) { scene.view = PanelView(); },
+        [](Scene& scene) { scene.view.lcd.reset(); },
+        [](Scene& scene) { scene.view.lcd->lines.clear(); },
+        [](Scene& scene) { scene.view.lcd->displayOn = false; },
+        [](Scene& scene) { scene.view.lcd->backlight = true; },
+        [](Scene& scene) { scene.view.lcd->contrast = 3; },
+        [](Scene& scene) { scene.view.lcd->contrast = 31; },
+        [](Scene& scene) { scene.view.lcd->lines[0][0].inverted = true; },
+        [](Scene& scene) { scene.view.lcd->lines[0][0].code = 'x'; },
+        [](Scene& scene) { scene.view.leds[1] = true; },
+        [](Scene& scene) { scene.view.leds.resize(256); },
+        [](Scene& scene) { scene.view.keys[0] = true; },
+        [](Scene& scene) {
+            scene.config.keyNames = {"Up & down", "<"};
         },
-        [](PanelView& view) {
-            view.keys = {true, true};
+        [](Scene& scene) {
+            scene.config.ledNames = {"Power", "A name longer than its place"};
+        },
+        [](Scene& scene) {
+            scene.config.ledColours = {"red", "green"};
         },
     };
     std::set<std::string> drawings;
     for (const auto& differ : differences) {
-        PanelView view = indoorView();
-        differ(view);
-        // What is written below the glass differs anyway.
-        const std::string svg =
-            std::regex_replace(drawPanelSvg(view, SvgExtent::Panel), std::regex(">display[^<]*"), "");
-        EXPECT_TRUE(drawings.insert(svg).second);
+        Scene scene;
+        differ(scene);
+        const std::string svg = scene.draw();
+        EXPECT_EQ(withoutElements(svg), "\n");
+        EXPECT_FALSE(std::regex_search(svg, std::regex(" (style|class|id|href|on[a-z]+)=")));
+        // The words differ anyway.
+        EXPECT_TRUE(drawings.insert(std::regex_replace(svg, std::regex(">display[^<]*"), "")).second) << svg;
     }
+}
+
+TEST(PanelSvg, SaysInWordsWhatIsSeen)
+{
+    Scene scene;
+    EXPECT_TRUE(std::regex_search(scene.draw(), std::regex(">&lt;&amp;<tspan [^>]*>&gt;\u00E4</tspan>\u00B7 </text>")));
+    const std::string description =
+        "<desc>display on, backlight off, contrast 15/31\nLine 1: &lt;&amp;&gt;\u00E4\u00B7 (inverted: 3 to 4)\n";
+    EXPECT_NE(scene.draw().find(description + "Lit LEDs: 0\nPressed keys: 1</desc>"), std::string::npos);
+    EXPECT_NE(scene.draw(SvgExtent::Face).find(description + "Lit LEDs: 0</desc>"), std::string::npos);
+    EXPECT_EQ(scene.draw(SvgExtent::Face).find("pressed"), std::string::npos);
 }
 
 } // namespace

@@ -8,10 +8,10 @@
 #include <string_view>
 #include <utility>
 
-/** While it lives, it keeps what any thread writes to std::cout and std::cerr; at its end both are as they were. */
+/** While it lives, it keeps what any thread writes to std::cout and std::cerr; its destructor restores both. */
 class CapturedOutput {
 public:
-    /** @param whenLine is told of each line as it ends, on the thread that writes it */
+    /** @param whenLine is passed each line as it ends, on the thread that writes it */
     explicit CapturedOutput(std::function<void(std::string_view line)> whenLine = {}) : onLine(std::move(whenLine))
     {
         coutFormat.copyfmt(std::cout);

@@ -4,8 +4,8 @@
 #include "tests/support/FakePins.h"
 
 /**
- * An LCD bus that only tells what is done on it: "12=A1" a register write, "12=A1/FF" one with read-back check and its
- * mask, "10?" a register read, "d41" display data, "status", "reset", "deinit", "BL=1". Registers read as written.
+ * An LCD bus that only records what is done on it: "12=A1" a register write, "12=A1/FF" one with read-back check and
+ * its mask, "10?" a register read, "d41" display data, "status", "reset", "deinit", "BL=1". Registers read as written.
  */
 class FakeLcd : public frontpanelhw::lcd::ILcd {
 public:

@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 
-/** What an event throws that is made to; derived from nothing but std::exception. */
+/** What a broken event throws; derived only from std::exception. */
 struct Broken : std::exception {
     const char* what() const noexcept override { return "broken"; }
 };
@@ -18,7 +18,7 @@ struct Broken : std::exception {
 class Record {
 public:
     std::set<std::string> broken;  ///< events that throw Broken
-    std::set<std::string> refused; ///< events that answer false
+    std::set<std::string> refused; ///< events that return false
 
     /** Notes the event. @return whether it is not refused */
     bool happen(const std::string& event) const;
@@ -31,7 +31,7 @@ private:
 };
 
 /**
- * A factory of pins that only tell what is done to them: "create", "export 40", "init 40 inverted out 1", "in 40",
+ * A factory of pins that only record what is done to them: "create", "export 40", "init 40 inverted out 1", "in 40",
  * "out 40", "40=1", "40?", "deinit 40", "delete 40". A pin not yet exported is numbered in the order of creation.
  */
 class FakePins : public Record, public sysfs::ISysfsGpioFactory {

@@ -1,22 +1,34 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
+#include <functional>
+#include <string>
 
 /**
- * While it lives, sleeps of this process take no time. Those of the thread that made it move a clock. Those of any
- * other thread, a key polling thread's between two scans, last until somebody ends them: so a scan happens exactly when
- * it is wanted. One at a time.
+ * While it lives, sleeps of the thread that made it take no time and move a clock instead. Those of other threads, of a
+ * key polling thread between two scans, are as Others says. One at a time.
  */
 class VirtualTime {
 public:
-    VirtualTime();
+    enum class Others {
+        Sleep, ///< as ever
+        Wait,  ///< until scan or wake ends them: a scan happens exactly when it is wanted
+        Run    ///< not at all
+    };
+    /** Gets each sleep of the owner as "10us", "300ms" or "2s"; with the result false a signal interrupts it halfway.
+     */
+    using Listener = std::function<bool(const std::string& sleep)>;
+
+    explicit VirtualTime(Others others = Others::Sleep, Listener listener = nullptr);
     ~VirtualTime();
     VirtualTime(const VirtualTime&) = delete;
     VirtualTime& operator=(const VirtualTime&) = delete;
 
-    /** @return the sum of the owner's sleeps */
+    /** @return the sum of the owner's sleeps; usable from several threads */
     std::chrono::nanoseconds now() const;
+
+    /** @return how long another thread wanted to sleep, the last one that began to */
+    std::chrono::nanoseconds pause() const;
 
     /** Waits until a polling thread sleeps, as it does after the first scan, and is not to be woken. */
     void awaitSleeper();
@@ -24,12 +36,6 @@ public:
     /** Lets the polling thread, which has to sleep, scan once and waits until it sleeps again. */
     void scan();
 
-    /**
-     * Ends so many sleeps of a polling thread, those to come if it does not sleep yet, and waits for nothing. One ends
-     * the thread when it is called while the panel is being stopped.
-     */
-    void wake(std::uint64_t times = 1);
-
-    /** From now on, sleeps of polling threads take no time either. */
-    void letRun();
+    /** Ends one sleep of a polling thread, the next one if it does not sleep yet, and waits for nothing. */
+    void wake();
 };

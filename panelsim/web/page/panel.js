@@ -1,21 +1,27 @@
-// Shows the simulated panel as the server tells it, and presses its keys.
+// Shows the simulated panel as the server sends it, and presses its keys.
 
 const shortestStay = 60; // ms that a key stays pressed or released: applications look only now and then
 const tapTime = 100; // ms
 const quietTime = 1000; // ms without a change until the display is read out
 const retryTime = 500; // ms
-const answerTime = 5000; // ms
-const longestSilence = 5000; // ms; the server says something every second
+const longestSilence = 5000; // ms; the server sends something every second
 const keptLines = 1000;
-const sourceNames = {output: "stdout", error: "stderr", simulator: "panelsim"};
 
 const byId = (id) => document.getElementById(id);
+const pause = (time) => new Promise((resolve) => setTimeout(resolve, time));
 
 /** Leaves text alone that is right already, so that nothing is read out or redrawn twice. */
 function setText(node, text) {
   if (node.textContent !== text) {
     node.textContent = text;
   }
+}
+
+function setItems(list, texts) {
+  while (list.children.length > texts.length) {
+    list.lastElementChild.remove();
+  }
+  texts.forEach((text, i) => setText(list.children[i] ?? list.appendChild(document.createElement("li")), text));
 }
 
 function make(tag, className, text) {
@@ -25,16 +31,16 @@ function make(tag, className, text) {
   return node;
 }
 
-const pause = (time) => new Promise((resolve) => setTimeout(resolve, time));
-
 // ---- The connection ----
 
 let client; // the server's number for this page, while they are connected
 let source; // of the server's events, while they are connected or to be so soon
 let nextTry; // timer
+let run; // of panelsim: another one counts its lines from 0 on again
 let command = "";
-let app = {};
-let keyWithFocus; // when the keys were last disabled
+let gone = ""; // why there is no connection
+let complaint = ""; // of the server about the last request
+let app = {running: true, text: "connecting"};
 
 function connect() {
   source = new EventSource("events");
@@ -48,7 +54,7 @@ function connect() {
   on("alive", () => {});
   source.addEventListener("error", ({target}) => {
     const refused = target.readyState === EventSource.CLOSED;
-    showGone(refused ? "panelsim does not accept this page" : undefined);
+    lose(refused ? "panelsim does not accept this page" : undefined);
     tryAgainIn(retryTime);
   });
   tryAgainIn(longestSilence);
@@ -57,21 +63,24 @@ function connect() {
 function tryAgainIn(time) {
   clearTimeout(nextTry);
   nextTry = setTimeout(() => {
-    showGone();
+    lose();
     connect();
   }, time);
 }
 
-/** Whereupon the server lets go of the keys. */
+/** The server then releases the keys. */
 function disconnect() {
   clearTimeout(nextTry);
   source?.close();
   source = undefined;
   client = undefined;
-  hands.forEach((held) => held.clear());
-  keyWithFocus = document.activeElement?.closest(".key") ?? keyWithFocus;
-  byId("keys").disabled = true;
-  showTitle();
+  held.clear();
+  showApp();
+}
+
+function lose(reason = "Connection to panelsim is gone") {
+  gone = reason;
+  disconnect();
 }
 
 /** A browser has few connections to one server: pages that nobody sees must not take them up. */
@@ -84,30 +93,17 @@ function followVisibility() {
 }
 
 function begin(hello) {
-  client = hello.client;
-  command = hello.command;
+  ({client, command} = hello);
+  gone = "";
+  complaint = "";
   setText(byId("command"), command);
+  byId("command").title = command; // where there is no room for all of it
   setText(byId("panel-kind"), hello.panel);
   setText(byId("version"), `panelsim ${hello.version}`);
-  byId("gone").hidden = true;
-  byId("complaint").hidden = true;
-  document.body.classList.remove("stale");
-  makeKeys(hello.keyCount);
-  if (document.activeElement === document.body) {
-    keyWithFocus?.focus();
-  }
-  keyWithFocus = undefined;
+  shownFrom = hello.run === run ? shownFrom : 0;
+  run = hello.run;
   clearLog();
-}
-
-function showGone(reason = "Connection to panelsim is gone") {
-  disconnect();
-  setText(byId("gone"), `${reason}; trying again${hasEnded() ? ` (the application ${app.text})` : ""}`);
-  byId("gone").hidden = false;
-  byId("restart").hidden = true;
-  byId("app-state").className = "badge bad";
-  setText(byId("app-state"), "no connection");
-  document.body.classList.add("stale");
+  makeKeys(hello.keys);
 }
 
 async function post(path, content) {
@@ -116,39 +112,32 @@ async function post(path, content) {
     headers: {"Content-Type": "application/json"},
     body: JSON.stringify(content),
     keepalive: true,
-    signal: AbortSignal.timeout(answerTime),
+    signal: AbortSignal.timeout(longestSilence),
   });
-  byId("complaint").hidden = answer.ok;
-  if (!answer.ok) {
-    setText(byId("complaint"), (await answer.text()).trim() || `panelsim answered with ${answer.status}`);
-  }
+  complaint = answer.ok ? "" : (await answer.text()).trim();
+  showApp();
   return answer.ok;
 }
 
 // ---- The keys ----
 
-const hands = []; // by key: what holds it on this page, a pointer or a key of the keyboard, say
+const held = new Map(); // what holds keys on this page, a pointer or a key of the keyboard, say: which key
 const changedAt = []; // by key: when the server last took a change of it
+let focused; // number of the key that had the focus when the keys were last disabled
 let posts = Promise.resolve();
 
-function makeKeys(count) {
-  const keys = byId("keys");
-  if (hands.length !== count) {
-    hands.splice(0, hands.length, ...Array.from({length: count}, () => new Set()));
-    const numbers = [...hands.keys()];
-    keys.replaceChildren(keys.firstElementChild, ...numbers.map(makeKey));
-    const digits = count > 1 ? `digit keys 0 to ${Math.min(count, 10) - 1}` : "digit key 0";
-    setText(byId("keys-help"), count === 0 ? "This panel has no keys."
-      : `Press and hold with mouse or finger, with the ${digits}, or with Space on a key that has the focus.`);
-  }
-  keys.disabled = false;
+const keyButtons = () => [...document.querySelectorAll(".key")];
+
+function makeKeys(names) {
+  byId("keys").replaceChildren(byId("keys").firstElementChild, ...names.map(makeKey));
+  byId("keys").hidden = byId("keys-help").hidden = names.length === 0;
+  const digits = names.length > 1 ? `digit keys 0 to ${Math.min(names.length, 10) - 1}` : "digit key 0";
+  setText(byId("digits-help"), `, with the ${digits}, or with Space on a key that has the focus`);
 }
 
-function makeKey(number) {
-  const key = make("button", "key", "");
-  key.type = "button";
-  key.dataset.key = number;
-  key.append(make("span", "key-name", `Key ${number}`), make("span", "key-state", ""));
+function makeKey(name, number) {
+  const key = make("button", "key", name);
+  key.append(make("span", "key-state", ""));
   key.lastElementChild.ariaHidden = "true"; // aria-pressed says it
   key.addEventListener("pointerdown", (event) => {
     if (event.button === 0) {
@@ -156,17 +145,12 @@ function makeKey(number) {
       hold(number, `pointer ${event.pointerId}`);
     }
   });
-  key.addEventListener("pointermove", (event) => {
-    if (!(event.buttons & 1)) { // another button, still pressed, keeps pointerup from coming
-      letGo(`pointer ${event.pointerId}`);
-    }
-  });
   for (const end of ["pointerup", "pointercancel", "lostpointercapture"]) {
     key.addEventListener(end, (event) => letGo(`pointer ${event.pointerId}`));
   }
   key.addEventListener("contextmenu", (event) => event.preventDefault());
   key.addEventListener("click", (event) => {
-    if (event.detail === 0 && hands[number].size === 0) { // of no pointer: a screen reader, say
+    if (event.detail === 0) { // of no pointer: a screen reader, say
       hold(number, "tap");
       setTimeout(letGo, tapTime, "tap");
     }
@@ -174,28 +158,44 @@ function makeKey(number) {
   return key;
 }
 
-function hold(key, hand) {
-  if (client !== undefined && !hands[key].has(hand)) {
-    hands[key].add(hand);
-    if (hands[key].size === 1) {
-      change(key, true);
-    }
+/** Without the application, keys do nothing and look so. */
+function enableKeys() {
+  const keys = byId("keys");
+  const enabled = client !== undefined && app.running;
+  if (!enabled && !keys.disabled) {
+    focused = keyButtons().indexOf(document.activeElement);
+    letAllGo();
+  }
+  keys.disabled = !enabled;
+  if (enabled && document.activeElement === document.body) {
+    keyButtons()[focused]?.focus();
   }
 }
 
+const isHeld = (key) => [...held.values()].includes(key);
+
+function hold(key, hand) {
+  if (byId("keys").disabled || held.has(hand)) {
+    return;
+  }
+  if (!isHeld(key)) {
+    change(key, true);
+  }
+  held.set(hand, key);
+}
+
 function letGo(hand) {
-  hands.forEach((held, key) => {
-    if (held.delete(hand) && held.size === 0) {
-      change(key, false);
-    }
-  });
+  const key = held.get(hand);
+  if (held.delete(hand) && !isHeld(key)) {
+    change(key, false);
+  }
 }
 
 function letAllGo() {
-  hands.flatMap((held) => [...held]).forEach(letGo);
+  [...held.keys()].forEach(letGo);
 }
 
-/** Tells the server about a key, in the order of what happened, however long the answers take. */
+/** Sends the server a key's change, in the order of what happened, however long the answers take. */
 function change(key, pressed) {
   const to = client;
   posts = posts.then(async () => {
@@ -209,7 +209,7 @@ function change(key, pressed) {
     }
   }).catch(() => {
     if (to === client) { // the server may not know of it: only a new connection makes sure that the key is released
-      showGone();
+      lose();
       connect();
     }
   });
@@ -217,189 +217,138 @@ function change(key, pressed) {
 
 /** The panel's key that a key of the keyboard stands for, if any. */
 function keyFor(event) {
+  const keys = keyButtons();
+  const number = [" ", "Enter"].includes(event.key) ? keys.indexOf(event.target) : Number.parseInt(event.key, 10);
+  return number in keys ? number : undefined;
+}
+
+addEventListener("keydown", (event) => {
   if (event.ctrlKey || event.altKey || event.metaKey) {
-    return undefined;
+    return;
   }
-  const focused = event.target.closest?.(".key");
-  if (focused && [" ", "Enter"].includes(event.key)) {
-    return Number(focused.dataset.key);
+  const key = keyFor(event);
+  if (key !== undefined || (/^(Arrow.*|[0-9])$/.test(event.key) && event.target !== byId("log-lines"))) {
+    event.preventDefault(); // no click besides, and the display stays in sight
   }
-  const digit = /^[0-9]$/.test(event.key) ? Number(event.key) : hands.length;
-  return digit < hands.length ? digit : undefined;
-}
-
-function listenToKeyboard() {
-  addEventListener("keydown", (event) => {
-    const key = keyFor(event);
-    if (key !== undefined) {
-      event.preventDefault(); // no click besides
-      if (!event.repeat) {
-        hold(key, event.code);
-      }
-    }
-  });
-  addEventListener("keyup", (event) => {
-    if (keyFor(event) !== undefined) {
-      event.preventDefault();
-    }
-    letGo(event.code);
-  });
-  addEventListener("blur", letAllGo);
-  addEventListener("pagehide", letAllGo);
-  document.addEventListener("visibilitychange", () => {
-    letAllGo();
-    posts.then(followVisibility);
-  });
-}
-
-function showKeys(keys) {
-  for (const key of document.querySelectorAll(".key")) {
-    const pressed = keys[key.dataset.key] === true;
-    key.ariaPressed = String(pressed);
-    setText(key.lastElementChild, pressed ? "pressed" : "");
+  if (key !== undefined && !event.repeat) {
+    hold(key, event.code);
   }
-}
+});
+addEventListener("keyup", (event) => {
+  if (keyFor(event) !== undefined) {
+    event.preventDefault();
+  }
+  letGo(event.code);
+});
+addEventListener("blur", letAllGo);
+addEventListener("pagehide", letAllGo);
+document.addEventListener("visibilitychange", () => {
+  letAllGo();
+  posts.then(followVisibility);
+});
 
 // ---- The state ----
 
 let drawing = "";
+let readOut = []; // what was read out last
+let newsTimer;
 
 function showState(state) {
   app = state.app;
   showApp();
   showDrawing(state.svg);
-  showText(state);
-  showKeys(state.keys);
-  showBusFaults(state.busFaults);
-  byId("bus-row").hidden = state.lcd === null;
-  byId("untouched").hidden = state.pinOperations || state.app.phase !== "running";
+  keyButtons().forEach((key, number) => {
+    key.ariaPressed = String(state.keys[number]);
+    setText(key.lastElementChild, state.keys[number] ? "pressed" : "");
+  });
+  setText(byId("controller"), state.controller);
+  byId("bus-title").hidden = byId("bus").hidden = state.bus.length === 0;
+  byId("bus").className = state.hasBusFaults ? "bad" : "good";
+  setItems(byId("bus"), state.bus);
 }
 
-const hasEnded = () => app.phase === "exited" || app.phase === "killed";
-
+/** Shows how the application and the connection to it are doing. */
 function showApp() {
-  const ended = hasEnded();
-  const failed = ended && !app.succeeded;
-  setText(byId("app-state"), ended ? "ended" : app.text);
-  setText(byId("app-text"), app.text);
-  setText(byId("ended-text"), ended ? `The application ${app.text}.` : "");
-  byId("app-state").className = `badge ${failed ? "bad" : app.phase}`;
-  byId("ended").className = `banner ${failed ? "bad" : ""}`;
-  byId("ended").hidden = !ended;
-  byId("restart").hidden = !app.restart;
-  byId("restart").disabled = false;
-  showTitle();
-}
-
-function showTitle() {
-  const lost = document.hidden ? "in the background" : "no connection";
-  const states = client === undefined ? [lost, ...(hasEnded() ? [app.text] : [])] : [app.text];
-  document.title = [states.join(", "), command, "panelsim"].filter(Boolean).join(" \u2013 ");
+  const ended = app.running ? "" : `the application ${app.text}`;
+  const text = gone ? `${gone}; trying again${ended && ` (${ended})`}` : complaint || (ended && `T${ended.slice(1)}.`);
+  const bad = Boolean(gone || complaint || app.failed);
+  setText(byId("banner-text"), text);
+  byId("banner").hidden = text === "";
+  byId("banner").className = `banner ${bad ? "bad" : ""}`;
+  byId("restart").hidden = gone !== "" || !app.restart;
+  const state = gone ? "no connection" : app.running ? app.text : "ended";
+  setText(byId("app-state"), state);
+  byId("app-state").className = `badge ${bad ? "bad" : app.running ? "good" : ""}`;
+  setText(byId("app-text"), app.text + (app.hint ?? ""));
+  document.body.classList.toggle("stale", gone !== "");
+  const how = document.hidden ? "in the background" : gone ? "no connection" : app.text;
+  document.title = [how, command, "panelsim"].filter(Boolean).join(" \u2013 ");
+  enableKeys();
 }
 
 function showDrawing(svg) {
-  if (svg !== drawing) {
-    drawing = svg;
-    const parsed = new DOMParser().parseFromString(svg, "image/svg+xml");
-    byId("face").replaceChildren(document.importNode(parsed.documentElement, true));
+  if (svg === drawing) {
+    return;
   }
-}
-
-function showBusFaults({count, first}) {
-  const some = `\u26A0 ${count} bus fault${count === 1 ? "" : "s"}`;
-  byId("bus").className = count === 0 ? "good" : "bad";
-  setText(byId("bus-text"), count === 0 ? "\u2713 no bus faults" : some);
-  setItems(byId("bus-faults"), count > first.length ? [...first, `and ${count - first.length} more`] : first);
-}
-
-function setItems(list, texts) {
-  while (list.children.length > texts.length) {
-    list.lastElementChild.remove();
-  }
-  texts.forEach((text, i) => setText(list.children[i] ?? list.appendChild(document.createElement("li")), text));
-}
-
-// ---- The same in words ----
-
-/** "1 to 25" for the columns that are inverted, "" for none. */
-function invertedColumns(flags) {
-  const runs = [...flags.matchAll(/1+/g)].map(({0: run, index}) => [index + 1, index + run.length]);
-  return runs.map(([from, to]) => (from === to ? `${from}` : `${from} to ${to}`)).join(", ");
-}
-
-function describeLine(text, flags) {
-  const inverted = invertedColumns(flags);
-  return (text.trimEnd() || "blank") + (inverted ? ` (inverted: ${inverted})` : "");
-}
-
-function describeDisplay({displayOn, backlight, contrast}) {
-  const states = [`Display ${displayOn ? "on" : "off"}`, `backlight ${backlight ? "on" : "off"}`];
-  return (contrast === null ? states : [...states, `contrast ${contrast} of 31`]).join(", ");
-}
-
-function describeLeds(leds) {
-  const lit = [...leds.keys()].filter((led) => leds[led]);
-  return lit.length === 0 ? "No LED is lit." : `Lit LEDs: ${lit.join(", ")}`;
-}
-
-function showText({lcd, leds}) {
-  const identified = lcd?.identified ? "identified by the application" : "not identified yet";
-  setText(byId("controller"), lcd ? `${lcd.chip} (${identified})` : "none: this panel has no display");
-  setText(byId("display-state"), lcd ? describeDisplay(lcd) : "This panel has no display.");
-  const lines = lcd?.displayOn ? lcd.lines : [];
-  setItems(byId("display-lines"), lines.map((line, i) => describeLine(line, lcd.inverted[i])));
-  setText(byId("led-state"), describeLeds(leds));
-  planNews();
-}
-
-let told = []; // what was read out last
-let newsTimer;
-
-function planNews() {
+  drawing = svg;
+  const face = document.importNode(new DOMParser().parseFromString(svg, "image/svg+xml").documentElement, true);
+  const words = face.querySelector("desc"); // which the list below has line by line
+  setItems(byId("words"), words.textContent.split("\n"));
+  words.remove();
+  byId("face").replaceChildren(face);
+  byId("face").style.aspectRatio = `${face.viewBox.baseVal.width} / ${face.viewBox.baseVal.height}`;
   clearTimeout(newsTimer);
   newsTimer = setTimeout(() => {
-    const parts = [byId("display-state"), ...byId("display-lines").children, byId("led-state")];
-    const texts = parts.map((part) => part.textContent);
-    setText(byId("news"), texts.filter((text) => !told.includes(text)).join("; "));
-    told = texts;
+    const texts = [...byId("words").children].map((item) => item.textContent);
+    setText(byId("news"), texts.filter((text) => !readOut.includes(text)).join("; "));
+    readOut = texts;
   }, quietTime);
 }
 
+byId("restart").addEventListener("click", async ({target}) => {
+  target.disabled = true;
+  if (await post("restart", {}).catch(() => false)) {
+    focused = Math.max(focused, 0);
+    target.blur();
+  }
+  target.disabled = false;
+});
+
 // ---- The log ----
 
-let firstLine = 0; // number of the first row
-let rows = [];
+const rows = new Map(); // by number of the line
+let shownFrom = 0; // number of the first line since the log was cleared
+let following = true; // its end, until the user scrolls up
 
-function clearLog() {
-  firstLine = 0;
-  rows = [];
-  byId("log-lines").replaceChildren();
-}
-
-function makeRow({source, text}) {
+function makeRow({time, source, text}) {
   const row = make("div", `line ${source}`, "");
-  row.append(make("span", "source", sourceNames[source]), make("span", "text", text));
+  const clock = new Date(time).toTimeString().slice(0, 8);
+  row.append(make("time", "", `${clock}.${String(time % 1000).padStart(3, "0")}`));
+  row.append(...(source ? [make("span", "source", source)] : []), make("span", "text", text));
   return row;
 }
 
 function showLog({first, lines}) {
-  if (first > firstLine + rows.length) { // what lies between is not kept
-    clearLog();
-    firstLine = first;
-  }
-  const known = lines.slice(0, firstLine + rows.length - first);
-  known.forEach((line, i) => rows[first + i - firstLine]?.lastElementChild.replaceChildren(line.text));
-  const added = lines.slice(known.length);
-  const surplus = Math.max(rows.length + added.length - keptLines, 0);
-  rows.splice(0, surplus).forEach((row) => row.remove());
-  firstLine += surplus;
-  const newRows = added.slice(-keptLines).map(makeRow);
-  byId("log-lines").append(...newRows);
-  rows.push(...newRows);
+  const from = Math.max(shownFrom, first + lines.length - keptLines);
+  lines.forEach((line, i) => {
+    if (rows.has(first + i)) {
+      rows.get(first + i).lastElementChild.textContent = line.text;
+    } else if (first + i >= from) {
+      rows.set(first + i, byId("log-lines").appendChild(makeRow(line)));
+    }
+  });
+  [...rows.keys()].slice(0, Math.max(rows.size - keptLines, 0)).forEach(removeRow);
   followLog();
 }
 
-let following = true; // until the user scrolls up
+function removeRow(number) {
+  rows.get(number).remove();
+  rows.delete(number);
+}
+
+function clearLog() {
+  [...rows.keys()].forEach(removeRow);
+}
 
 function followLog() {
   if (following) {
@@ -407,20 +356,12 @@ function followLog() {
   }
 }
 
-function watchLog() {
-  const log = byId("log-lines");
-  log.addEventListener("scroll", () => {
-    following = log.scrollHeight - log.scrollTop - log.clientHeight < 30;
-  });
-  new ResizeObserver(followLog).observe(log);
-}
-
-byId("restart").addEventListener("click", async ({target}) => {
-  target.disabled = true;
-  const restarted = await post("restart", {}).catch(() => false);
-  target.disabled = false;
-  ((restarted && document.querySelector(".key")) || target).focus();
+byId("clear").addEventListener("click", () => {
+  shownFrom = Math.max(shownFrom, ...[...rows.keys()].map((number) => number + 1));
+  clearLog();
 });
-listenToKeyboard();
-watchLog();
+byId("log-lines").addEventListener("scroll", ({target}) => {
+  following = target.scrollHeight - target.scrollTop - target.clientHeight < 30;
+});
+new ResizeObserver(followLog).observe(byId("log-lines"));
 followVisibility();

@@ -1,7 +1,7 @@
 /*
  * Stands for the GPIO library that a device brings along. It is compiled from its own declarations, and nothing of this
- * project. Its pins tell on standard error what they are asked to do; the lines that DEVICE_GPIO_HIGH names, each with
- * a blank before and after, read high.
+ * project. Its pins report on standard error what they are asked to do. The lines that DEVICE_GPIO_HIGH names, each
+ * with a blank before and after, read high.
  */
 #include "SysfsGpioFactory.h"
 
@@ -14,30 +14,30 @@ namespace {
 
 class DeviceGpio final : public sysfs::ISysfsGpio {
 public:
-    ~DeviceGpio() override { tell("deleted"); }
+    ~DeviceGpio() override { report("deleted"); }
 
     bool init(bool inverted, sysfs::PinDirectionEn direction, bool initialValue) override
     {
-        tell("init" + std::string(inverted ? " inverted" : "") + name(direction) + (initialValue ? " 1" : " 0"));
+        report("init" + std::string(inverted ? " inverted" : "") + name(direction) + (initialValue ? " 1" : " 0"));
         return true;
     }
-    void deinit() override { tell("deinit"); }
-    void setDirection(sysfs::PinDirectionEn direction) override { tell("direction" + name(direction)); }
+    void deinit() override { report("deinit"); }
+    void setDirection(sysfs::PinDirectionEn direction) override { report("direction" + name(direction)); }
     bool setValue(bool value) override
     {
-        tell(value ? "= 1" : "= 0");
+        report(value ? "= 1" : "= 0");
         return true;
     }
     bool getValue() const override
     {
         const char* high = std::getenv("DEVICE_GPIO_HIGH");
-        tell("read");
+        report("read");
         return high != nullptr && std::string(high).find(" " + std::to_string(number) + " ") != std::string::npos;
     }
     void exportGpio(unsigned gpioNumber) override
     {
         number = gpioNumber;
-        tell("export");
+        report("export");
     }
     unsigned getGpioNumber() const override { return number; }
 
@@ -51,7 +51,7 @@ private:
     {
         return direction == sysfs::PinDirectionEn::Input ? " in" : " out";
     }
-    void tell(const std::string& event) const { std::cerr << "gpio " << number << " " << event << "\n"; }
+    void report(const std::string& event) const { std::cerr << "gpio " << number << " " << event << "\n"; }
 
     unsigned number = 0;
 };

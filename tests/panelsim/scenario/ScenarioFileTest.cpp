@@ -201,11 +201,12 @@ TEST(ScenarioFile, KnowsThePanelItIsFor)
                                         "expect-inverted: {line: 0}", "expect-backlight: {is: on}"};
     for (const std::string step : displaySteps) {
         const std::string name = step.substr(0, step.find(':'));
-        EXPECT_EQ(read(folder.writeSteps("- " + step), outdoorBoard()), "4:3: " + name + ": this panel has no display");
+        EXPECT_EQ(read(folder.writeSteps("- " + step), boardOf(panelKind("outdoor"))),
+                  "4:3: " + name + ": this panel has no display");
     }
-    EXPECT_EQ(read(folder.writeSteps("- tap: {key: 2}"), outdoorBoard()),
+    EXPECT_EQ(read(folder.writeSteps("- tap: {key: 2}"), boardOf(panelKind("outdoor"))),
               "4:14: key: expected a whole number from 0 to 1, not 2");
-    EXPECT_EQ(read(folder.writeSteps("- fail-pin: {gpio: 28}"), outdoorBoard()),
+    EXPECT_EQ(read(folder.writeSteps("- fail-pin: {gpio: 28}"), boardOf(panelKind("outdoor"))),
               "4:20: gpio: this board has no GPIO 28");
     BoardConfig bare;
     bare.keyCount = 0;

@@ -305,7 +305,8 @@ TEST(ScenarioRunner, SavesAndComparesPictures)
         EXPECT_NE(stage.folder.read("new" + extension), stage.folder.read(golden));
         const PanelView view = stage.simulation.board.view();
         EXPECT_EQ(stage.folder.read("new" + extension),
-                  extension == ".txt" ? drawPanel(view, TextStyle::Plain) : drawPanelSvg(view, SvgExtent::Panel));
+                  extension == ".txt" ? drawPanel(stage.simulation.board.getConfig(), view, TextStyle::Plain)
+                                      : drawPanelSvg(stage.simulation.board.getConfig(), view, SvgExtent::Panel));
     }
     const std::string blank = "│                           │";
     EXPECT_NE(stage.play("- take-screenshot: {compare-with: golden.txt}")
