@@ -49,8 +49,8 @@ std::string drawLcd(const LcdView& lcd, TextStyle style)
 {
     const std::size_t width = lcd.lines.empty() ? 0 : lcd.lines.front().size();
     const auto framed = [](const std::string& cells) { return "\u2502 " + cells + " \u2502\n"; };
-    const std::string edge = repeat("\u2500", width + 2);
-    std::string text = "\u250C" + edge + "\u2510\n";
+    const std::string border = repeat("\u2500", width + 2);
+    std::string text = "\u250C" + border + "\u2510\n";
     for (const auto& line : lcd.lines) {
         const auto shown = lcd.displayOn ? line : std::vector<LcdCell>(line.size());
         text += framed(drawCells(shown, style));
@@ -59,7 +59,7 @@ std::string drawLcd(const LcdView& lcd, TextStyle style)
             text += framed(drawInversion(shown));
         }
     }
-    text += "\u2514" + edge + "\u2518\n";
+    text += "\u2514" + border + "\u2518\n";
     return text + describe(lcd) + "\n";
 }
 
