@@ -436,7 +436,7 @@ TEST_P(BackendTest, LetsAUserInTheGroupUseTheLines)
 
 TEST_F(KernelTest, PrefersTheCharacterDeviceAndLeavesExportedLinesExported)
 {
-    Rig rig(panelsim::outdoorBoard());
+    Rig rig(panelsim::boardOf(panelsim::panelKind("outdoor")));
     const auto userOfKey0 = [&rig] {
         rig.hold(PANEL_GPIO_GET, 10, 0, 5);
         Child keys = start("keys");
