@@ -1,5 +1,6 @@
 #include "tools/Frontpanel.h"
 
+#include "tools/ChipsCommand.h"
 #include "tools/Commands.h"
 #include "tools/Demo.h"
 #include "tools/Interrupt.h"
@@ -173,9 +174,12 @@ private:
     {
         addCommand("detect", "Print which panel the ID lines show", "frontpanel detect",
                    [this] { printDetectedPanel(wiring); });
+        addCommand("chips", "List the GPIO chips and their numbers, in the form of /etc/sysfsgpio.conf",
+                   "frontpanel chips", [] { listChips(); });
         addCommand("keys", "Print key events until interrupted", "frontpanel keys --key-base 10 --key-count 3",
                    [this] { watchKeys(wiring, interrupt); });
-        auto& one = addCommand("led", "Switch one LED", "frontpanel led 3 on", [this] { switchLed(wiring, led, on); });
+        auto& one = addCommand("led", "Switch one LED; its line is then released, and most GPIO drivers keep its level",
+                               "frontpanel led 3 on", [this] { switchLed(wiring, led, on); });
         one.add_option("N", led, "LED, counted from 0")->check(upTo(highestGpio))->type_name("")->required();
         auto& all = addCommand("leds", "Switch all LEDs", "frontpanel leds off --led-count 8",
                                [this] { switchAllLeds(wiring, on); });
@@ -189,9 +193,11 @@ private:
 
     void addPanelCommands()
     {
-        auto& print = addCommand("print", "Show text on the display, where it stays; put -- before text like -x",
-                                 "frontpanel print 'Hello' '21.5 C' --invert 0 --invert 1:0-3",
-                                 [this] { printPage(wiring, page); });
+        auto& print = addCommand(
+            "print",
+            "Show text on the display, where it stays if the GPIO driver keeps the levels of released lines; "
+            "put -- before text like -x",
+            "frontpanel print 'Hello' '21.5 C' --invert 0 --invert 1:0-3", [this] { printPage(wiring, page); });
         for (unsigned line = 0; line < displayLines; ++line) {
             addText(print, "LINE" + std::to_string(line), "Text of line " + std::to_string(line) + ", in UTF-8",
                     [this, line](const std::string& text) { setLine(line, text); })

@@ -87,9 +87,9 @@ public:
 
     bool init(bool inverted, PinDirectionEn direction, bool initialValue) override
     {
+        level = initialValue;
         watch.during("init", gpio, [&] { EXPECT_TRUE(pin->init(inverted, direction, initialValue)); });
         activeLow = inverted;
-        level = initialValue;
         return drive(direction);
     }
 
@@ -107,8 +107,8 @@ public:
 
     bool setValue(bool value) override
     {
+        level = value; // asked for, which a direction restores also when it fails now
         watch.during("setValue", gpio, [&] { EXPECT_TRUE(pin->setValue(value)); });
-        level = value;
         return drive(PinDirectionEn::Output);
     }
 

@@ -1,4 +1,4 @@
-/* The tool as it is installed, on the kernel's own GPIO interface, with the module panel_gpio's lines under it. */
+/* The tool as it is installed, on the kernel's own GPIO interfaces, with the module panel_gpio's lines under it. */
 #include "panelsim/board/Board.h"
 #include "panelsim/picture/PanelText.h"
 #include "tests/kernel/Child.h"
@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -58,11 +59,16 @@ unsigned findBase()
     throw std::runtime_error("no GPIO controller has the label panel-gpio");
 }
 
+unsigned firstNumber()
+{
+    static const unsigned base = findBase();
+    return base;
+}
+
 /** @return the number that the kernel has given to a line of the module */
 std::string number(unsigned offset)
 {
-    static const unsigned base = findBase();
-    return std::to_string(base + offset);
+    return std::to_string(firstNumber() + offset);
 }
 
 /** @return numbers of the lines that are exported */
@@ -114,10 +120,18 @@ const std::string blank = "│                           │\n";
 const std::string inverted = "│ ^^^^^^^^^^^^^^^^^^^^^^^^^ │\n";
 const std::string darkLeds = "LEDs ○ ○ ○ ○ ○ ○ ○ ○   keys  0   1   2\n";
 
-std::string wiring()
+/** @param base number of the module's first line */
+std::string wiring(unsigned base = firstNumber())
 {
-    return " --id-base " + number(4) + " --key-base " + number(10) + " --led-base " + number(20) + " --lcd-base " +
-           number(40);
+    return " --id-base " + std::to_string(base + 4) + " --key-base " + std::to_string(base + 10) + " --led-base " +
+           std::to_string(base + 20) + " --lcd-base " + std::to_string(base + 40);
+}
+
+/** @return the name that the kernel has given to the module's character device */
+std::string device()
+{
+    return "/dev/" +
+           std::filesystem::read_symlink(gpioDirectory / ("gpiochip" + number(0)) / "device").filename().string();
 }
 
 /** Starts frontpanel. @param words its arguments, with a blank between two; _ is a blank within one */
@@ -172,12 +186,24 @@ class KernelTest : public testing::Test {
 protected:
     void TearDown() override
     {
+        unsetenv("SYSFSGPIO_BACKEND");
+        unsetenv("SYSFSGPIO_CONFIG");
         EXPECT_EQ(missedRequests(), "0\n") << "the board may not be as the kernel believes";
         EXPECT_EQ(exportedLines(), std::vector<std::string>());
     }
 };
 
-TEST_F(KernelTest, DetectsTheFittedPanel)
+/** What holds on each of the kernel's interfaces. */
+class BackendTest : public KernelTest, public testing::WithParamInterface<const char*> {
+protected:
+    void SetUp() override { setenv("SYSFSGPIO_BACKEND", GetParam(), 1); }
+    bool isSysfs() const { return GetParam() == std::string("sysfs"); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Kernel, BackendTest, testing::Values("chardev", "sysfs"),
+                         [](const auto& test) { return std::string(test.param); });
+
+TEST_P(BackendTest, DetectsTheFittedPanel)
 {
     const struct {
         BoardConfig config;
@@ -191,7 +217,7 @@ TEST_F(KernelTest, DetectsTheFittedPanel)
     }
 }
 
-TEST_F(KernelTest, SwitchesTheLedsOfAnOutdoorPanel)
+TEST_P(BackendTest, SwitchesTheLedsOfAnOutdoorPanel)
 {
     const Rig rig(panelsim::boardOf(panelsim::panelKind("outdoor")));
     const struct {
@@ -208,7 +234,7 @@ TEST_F(KernelTest, SwitchesTheLedsOfAnOutdoorPanel)
     }
 }
 
-TEST_F(KernelTest, ReportsKeysAndRepeatsThemWhileTheyAreHeld)
+TEST_P(BackendTest, ReportsKeysAndRepeatsThemWhileTheyAreHeld)
 {
     for (const BoardConfig& config : {panelsim::boardOf(panelsim::panelKind("outdoor")), BoardConfig()}) {
         const unsigned last = config.keyCount - 1;
@@ -237,7 +263,7 @@ TEST_F(KernelTest, ReportsKeysAndRepeatsThemWhileTheyAreHeld)
     }
 }
 
-TEST_F(KernelTest, ShowsThePageThatIsPrinted)
+TEST_P(BackendTest, ShowsThePageThatIsPrinted)
 {
     for (const ChipVariant chip : {ChipVariant::Ra8803, ChipVariant::Ra8806}) {
         const Rig rig(indoorBoard(chip));
@@ -251,13 +277,13 @@ TEST_F(KernelTest, ShowsThePageThatIsPrinted)
                                    bottom + "display on, backlight on" +
                                    (chip == ChipVariant::Ra8803 ? ", contrast 15/31\n" : "\n") + darkLeds);
         EXPECT_EQ(rig.board.busFaultCount(), 0U);
-        std::cout << "measured: the start and a page take "
+        std::cout << "measured: by " << GetParam() << " the start and a page take "
                   << std::chrono::duration_cast<std::chrono::milliseconds>(time).count() << " ms and "
                   << rig.bridge.answered() << " operations\n";
     }
 }
 
-TEST_F(KernelTest, TakesInvertedLedsToTheirLevelWithoutAnyOther)
+TEST_P(BackendTest, TakesInvertedLedsToTheirLevelWithoutAnyOther)
 {
     BoardConfig config;
     config.invertedLeds = {1, 6};
@@ -279,7 +305,7 @@ TEST_F(KernelTest, TakesInvertedLedsToTheirLevelWithoutAnyOther)
     EXPECT_EQ(levels, expected);
 }
 
-TEST_F(KernelTest, ShowsTheRightPageAfterAKillInTheMiddleOfAnother)
+TEST_P(BackendTest, ShowsTheRightPageAfterAKillInTheMiddleOfAnother)
 {
     const unsigned writeStrobe = 51;
     const unsigned reset = 52;
@@ -293,7 +319,7 @@ TEST_F(KernelTest, ShowsTheRightPageAfterAKillInTheMiddleOfAnother)
         rig.bridge.letGo();
         EXPECT_EQ(killed.wait().status, 128 + SIGKILL);
         EXPECT_EQ(rig.board.lineLevel(writeStrobe), level == 0 ? panelsim::LineLevel::Low : panelsim::LineLevel::High);
-        EXPECT_EQ(exportedLines().size(), 14U);
+        EXPECT_EQ(exportedLines().size(), isSysfs() ? 14U : 0U);
         EXPECT_GT(rig.board.lcdRegister(cursorColumn), 0U) << "not in the middle of a line";
 
         rig.hold(PANEL_GPIO_SET, reset, 0, 1);
@@ -312,25 +338,27 @@ TEST_F(KernelTest, ShowsTheRightPageAfterAKillInTheMiddleOfAnother)
     }
 }
 
-TEST_F(KernelTest, SaysInOneLineWhyALineCannotBeHad)
+TEST_P(BackendTest, SaysInOneLineWhyALineIsNotAvailable)
 {
     Rig rig{BoardConfig()};
     rig.hold(PANEL_GPIO_GET, 10, 0, 5);
     Child other = start("keys --key-count 1");
     EXPECT_TRUE(rig.waitForHold());
     rig.bridge.letGo();
+    const std::string busy = "): Device or resource busy";
+    const std::string held = isSysfs()
+                                 ? "cannot write /sys/class/gpio/export (the kernel or a driver holds the line, see "
+                                   "/sys/kernel/debug/gpio"
+                                 : "cannot request line 63 of " + device() + " (in use by 'held-by-module'";
+    const std::string taken =
+        isSysfs() ? "cannot lock /sys/class/gpio/gpio" + number(10) + "/value (in use by another process or pin object"
+                  : "cannot request line 10 of " + device() + " (in use by 'libsysfsgpio'";
     const struct {
         std::string words, line, error;
     } cases[] = {
-        {"led 0 on --led-base ", number(heldLine),
-         "cannot write /sys/class/gpio/export (the kernel or a driver holds the line, see /sys/kernel/debug/gpio): "
-         "Device or resource busy"},
-        {"led 0 on --led-base ", "999999",
-         "cannot write /sys/class/gpio/export (no such GPIO; /sys/class/gpio/gpiochip*/base and ngpio show which "
-         "exist): Invalid argument"},
-        {"keys --key-count 1 --key-base ", number(10),
-         "cannot lock /sys/class/gpio/gpio" + number(10) +
-             "/value (in use by another process or pin object): Device or resource busy"},
+        {"led 0 on --led-base ", number(heldLine), held + busy},
+        {"led 0 on --led-base ", "999999", "no chip has this number, see 'frontpanel chips': Invalid argument"},
+        {"keys --key-count 1 --key-base ", number(10), taken + busy},
     };
     for (const auto& row : cases) {
         const Child::End end = run(row.words, row.line);
@@ -339,7 +367,8 @@ TEST_F(KernelTest, SaysInOneLineWhyALineCannotBeHad)
         EXPECT_EQ(end.error, "frontpanel: GPIO " + row.line + ": " + row.error + "\n");
     }
     const std::string users = contentOf("/sys/kernel/debug/gpio"); // which the first error refers to
-    for (const std::string& user : {number(10) + " (                    |sysfs               )",
+    const std::string self = isSysfs() ? "sysfs       " : "libsysfsgpio";
+    for (const std::string& user : {number(10) + " (                    |" + self + "        )",
                                     number(heldLine) + " (                    |held-by-module      )"}) {
         EXPECT_TRUE(contains(users, " gpio-" + user)) << users;
     }
@@ -347,10 +376,11 @@ TEST_F(KernelTest, SaysInOneLineWhyALineCannotBeHad)
     EXPECT_EQ(other.wait().status, 0);
 }
 
-TEST_F(KernelTest, FailsWhenTheHardwareDoesNotAnswer)
+TEST_P(BackendTest, FailsWhenTheHardwareDoesNotAnswer)
 {
-    const std::string error = "frontpanel: GPIO " + number(23) + ": cannot write /sys/class/gpio/gpio" + number(23) +
-                              "/direction: Input/output error\n";
+    const std::string action =
+        isSysfs() ? "write /sys/class/gpio/gpio" + number(23) + "/direction" : "configure line 23 of " + device();
+    const std::string error = "frontpanel: GPIO " + number(23) + ": cannot " + action + ": Input/output error\n";
     EXPECT_EQ(run("led 3 on").error, error) << "nobody has the device open";
     EXPECT_EQ(missedRequests(), "1\n");
 
@@ -358,6 +388,9 @@ TEST_F(KernelTest, FailsWhenTheHardwareDoesNotAnswer)
     EXPECT_EQ(run("led 3 on").error, error) << "until the module is reset";
     EXPECT_EQ(missedRequests(), "1\n");
     write(moduleParameters / "missed", "0");
+    if (!isSysfs()) {
+        return; // the rest is up to the kernel and the module alone
+    }
 
     write(gpioDirectory / "export", number(24)); // so that the first request of "led 4 on" is to make it an output
 
@@ -377,12 +410,12 @@ TEST_F(KernelTest, FailsWhenTheHardwareDoesNotAnswer)
     EXPECT_EQ(rig.drawn(), "LEDs ○ ○ ○ ● ● ○ ○ ○   keys  0   1\n");
 }
 
-TEST_F(KernelTest, LetsAUserInTheGroupUseTheLines)
+TEST_P(BackendTest, LetsAUserInTheGroupUseTheLines)
 {
     const auto runAs = [](const std::string& user, const std::string& words) {
         return Child({"su", "-s", "/bin/sh", "-c", "frontpanel " + words + wiring(), user}).wait();
     };
-    const Child udev({"/lib/systemd/systemd-udevd", "--resolve-names=never"});
+    const Child udev({"/lib/systemd/systemd-udevd"});
     EXPECT_TRUE(waitUntil([] { return std::filesystem::exists("/run/udev/control"); }));
     EXPECT_EQ(Child({"udevadm", "trigger", "--action=add", "--subsystem-match=gpio"}).wait().status, 0);
     EXPECT_EQ(Child({"udevadm", "settle"}).wait().status, 0);
@@ -390,15 +423,64 @@ TEST_F(KernelTest, LetsAUserInTheGroupUseTheLines)
     const Rig rig(indoorBoard(ChipVariant::Ra8803));
     const Child::End stranger = runAs("stranger", "detect");
     EXPECT_EQ(stranger.status, 1);
-    EXPECT_EQ(stranger.error, "frontpanel: GPIO " + number(4) +
-                                  ": cannot open /sys/class/gpio/export (run as root or in the group that owns the "
-                                  "file): Permission denied\n");
+    EXPECT_EQ(stranger.error, "frontpanel: GPIO " + number(4) + ": cannot open " +
+                                  (isSysfs() ? "/sys/class/gpio/export" : device()) +
+                                  " (run as root or in the group that owns the file): Permission denied\n");
     const Child::End detected = runAs("operator", "detect");
     EXPECT_EQ(detected.status, 0) << detected.error;
     EXPECT_TRUE(contains(detected.output, "\nindoor\n")) << detected.output;
     const Child::End printed = runAs("operator", "print 'Not root'");
     EXPECT_EQ(printed.status, 0) << printed.error;
     EXPECT_TRUE(contains(rig.drawn(), "│ Not root                  │\n")) << rig.drawn();
+}
+
+TEST_F(KernelTest, PrefersTheCharacterDeviceAndLeavesExportedLinesExported)
+{
+    Rig rig(panelsim::boardOf(panelsim::panelKind("outdoor")));
+    const auto userOfKey0 = [&rig] {
+        rig.hold(PANEL_GPIO_GET, 10, 0, 5);
+        Child keys = start("keys");
+        EXPECT_TRUE(rig.waitForHold());
+        rig.bridge.letGo();
+        std::string users = contentOf("/sys/kernel/debug/gpio");
+        keys.sendSignal(SIGTERM);
+        EXPECT_EQ(keys.wait().status, 0);
+        users.erase(0, users.find(" gpio-" + number(10)));
+        return users.substr(0, users.find('\n'));
+    };
+    EXPECT_TRUE(contains(userOfKey0(), "|libsysfsgpio "));
+    write(gpioDirectory / "export", number(10));
+    EXPECT_TRUE(contains(userOfKey0(), "|sysfs "));
+    EXPECT_EQ(exportedLines(), std::vector<std::string>{number(10)});
+    setenv("SYSFSGPIO_BACKEND", "chardev", 1);
+    EXPECT_EQ(run("keys").error, "frontpanel: GPIO " + number(10) + ": cannot request line 10 of " + device() +
+                                     " (exported in /sys/class/gpio): File exists\n");
+    write(gpioDirectory / "unexport", number(10));
+}
+
+TEST_F(KernelTest, NumbersLinesByAFileOrWithoutSysfs)
+{
+    const Rig rig(indoorBoard(ChipVariant::Ra8806));
+    const std::string chips = run("chips", "").output;
+    EXPECT_TRUE(contains(chips, "\n" + number(0) + " panel-gpio # to " + number(63) + " by /sys/class/gpio/gpiochip"))
+        << chips;
+    write("/tmp/chips", "1000 panel-gpio # moved\n");
+    setenv("SYSFSGPIO_CONFIG", "/tmp/chips", 1);
+    EXPECT_TRUE(contains(run("chips", "").output, "\n1000 panel-gpio # to 1063 by /tmp/chips:1: "));
+    setenv("SYSFSGPIO_BACKEND", "sysfs", 1);
+    EXPECT_EQ(run("led 3 on", wiring(1000)).error, "");
+    unsetenv("SYSFSGPIO_BACKEND");
+    EXPECT_TRUE(contains(rig.drawn(), "LEDs ○ ○ ○ ● ○")) << rig.drawn();
+
+    EXPECT_EQ(Child({"mount", "-t", "tmpfs", "none", gpioDirectory}).wait().status, 0);
+    const Child::End printed = run("print No_sysfs", wiring(1000));
+    EXPECT_EQ(printed.status, 0) << printed.error;
+    EXPECT_TRUE(contains(rig.drawn(), "│ No sysfs                  │\n")) << rig.drawn();
+    EXPECT_EQ(rig.board.busFaultCount(), 0U);
+    unsetenv("SYSFSGPIO_CONFIG");
+    const Child::End detected = run("detect", wiring(8)); // after the 8 lines of the machine's own chip
+    EXPECT_TRUE(contains(detected.output, "\nindoor\n")) << detected.error;
+    EXPECT_EQ(Child({"umount", gpioDirectory}).wait().status, 0);
 }
 
 TEST_F(KernelTest, RunsAnApplicationOnTheSimulatedPanel)

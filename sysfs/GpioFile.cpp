@@ -1,4 +1,4 @@
-#include "sysfs/SysfsFile.h"
+#include "sysfs/GpioFile.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -33,6 +33,12 @@ constexpr KnownCause knownCauses[] = {
     {"write", "value", ENODEV, "something else has unexported the line"},
     {"read", "value", ENODEV, "something else has unexported the line"},
     {"write", "direction", ENODEV, "something else has unexported the line"},
+    {"request", "", EINVAL, "the kernel is older than Linux 5.10, or the driver refuses the line"},
+    {"request", "", EEXIST, "exported in /sys/class/gpio"},
+    {"set", "", EPERM, "the line is an input"},
+    {"configure", "", ENODEV, "the chip has gone"},
+    {"set", "", ENODEV, "the chip has gone"},
+    {"get", "", ENODEV, "the chip has gone"},
 };
 
 std::string_view knownHint(std::string_view action, std::string_view path, int errnoValue)
@@ -44,16 +50,6 @@ std::string_view knownHint(std::string_view action, std::string_view path, int e
         }
     }
     return {};
-}
-
-template <typename SystemCall>
-auto uninterrupted(SystemCall call)
-{
-    auto result = call();
-    while (result < 0 && errno == EINTR) {
-        result = call();
-    }
-    return result;
 }
 
 // The kernel makes the files of a line, and udev hands them to a group a moment later.
@@ -78,8 +74,21 @@ int openWithin(ISystemCalls& calls, const std::string& path, int flags, std::chr
 
 } // namespace
 
-SysfsFile::SysfsFile(ISystemCalls& systemCalls, unsigned number, std::string filePath, int flags,
-                     std::chrono::milliseconds patience)
+std::system_error gpioError(unsigned gpioNumber, std::string_view action, const std::string& object, int errnoValue,
+                            std::string_view hint)
+{
+    if (hint.empty()) {
+        hint = knownHint(action, object, errnoValue);
+    }
+    std::string text = "GPIO " + std::to_string(gpioNumber) + ": cannot " + std::string(action) + ' ' + object;
+    if (!hint.empty()) {
+        text.append(" (").append(hint).append(")");
+    }
+    return {errnoValue, std::generic_category(), text};
+}
+
+GpioFile::GpioFile(ISystemCalls& systemCalls, unsigned number, std::string filePath, int flags,
+                   std::chrono::milliseconds patience)
     : calls(systemCalls), gpioNumber(number), path(std::move(filePath)),
       descriptor(openWithin(calls, path, flags, patience))
 {
@@ -88,54 +97,73 @@ SysfsFile::SysfsFile(ISystemCalls& systemCalls, unsigned number, std::string fil
     }
 }
 
-SysfsFile::~SysfsFile()
+GpioFile::GpioFile(ISystemCalls& systemCalls, unsigned number, std::string name, Opened opened)
+    : calls(systemCalls), gpioNumber(number), path(std::move(name)), descriptor(opened.descriptor)
+{
+}
+
+GpioFile::~GpioFile()
 {
     calls.close(descriptor);
 }
 
-bool SysfsFile::exists(ISystemCalls& calls, const std::string& path)
+bool GpioFile::exists(ISystemCalls& calls, const std::string& path)
 {
     return uninterrupted([&] { return calls.access(path.c_str(), F_OK); }) == 0;
 }
 
-void SysfsFile::write(std::string_view text) const
+bool GpioFile::tryControl(unsigned long request, void* argument) const
+{
+    return uninterrupted([&] { return calls.ioctl(descriptor, request, argument); }) >= 0;
+}
+
+void GpioFile::fail(const char* action) const
+{
+    throw error(action, errno);
+}
+
+void GpioFile::write(std::string_view text) const
 {
     const ssize_t written = uninterrupted([&] { return calls.pwrite(descriptor, text.data(), text.size(), 0); });
     if (written != static_cast<ssize_t>(text.size())) {
-        throw written < 0
-            ? error("write", errno)
-            : error("write", EIO, "only " + std::to_string(written) + " of " + std::to_string(text.size()) + " bytes");
+        failToWrite(written, text.size());
     }
 }
 
-bool SysfsFile::readLevel() const
+bool GpioFile::readLevel() const
 {
     char level = '\0'; // stays so when there is nothing to read
     const ssize_t size = uninterrupted([&] { return calls.pread(descriptor, &level, sizeof level, 0); });
-    if (size < 0) {
-        throw error("read", errno);
-    }
-    if (level != '0' && level != '1') {
-        throw error("read", EIO, "neither 0 nor 1");
+    if (size < 0 || (level != '0' && level != '1')) {
+        failToRead(size);
     }
     return level == '1';
 }
 
-bool SysfsFile::tryLock() const
+void GpioFile::failToWrite(ssize_t written, std::size_t size) const
+{
+    if (written < 0) {
+        throw error("write", errno);
+    }
+    throw error("write", EIO, "only " + std::to_string(written) + " of " + std::to_string(size) + " bytes");
+}
+
+void GpioFile::failToRead(ssize_t size) const
+{
+    if (size < 0) {
+        throw error("read", errno);
+    }
+    throw error("read", EIO, "neither 0 nor 1");
+}
+
+bool GpioFile::tryLock() const
 {
     return uninterrupted([&] { return calls.flock(descriptor, LOCK_EX | LOCK_NB); }) == 0 || errno != EWOULDBLOCK;
 }
 
-std::system_error SysfsFile::error(std::string_view action, int errnoValue, std::string_view hint) const
+std::system_error GpioFile::error(std::string_view action, int errnoValue, std::string_view hint) const
 {
-    if (hint.empty()) {
-        hint = knownHint(action, path, errnoValue);
-    }
-    std::string text = "GPIO " + std::to_string(gpioNumber) + ": cannot " + std::string(action) + ' ' + path;
-    if (!hint.empty()) {
-        text.append(" (").append(hint).append(")");
-    }
-    return {errnoValue, std::generic_category(), text};
+    return gpioError(gpioNumber, action, path, errnoValue, hint);
 }
 
 } // namespace sysfs
