@@ -1,10 +1,10 @@
 /*
  * What setting and reading a line of the kernel costs through the GPIO layer: by the character device, against a bare
- * ioctl and against libgpiod's functions on other lines of the same chip, and by sysfs, against a bare pwrite and pread.
- * They are measured in turns in one run, since machines change their speed; the ratio counts. That they move and read
- * their lines is asked of the chip's driver first.
- * To be run in a machine of its own: scripts/parts/bench-kernel does that. Prints a line for each row, with tabs
- * between the row's name, the layer's time and what it is compared with, both in nanoseconds.
+ * ioctl and against libgpiod's functions on other lines of the same chip, and by sysfs, against a bare pwrite and
+ * pread. They are measured in turns in one run, since machines change their speed; the ratio counts. That they move and
+ * read their lines is asked of the chip's driver first. To be run in a machine of its own: scripts/parts/bench-kernel
+ * does that. Prints a line for each row, with tabs between the row's name, the layer's time and what it is compared
+ * with, both in nanoseconds.
  */
 #include "bench/BareFile.h"
 #include "bench/Check.h"
