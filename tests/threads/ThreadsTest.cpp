@@ -141,6 +141,7 @@ TEST_F(ThreadsTest, TwoPanelsRunAtOnceAndReportItToAnyThread)
         }
         typeUntil([&] { return calls > 100; });
     });
+    EXPECT_TRUE(impl.restartDisplay());
     DisplayBuffer page(25, 3);
     for (unsigned round = 0; round < 5; ++round) {
         page.setLineContent(round % 3, u"page " + std::u16string(1, static_cast<char16_t>('0' + round)));
