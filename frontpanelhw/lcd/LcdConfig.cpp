@@ -4,18 +4,16 @@ namespace frontpanelhw::lcd {
 
 LcdConfig getConfig()
 {
-    LcdConfig config{};
-    config.textAreaWidth = 200;
-    config.textAreaHeight = 48;
-    config.displayWidth = 240;
-    config.displayHeight = 48;
-    config.reg00Bit0 = false;
-    config.reg00Bit1 = false;
-    config.reg80Value = 100;
-    config.reg00Bit3 = 1;
-    config.regF0Bit2 = 1;
-    config.reg01Bits = 3;
-    return config;
+    return {/*textAreaWidth=*/200,
+            /*textAreaHeight=*/48,
+            /*displayWidth=*/240,
+            /*displayHeight=*/48,
+            /*reg00Bit0=*/false,
+            /*reg00Bit1=*/false,
+            /*reg80Value=*/100,
+            /*reg00Bit3=*/1,
+            /*regF0Bit2=*/1,
+            /*reg01Bits=*/3};
 }
 
 } // namespace frontpanelhw::lcd

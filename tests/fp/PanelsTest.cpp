@@ -21,9 +21,17 @@ class PanelLives : public testing::TestWithParam<PanelScript> {};
 INSTANTIATE_TEST_SUITE_P(Corpus, PanelLives, testing::ValuesIn(panelScripts()),
                          [](const auto& script) { return script.param.name; });
 
+/** Few of the failures that scripts/test faults goes through. */
 TEST_P(PanelLives, EndAsTheModelSays)
 {
-    EXPECT_NO_THROW(livePanel(GetParam().text));
+    constexpr unsigned stride = 89;
+    const std::uint64_t operations = livePanel(GetParam().text).operations;
+    for (std::uint64_t failing = 1; failing <= operations; failing += stride) {
+        for (const auto kind :
+             {PinFailure::Kind::Before, PinFailure::Kind::After, PinFailure::Kind::False, PinFailure::Kind::Foreign}) {
+            ASSERT_NO_THROW(livePanel(GetParam().text, {failing, kind, failing % 2 == 0})) << failing;
+        }
+    }
 }
 
 class IndoorOnBoard : public testing::TestWithParam<ChipVariant> {};

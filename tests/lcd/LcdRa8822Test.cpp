@@ -167,6 +167,11 @@ TEST(LcdRa8822, ChecksTheBitsOfTheMask)
 
 TEST(LcdRa8822, StopsAtAPinThatThrows)
 {
+    Bus dead;
+    dead.pins.broken = {"12=1"};
+    EXPECT_FALSE(dead.lcd.init() || dead.lcd.isInitialized());
+    EXPECT_EQ(dead.log.take(), "! ERROR: unable to reset lcd controller; broken\n"
+                               "! ERROR: error while resetting lcd controller\n");
     Bus bus(ra8803Id);
     std::cerr << std::hex;
     bus.pins.broken = {"out 1"};
