@@ -8,7 +8,7 @@ namespace tools {
  *
  * While it runs, the calling thread has the signals that end a command blocked, and SIGPIPE is ignored. Threads that
  * a program started before should block SIGINT and SIGTERM themselves.
- * @return the exit status: 0, 1 for a failure, 2 for a command line that cannot be
+ * @return the exit status: 0, 1 for a failure, 2 for a wrong command line
  */
 int runFrontpanel(int argc, const char* const* argv);
 

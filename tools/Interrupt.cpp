@@ -1,86 +1,106 @@
 #include "tools/Interrupt.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdint>
 #include <poll.h>
-#include <sys/signalfd.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace tools {
 
 namespace {
 
-bool isIgnored(int signal)
-{
-    struct sigaction action {};
-    sigaction(signal, nullptr, &action);
-    return action.sa_handler == SIG_IGN;
-}
+/** Ends the watching thread. It is sent for urgent data of sockets, which a panel does not use. */
+constexpr int wakeUpSignal = SIGURG;
 
-int pollTimeout(std::optional<Interrupt::Clock::time_point> deadline)
+bool outputStalls()
 {
-    if (!deadline) {
-        return -1;
-    }
-    constexpr std::int64_t longest = std::int64_t{60} * 60 * 1000;
-    const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Interrupt::Clock::now());
-    return static_cast<int>(std::clamp<std::int64_t>(remaining.count(), 0, longest));
+    pollfd outputs[] = {{STDOUT_FILENO, POLLOUT, 0}, {STDERR_FILENO, POLLOUT, 0}};
+    return poll(outputs, 2, 0) < 2;
 }
 
 } // namespace
 
 Interrupt::Interrupt()
 {
+    struct sigaction hangup {};
+    sigaction(SIGHUP, nullptr, &hangup);
     sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    if (!isIgnored(SIGHUP)) {
-        sigaddset(&signals, SIGHUP);
+    for (const int ending : {SIGINT, SIGTERM, SIGHUP, wakeUpSignal}) {
+        sigaddset(&signals, ending);
     }
-    signalDescriptor =
-        std::make_unique<Descriptor>(signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC), "cannot wait for signals");
-
-    struct sigaction ignore {};
-    ignore.sa_handler = SIG_IGN;
-    sigaction(SIGPIPE, &ignore, &previousPipeAction);
+    if (hangup.sa_handler == SIG_IGN) {
+        sigdelset(&signals, SIGHUP);
+    }
     pthread_sigmask(SIG_BLOCK, &signals, &previousMask);
+    watcher = std::thread(&Interrupt::watch, this);
 }
 
 Interrupt::~Interrupt()
 {
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        destroyed = true;
+    }
+    changed.notify_all();
+    pthread_kill(watcher.native_handle(), wakeUpSignal);
+    watcher.join();
     // An impatient user sends the signal twice; the second one must not undo the orderly end.
-    while (interrupted && takeSignal()) {
+    constexpr timespec noTime{};
+    while (noticed && sigtimedwait(&signals, nullptr, &noTime) > 0) {
     }
     pthread_sigmask(SIG_SETMASK, &previousMask, nullptr);
-    sigaction(SIGPIPE, &previousPipeAction, nullptr);
+    std::signal(SIGPIPE, previousPipeHandler);
+    if (signal != 0 && !noticed) {
+        raise(signal);
+    }
 }
 
-Interrupt::Wakeup Interrupt::wait(std::optional<Clock::time_point> deadline, int descriptor)
+bool Interrupt::wait(std::optional<Clock::time_point> deadline)
 {
-    while (!interrupted) {
-        pollfd polled[] = {{signalDescriptor->get(), POLLIN, 0}, {descriptor, POLLIN, 0}};
-        const int timeout = pollTimeout(deadline);
-        const int ready = poll(polled, 2, timeout);
-        if (ready < 0 && errno != EINTR) {
-            throw std::system_error(errno, std::generic_category(), "cannot wait");
-        }
-        if (takeSignal()) {
-            interrupted = true;
-        } else if (deadline && Clock::now() >= *deadline) {
-            return Wakeup::TimedOut; // also while there is always more to read
-        } else if (ready > 0 && polled[1].revents != 0) {
-            return Wakeup::Readable;
+    std::unique_lock<std::mutex> lock(mutex);
+    const auto due = [this] { return woken || ended; };
+    if (deadline) {
+        changed.wait_until(lock, *deadline, due);
+    } else {
+        changed.wait(lock, due);
+    }
+    noticed = ended;
+    const bool timeIsOver = deadline && Clock::now() >= *deadline; // also if wake is called all the time
+    const bool goOn = woken && !ended && !timeIsOver;
+    woken = false;
+    return goOn;
+}
+
+void Interrupt::wake()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    woken = true;
+    changed.notify_all();
+}
+
+void Interrupt::end()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    ended = true;
+    changed.notify_all();
+}
+
+void Interrupt::watch()
+{
+    int taken = 0;
+    sigwait(&signals, &taken);
+    if (taken == wakeUpSignal) {
+        return;
+    }
+    std::unique_lock<std::mutex> lock(mutex);
+    signal = taken;
+    ended = true;
+    changed.notify_all();
+    while (!changed.wait_for(lock, std::chrono::seconds(1), [this] { return destroyed; })) {
+        if (outputStalls()) {
+            std::signal(taken, SIG_DFL);
+            pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+            raise(taken);
         }
     }
-    return Wakeup::Interrupted;
-}
-
-bool Interrupt::takeSignal()
-{
-    signalfd_siginfo taken{};
-    return read(signalDescriptor->get(), &taken, sizeof taken) == sizeof taken;
 }
 
 } // namespace tools

@@ -5,8 +5,8 @@
 namespace tools {
 
 /**
- * Gives descriptors 0 to 2, where one is closed, a place that can neither be read nor written as intended. Otherwise
- * the next file that is opened would get the number, and lines of text would end up in a GPIO.
+ * Opens /dev/null for each of the descriptors 0 to 2 that is closed, so that using it fails. Otherwise the next file
+ * that is opened would get its number, and lines of text would be written to a GPIO.
  */
 void occupyStandardDescriptors();
 
@@ -16,7 +16,8 @@ void printLine(const std::string& line);
 /** Writes out what is left. @return whether any write to standard output failed since the error was last cleared */
 bool outputFailed();
 
-/** Writes "frontpanel: " and the text to standard error, as exactly one line whatever the text contains. */
+/** Writes "frontpanel: " and the text to standard error, as exactly one line: control characters become question marks.
+ */
 void complain(const std::string& text);
 
 } // namespace tools

@@ -1,7 +1,5 @@
 #include "tools/Panel.h"
 
-#include "frontpanelhw/fp/Indoor.h"
-#include "frontpanelhw/fp/Outdoor.h"
 #include "tools/Output.h"
 
 #include <exception>
@@ -9,36 +7,36 @@
 
 namespace tools {
 
-namespace fp = frontpanelhw::fp;
+using frontpanelhw::drawing::DisplayBuffer;
+
+DisplayBuffer blankPage(bool inverted)
+{
+    DisplayBuffer page(displayChars, displayLines);
+    for (unsigned line = 0; line < displayLines; ++line) {
+        page.setInverted(line, inverted, 0, displayChars - 1);
+    }
+    return page;
+}
 
 Panel::Panel(Wiring itsWiring) : wiring(std::move(itsWiring))
 {
     construct();
 }
 
+Panel::~Panel()
+{
+    if (std::uncaught_exceptions() > 0) {
+        stopEvenIfPinsFail();
+    }
+}
+
 void Panel::construct()
 {
-    if (wiring.panel == Wiring::Panel::Outdoor) {
-        panel = std::make_unique<fp::Outdoor>(wiring.keyBase, wiring.ledBase);
-        return;
-    }
-    auto indoor = std::make_unique<fp::Indoor>(wiring.keyBase, wiring.ledBase, wiring.lcdBase, wiring.keyCount(),
-                                               wiring.ledCount(), wiring.invertedLeds, wiring.ledsOn);
-    display = indoor.get();
-    panel = std::move(indoor);
+    panel = wiring.kind().construct(wiring);
+    display = dynamic_cast<frontpanelhw::fp::ILcdFp*>(panel.get());
 }
 
-void Panel::run(const std::function<void()>& work) const
-{
-    try {
-        work();
-    } catch (...) {
-        stopAsFarAsItGoes();
-        throw;
-    }
-}
-
-void Panel::stopAsFarAsItGoes() const
+void Panel::stopEvenIfPinsFail() const
 {
     try {
         if (panel) {
@@ -49,20 +47,29 @@ void Panel::stopAsFarAsItGoes() const
     }
 }
 
-bool Panel::show(const frontpanelhw::drawing::DisplayBuffer& page, const std::function<void()>& restore)
+bool Panel::show(const DisplayBuffer& page, const std::function<void()>& restore)
 {
     bool shown = display == nullptr || display->printBuffer(page);
-    if (!shown && mayStartAnew) {
-        complain(displayStartsAnew);
-        stopAsFarAsItGoes();
-        display = nullptr;
-        panel.reset(); // gives its lines free, which the new one needs
+    if (!shown && mayConstructAgain) {
+        complain("the display failed and is started again");
+        stopEvenIfPinsFail();
+        panel.reset(); // releases the lines, which the new one needs
         construct();
         shown = display->printBuffer(page);
         restore();
     }
-    mayStartAnew = shown;
+    mayConstructAgain = shown;
     return shown;
+}
+
+bool Panel::testLamps(unsigned seconds, Interrupt& interrupt)
+{
+    const auto lightAll = [this] { panel->setAllLeds(true); };
+    lightAll();
+    const bool filled = show(blankPage(true), lightAll);
+    interrupt.wait(Interrupt::Clock::now() + std::chrono::seconds(seconds));
+    panel->setAllLeds(false);
+    return show(blankPage()) && filled;
 }
 
 } // namespace tools

@@ -4,7 +4,7 @@
 
 namespace tools {
 
-/** The command line asks for something that cannot be; the text is one line. */
+/** The command line is wrong; the text is one line. */
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

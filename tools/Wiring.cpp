@@ -1,6 +1,5 @@
 #include "tools/Wiring.h"
 
-#include "frontpanelhw/FrontPanelType.h"
 #include "frontpanelhw/handler/GpioVectorCreator.h"
 #include "sysfs/PinDirectionEn.h"
 #include "sysfs/SysfsGpioFactory.h"
@@ -18,12 +17,8 @@ namespace {
 
 constexpr unsigned idLineCount = 4;
 constexpr unsigned lcdLineCount = 13;
-constexpr unsigned indoorKeyCount = 3;
-constexpr unsigned indoorLedCount = 8;
-constexpr unsigned outdoorKeyCount = 2;
-constexpr unsigned outdoorLedCount = 8;
 
-/** Lines of consecutive GPIO numbers that serve one purpose. */
+/** Lines of consecutive GPIO numbers that serve one purpose; none where they are not in use. */
 struct Run {
     std::string purpose;
     std::uint64_t first;
@@ -37,63 +32,50 @@ struct Run {
     }
 };
 
-std::vector<Run> runsOf(const Wiring& wiring, const UsedLines& used)
-{
-    const Run leds{"LEDs", wiring.ledBase, wiring.ledCount()};
-    std::vector<Run> runs;
-    if (used.ids) {
-        runs.push_back({"ID lines", wiring.idBase, idLineCount});
-    }
-    if (used.keys) {
-        runs.push_back({"keys", wiring.keyBase, wiring.keyCount()});
-    }
-    if (used.leds) {
-        runs.push_back(leds);
-    }
-    if (used.display && wiring.panel == Wiring::Panel::Indoor) {
-        runs.push_back({"backlight", leds.end(), 1});
-        runs.push_back({"LCD lines", wiring.lcdBase, lcdLineCount});
-    }
-    return runs;
-}
-
-void checkRange(const Run& run)
+void checkRuns(const Wiring& wiring, unsigned linesInUse)
 {
     constexpr unsigned highest = std::numeric_limits<unsigned>::max();
-    if (run.count != 0 && run.end() - 1 > highest) {
-        throw UsageError(run.text() + ": the highest GPIO number is " + std::to_string(highest));
+    const auto inUse = [linesInUse](Lines lines, unsigned count) { return (linesInUse & lines) != 0 ? count : 0; };
+    const bool display = wiring.kind().hasDisplay;
+    const Run runs[] = {
+        {"ID lines", wiring.idBase, inUse(IdLines, idLineCount)},
+        {"keys", wiring.keyBase, inUse(KeyLines, wiring.keyCount())},
+        {"LEDs", wiring.ledBase, inUse(LedLines, wiring.ledCount())},
+        {"backlight", std::uint64_t{wiring.ledBase} + wiring.ledCount(), inUse(DisplayLines, display ? 1 : 0)},
+        {"LCD lines", wiring.lcdBase, inUse(DisplayLines, display ? lcdLineCount : 0)},
+    };
+    for (const Run* run = std::begin(runs); run != std::end(runs); ++run) {
+        if (run->count != 0 && run->end() - 1 > highest) {
+            throw UsageError(run->text() + ": the highest GPIO number is " + std::to_string(highest));
+        }
+        for (const Run* earlier = std::begin(runs); earlier != run; ++earlier) {
+            const auto first = std::max(earlier->first, run->first);
+            if (first < std::min(earlier->end(), run->end())) {
+                throw UsageError(earlier->text() + " and " + run->text() + " overlap at GPIO " + std::to_string(first));
+            }
+        }
     }
 }
 
-void checkOverlap(const Run& a, const Run& b)
+void checkFixed(const Wiring& wiring)
 {
-    const auto first = std::max(a.first, b.first);
-    if (first < std::min(a.end(), b.end())) {
-        throw UsageError(a.text() + " and " + b.text() + " overlap at GPIO " + std::to_string(first));
-    }
-}
-
-void checkRuns(const std::vector<Run>& runs)
-{
-    for (auto run = runs.begin(); run != runs.end(); ++run) {
-        checkRange(*run);
-        std::for_each(runs.begin(), run, [run](const Run& earlier) { checkOverlap(earlier, *run); });
-    }
-}
-
-void checkOutdoor(const Wiring& wiring)
-{
-    if (wiring.keyCount() != outdoorKeyCount) {
-        throw UsageError("--key-count: the outdoor panel has " + std::to_string(outdoorKeyCount) + " keys");
-    }
-    if (wiring.ledCount() != outdoorLedCount) {
-        throw UsageError("--led-count: the outdoor panel has " + std::to_string(outdoorLedCount) + " LEDs");
-    }
-    if (!wiring.invertedLeds.empty()) {
-        throw UsageError("--inverted-leds: the outdoor panel's LEDs are all active-high");
-    }
-    if (!wiring.ledsOn.empty()) {
-        throw UsageError("--leds-on: the outdoor panel's LEDs are all off at start");
+    const PanelKind& kind = wiring.kind();
+    const std::string panel = std::string("the ") + kind.name + " panel";
+    const struct {
+        bool broken;
+        std::string rule;
+    } rules[] = {
+        {wiring.keyCount() != kind.keyCount,
+         "--key-count: " + panel + " has " + std::to_string(kind.keyCount) + " keys"},
+        {wiring.ledCount() != kind.ledCount,
+         "--led-count: " + panel + " has " + std::to_string(kind.ledCount) + " LEDs"},
+        {!wiring.invertedLeds.empty(), "--inverted-leds: " + panel + "'s LEDs are all active-high"},
+        {!wiring.ledsOn.empty(), "--leds-on: " + panel + "'s LEDs are all off at start"},
+    };
+    for (const auto& [broken, rule] : rules) {
+        if (broken) {
+            throw UsageError(rule);
+        }
     }
 }
 
@@ -115,77 +97,56 @@ void checkLeds(const Wiring& wiring)
     }
 }
 
-Wiring withPanel(const Wiring& wiring, Wiring::Panel panel)
+/** Refuses what is wrong for every panel, with the complaint of the first one, which allows most. */
+void checkBeforeDetection(Wiring wiring, unsigned linesInUse)
 {
-    Wiring result = wiring;
-    result.panel = panel;
-    return result;
-}
-
-/** Refuses what is wrong whichever panel the ID lines will show. */
-void checkBeforeDetection(const Wiring& wiring, const UsedLines& used)
-{
-    try {
-        checkWiring(withPanel(wiring, Wiring::Panel::Indoor), used);
-    } catch (const UsageError&) {
+    std::optional<UsageError> complaint;
+    for (const PanelKind& kind : panelKinds) {
         try {
-            checkWiring(withPanel(wiring, Wiring::Panel::Outdoor), used);
+            wiring.panel = &kind;
+            checkWiring(wiring, linesInUse);
             return;
-        } catch (const UsageError&) {
-            // The indoor panel allows more, so that its complaint is the one that helps.
+        } catch (const UsageError& error) {
+            complaint = complaint.value_or(error);
         }
-        throw;
     }
+    throw UsageError(*complaint);
 }
 
-Wiring::Panel detectPanel(unsigned idBase)
+const PanelKind* detectPanel(unsigned idBase)
 {
     requireReadable(idBase, idLineCount);
     sysfs::SysfsGpioFactory factory;
-    switch (frontpanelhw::detectType(factory, idBase)) {
-    case frontpanelhw::FrontPanelType::Indoor:
-        return Wiring::Panel::Indoor;
-    case frontpanelhw::FrontPanelType::Outdoor:
-        return Wiring::Panel::Outdoor;
-    case frontpanelhw::FrontPanelType::Unknown:
-        break;
+    const auto type = frontpanelhw::detectType(factory, idBase);
+    for (const PanelKind& kind : panelKinds) {
+        if (kind.type == type) {
+            return &kind;
+        }
     }
     throw std::runtime_error(Run{"ID lines", idBase, idLineCount}.text() + " show no known panel");
 }
 
 } // namespace
 
-unsigned Wiring::keyCount() const
+void checkWiring(const Wiring& wiring, unsigned linesInUse)
 {
-    return givenKeyCount.value_or(panel == Panel::Outdoor ? outdoorKeyCount : indoorKeyCount);
-}
-
-unsigned Wiring::ledCount() const
-{
-    return givenLedCount.value_or(panel == Panel::Outdoor ? outdoorLedCount : indoorLedCount);
-}
-
-void checkWiring(const Wiring& wiring, const UsedLines& used)
-{
-    if (wiring.panel == Wiring::Panel::Outdoor) {
-        checkOutdoor(wiring);
+    if (wiring.kind().isFixed) {
+        checkFixed(wiring);
     } else {
         checkLeds(wiring);
     }
-    checkRuns(runsOf(wiring, used));
+    checkRuns(wiring, linesInUse);
 }
 
-Wiring resolvePanel(const Wiring& wiring, const UsedLines& used)
+Wiring resolvePanel(const Wiring& wiring, unsigned linesInUse)
 {
-    if (wiring.panel != Wiring::Panel::Auto) {
-        checkWiring(wiring, used);
-        return wiring;
+    Wiring resolved = wiring;
+    if (wiring.panel == nullptr) {
+        linesInUse |= IdLines;
+        checkBeforeDetection(wiring, linesInUse);
+        resolved.panel = detectPanel(wiring.idBase);
     }
-    UsedLines usedInAll = used;
-    usedInAll.ids = true;
-    checkBeforeDetection(wiring, usedInAll);
-    Wiring resolved = withPanel(wiring, detectPanel(wiring.idBase));
-    checkWiring(resolved, usedInAll);
+    checkWiring(resolved, linesInUse);
     return resolved;
 }
 

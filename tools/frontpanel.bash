@@ -1,11 +1,11 @@
-# Completion of the command line of frontpanel, for bash.
+# Completion of the command line of frontpanel, for bash: with the commands, options and choices of its help.
 
 _frontpanel()
 {
+    local program=${COMP_WORDS[0]/#~\//$HOME/}
     local cur=${COMP_WORDS[COMP_CWORD]}
     local prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local wiring="--panel --id-base --key-base --led-base --lcd-base --key-count --led-count --inverted-leds --leds-on"
-    local command="" words="" i
+    local command="" help words i
 
     # The first word that is neither an option nor an option's value.
     for ((i = 1; i < COMP_CWORD; i++)); do
@@ -19,23 +19,21 @@ _frontpanel()
         esac
     done
 
+    help=$("$program" --help 2>/dev/null)
     case $prev in
-    --panel) words="auto indoor outdoor" ;;
     -h | --help | --version | --) ;;
-    --*) return ;;
+    --*)
+        words=$(sed -n "s/^  $prev \([a-z]*|[a-z|]*\)=.*/\1/p" <<<"$help")
+        mapfile -t COMPREPLY < <(compgen -W "${words//|/ }" -- "$cur")
+        return
+        ;;
     esac
-    if [[ -z $words ]]; then
-        case $command in
-        "") words="detect keys led leds print lamptest demo $wiring --version --help" ;;
-        led)
-            [[ $prev == [0-9]* ]] && words="on off "
-            words+="$wiring --help"
-            ;;
-        leds) words="on off $wiring --help" ;;
-        print) words="--invert $wiring --help" ;;
-        demo) words="--lamp-seconds --seconds $wiring --help" ;;
-        *) words="$wiring --help" ;;
-        esac
+    if [[ -n $command ]]; then
+        help=$(sed -n '/^Wiring:/,/^$/p' <<<"$help")$'\n'$("$program" "$command" --help 2>/dev/null)
+    fi
+    words=$(sed -n 's/^ *\(-h,\)\{0,1\}\(--[a-z-]*\).*/\2/p; /^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p' <<<"$help")
+    if [[ $command != led || $prev == [0-9]* ]]; then
+        words+=$'\n'$(sed -n 's/^  \([a-z]*|[a-z|]*\) .*/\1/p' <<<"$help" | tr '|' '\n')
     fi
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
 }

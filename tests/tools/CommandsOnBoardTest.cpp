@@ -124,7 +124,7 @@ TEST(CommandsOnBoard, ShowLampsAndKeysUntilTheyAreEnded)
     };
     EXPECT_EQ(runWith(typist, "keys --key-count 3"), events);
     board.release(2);
-    EXPECT_EQ(ledsAndKeys(drawn(board)), "LEDs ● ○ ○   keys  0   1   2\n") << "keys leaves LEDs alone";
+    EXPECT_EQ(ledsAndKeys(drawn(board)), "LEDs ● ○ ○   keys  0   1   2\n") << "keys does not use LEDs";
 
     std::string page;
     const auto player = [&] {
@@ -154,7 +154,7 @@ TEST(CommandsOnBoard, SayInOneLineWhatFailedAndLeaveNoLedLit)
     const auto refusing = [](unsigned gpio) { return PinFault{gpio, {}, 1, std::nullopt, PinFault::Kind::False}; };
     const std::string demo = "demo --lamp-seconds 0";
     const std::string start = "Press a key";
-    const std::string anew = "|frontpanel: the display failed and is started anew";
+    const std::string again = "|frontpanel: the display failed and is started again";
     const std::string held = "1|key 1 pressed|key 1 repeated";
     const struct {
         BoardConfig config;
@@ -170,15 +170,15 @@ TEST(CommandsOnBoard, SayInOneLineWhatFailedAndLeaveNoLedLit)
         {indoor, none, demo + " --seconds 0", "0"},
         {indoor, none, "led 1 on --led-base 60", "1|frontpanel: GPIO 61: no such GPIO on this board: Invalid argument"},
         {indoor, refusing(22), "led 2 on", "1|frontpanel: LED 2 on GPIO 22 did not take its level"},
-        {indoor, badLcd, "print x --panel indoor", "1" + anew + "|frontpanel: the display failed to show the text"},
+        {indoor, badLcd, "print x --panel indoor", "1" + again + "|frontpanel: the display failed to show the text"},
         {indoor, badLed, "lamptest 0", "1|frontpanel: GPIO 27: made to fail"},
         {indoor, badLed, demo, "1|frontpanel: GPIO 27: made to fail"},
         {indoor, badKey, "keys", "1|frontpanel: GPIO 11: made to fail"},
         {indoor, badKey, demo, "1|frontpanel: GPIO 11: made to fail"},
         {indoor, {5, PinOperation::GetValue, 1, true}, "detect", "1|frontpanel: GPIO 5: made to fail"},
-        {indoor, badLcd, "lamptest 60", "1" + anew + "|frontpanel: the display failed during the lamp test",
+        {indoor, badLcd, "lamptest 60", "1" + again + "|frontpanel: the display failed during the lamp test",
          inverted + "└"},
-        {indoor, badLcd, demo, "1" + anew + "|frontpanel: the display failed", start},
+        {indoor, badLcd, demo, "1" + again + "|frontpanel: the display failed", start},
         {indoor, refusing(21), demo, held + "|frontpanel: LED 1 on GPIO 21 did not take its level", start, true},
     };
     for (const auto& row : cases) {
@@ -202,9 +202,9 @@ TEST(CommandsOnBoard, SayInOneLineWhatFailedAndLeaveNoLedLit)
     }
 }
 
-TEST(CommandsOnBoard, StartADisplayAnewThatFailedOnce)
+TEST(CommandsOnBoard, StartADisplayAgainThatFailedOnce)
 {
-    const std::string anew = "|frontpanel: the display failed and is started anew";
+    const std::string again = "|frontpanel: the display failed and is started again";
     const PinFault strobe{51, PinOperation::SetValue};
     {
         Board board{BoardConfig()};
@@ -213,8 +213,8 @@ TEST(CommandsOnBoard, StartADisplayAnewThatFailedOnce)
         PinFault nearTheEnd;
         nearTheEnd.call = board.pinOperations() - 50;
         board.failPin(nearTheEnd);
-        EXPECT_EQ(runTool("print Anew --panel indoor"), "0" + anew);
-        EXPECT_NE(drawn(board).find("│ Anew"), std::string::npos) << drawn(board);
+        EXPECT_EQ(runTool("print Again --panel indoor"), "0" + again);
+        EXPECT_NE(drawn(board).find("│ Again"), std::string::npos) << drawn(board);
     }
     Board board{BoardConfig()};
     const panelsim::InstalledBoard installed(board);
@@ -224,7 +224,7 @@ TEST(CommandsOnBoard, StartADisplayAnewThatFailedOnce)
         waitFor(board, inverted + "└");
         letPoll(board);
     };
-    EXPECT_EQ(runWith(lampWatcher, "lamptest 60"), "0" + anew);
+    EXPECT_EQ(runWith(lampWatcher, "lamptest 60"), "0" + again);
 
     const auto person = [&] {
         waitFor(board, "Press a key");
@@ -239,7 +239,7 @@ TEST(CommandsOnBoard, StartADisplayAnewThatFailedOnce)
         waitFor(board, "Key 1 released");
     };
     EXPECT_EQ(runWith(person, "demo --lamp-seconds 0"),
-              "0|key 1 pressed|key 1 repeated|key 1 pressed|key 1 repeated|key 1 released" + anew);
+              "0|key 1 pressed|key 1 repeated|key 1 pressed|key 1 repeated|key 1 released" + again);
     EXPECT_EQ(drawn(board).find("●"), std::string::npos);
     EXPECT_EQ(board.claimedLines(), 0U);
 }

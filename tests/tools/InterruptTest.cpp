@@ -1,19 +1,17 @@
 #include "tools/Interrupt.h"
 
-#include "tools/KeyEventQueue.h"
-
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <optional>
-#include <string>
+#include <thread>
 #include <unistd.h>
 
 namespace {
 
 using namespace std::chrono_literals;
 using tools::Interrupt;
-using Wakeup = Interrupt::Wakeup;
 
 TEST(Interrupt, EndsEveryWaitOnceASignalCameAndLeavesNoneBehind)
 {
@@ -21,43 +19,30 @@ TEST(Interrupt, EndsEveryWaitOnceASignalCameAndLeavesNoneBehind)
         SCOPED_TRACE(signal);
         std::signal(signal, SIG_DFL);
         Interrupt interrupt;
-        tools::KeyEventQueue events;
-        events.push({0, tools::KeyEvent::Change::Pressed, 0});
         kill(getpid(), signal);
-        EXPECT_EQ(interrupt.wait(std::nullopt, events.descriptor()), Wakeup::Interrupted);
+        EXPECT_FALSE(interrupt.wait());
         kill(getpid(), signal); // would end this process if it were still pending at the end
-        EXPECT_EQ(interrupt.wait(Interrupt::Clock::now()), Wakeup::Interrupted);
+        interrupt.wake();
+        EXPECT_FALSE(interrupt.wait());
     }
 }
 
-TEST(Interrupt, WaitsForKeyEventsAndForTheDeadline)
-{
-    Interrupt interrupt;
-    tools::KeyEventQueue events;
-    const auto deadline = Interrupt::Clock::now() + 30ms;
-    EXPECT_EQ(interrupt.wait(deadline, events.descriptor()), Wakeup::TimedOut);
-    EXPECT_GE(Interrupt::Clock::now(), deadline);
-
-    events.push({1, tools::KeyEvent::Change::Pressed, 0});
-    events.push({2, tools::KeyEvent::Change::Released, 0});
-    EXPECT_EQ(interrupt.wait(std::nullopt, events.descriptor()), Wakeup::Readable);
-    std::string taken;
-    for (const tools::KeyEvent& event : events.take()) {
-        taken += describe(event) + "; ";
-    }
-    EXPECT_EQ(taken, "key 1 pressed; key 2 released; ");
-    EXPECT_EQ(interrupt.wait(Interrupt::Clock::now(), events.descriptor()), Wakeup::TimedOut);
-    EXPECT_TRUE(events.take().empty());
-}
-
-TEST(Interrupt, GoesOnAfterABrokenPipeAndAHangupThatIsIgnored)
+TEST(Interrupt, WaitsForAWakeUpAndForTheDeadlineAndIgnoresPipesAndHangups)
 {
     const auto previous = std::signal(SIGHUP, SIG_IGN);
     {
         Interrupt interrupt;
         raise(SIGPIPE);
         raise(SIGHUP);
-        EXPECT_EQ(interrupt.wait(Interrupt::Clock::now()), Wakeup::TimedOut);
+        const auto deadline = Interrupt::Clock::now() + 30ms;
+        EXPECT_FALSE(interrupt.wait(deadline));
+        EXPECT_GE(Interrupt::Clock::now(), deadline);
+        interrupt.wake();
+        EXPECT_FALSE(interrupt.wait(deadline)) << "the time is over";
+        std::thread other([&interrupt] { interrupt.wake(); });
+        EXPECT_TRUE(interrupt.wait());
+        other.join();
+        EXPECT_FALSE(interrupt.wait(Interrupt::Clock::now())) << "one wait for one wake-up";
     }
     std::signal(SIGHUP, previous);
 }
@@ -66,9 +51,29 @@ TEST(Interrupt, LeavesASignalThatNobodyWaitedForToItsUsualEffect)
 {
     const auto beInterruptedWithoutAWait = [] {
         const Interrupt interrupt;
-        raise(SIGTERM);
+        kill(getpid(), SIGTERM);
     };
     EXPECT_EXIT(beInterruptedWithoutAWait(), testing::KilledBySignal(SIGTERM), "");
+}
+
+TEST(Interrupt, EndsTheProcessOnlyWhenItsOutputStalls)
+{
+    const auto takeLongToEnd = [](bool outputStalls) {
+        int ends[2] = {};
+        if (pipe2(ends, O_NONBLOCK) != 0) {
+            std::abort();
+        }
+        while (outputStalls && write(ends[1], "full", 4) > 0) {
+        }
+        dup2(ends[1], STDOUT_FILENO);
+        Interrupt interrupt;
+        kill(getpid(), SIGINT);
+        interrupt.wait();
+        std::this_thread::sleep_for(outputStalls ? 30s : 1500ms);
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(takeLongToEnd(true), testing::KilledBySignal(SIGINT), "");
+    EXPECT_EXIT(takeLongToEnd(false), testing::ExitedWithCode(0), "");
 }
 
 } // namespace

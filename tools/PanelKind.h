@@ -1,0 +1,29 @@
+#pragma once
+
+#include "frontpanelhw/FrontPanelType.h"
+#include "frontpanelhw/fp/IFp.h"
+
+#include <array>
+#include <memory>
+
+namespace tools {
+
+struct Wiring;
+
+/** A panel that can be fitted. */
+struct PanelKind {
+    const char* name;
+    frontpanelhw::FrontPanelType type; ///< what the ID lines show
+    unsigned keyCount;
+    unsigned ledCount;
+    bool isFixed; ///< counts are always these, LEDs are all active-high and off at the start
+    bool hasDisplay;
+
+    /** Constructs the panel on its lines. A panel with a display is an ILcdFp. */
+    std::unique_ptr<frontpanelhw::fp::IFp> (*construct)(const Wiring&);
+};
+
+/** All of them. The first one stands for a panel that is not known. */
+extern const std::array<PanelKind, 2> panelKinds;
+
+} // namespace tools
