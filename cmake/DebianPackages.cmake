@@ -29,22 +29,22 @@ endmacro()
 
 package(${gpio_library} libs ""
 "GPIO lines of the kernel's sysfs interface
-This library makes the pins that libfrontpanelhw drives: lines of
-/sys/class/gpio. A device can have a GPIO library of its own in its place.")
+libfrontpanelhw drives a front panel by the pins of this library, lines of
+/sys/class/gpio. A device can replace it by its own GPIO library.")
 package(${library} libs "${gpio_library} (>= ${PROJECT_VERSION})"
 "front panel library: keys, LEDs and a character LCD
-This library tells which front panel a device has, reports its keys,
+This library detects which front panel a device has, reports its keys,
 switches its LEDs and shows text on its LCD of 3 lines of 25 characters,
 all on GPIO lines.")
 package(${development} libdevel "${library} (= ${debian_version}), ${gpio_library} (= ${debian_version})"
 "front panel library: headers, CMake package and pkg-config file
-What is needed to build an application of libfrontpanelhw, or a GPIO library
-for it.")
+The files to build an application that uses libfrontpanelhw, or a GPIO
+library for it.")
 package(${tools} utils "${library} (>= ${PROJECT_VERSION}), ${gpio_library} (>= ${PROJECT_VERSION}), adduser"
 "front panel command line and simulator
-The program frontpanel tries a front panel out from the shell. The program
+The program frontpanel operates a front panel from the shell. The program
 panelsim runs applications for the device on a simulated panel. A udev rule
-lets the members of group gpio use the GPIO lines.")
+gives the members of group gpio access to the GPIO lines.")
 
 configure_file(${sources}/changelog.in ${PROJECT_BINARY_DIR}/changelog.Debian @ONLY)
 execute_process(COMMAND ${GZIP_PROGRAM} -9nc ${PROJECT_BINARY_DIR}/changelog.Debian

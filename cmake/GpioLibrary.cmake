@@ -1,8 +1,8 @@
 # The library whose sysfs::SysfsGpioFactory makes the panels' pins: this project's, on the kernel's sysfs interface, or
-# the one that the device brings along. Sets what is to be linked:
+# the one that the device provides. Sets what is to be linked:
 #   frontpanelhw_gpio_library             in this build
 #   frontpanelhw_installed_gpio_library   by CMake projects that use the installed library
-#   frontpanelhw_pc_gpio_library          by what pkg-config tells
+#   frontpanelhw_pc_gpio_library          by the output of pkg-config
 # What is installed names no place of this machine: a library that is given as a file is known by its name there.
 set(FRONTPANELHW_GPIO sysfs CACHE STRING "GPIO library under the panels: sysfs (this project's) or external (the device's)")
 set_property(CACHE FRONTPANELHW_GPIO PROPERTY STRINGS sysfs external)

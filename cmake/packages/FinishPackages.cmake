@@ -1,5 +1,5 @@
-# Run by cpack on the packages that it has made, for what it cannot say itself: packages of libraries can be installed
-# for several architectures at once, and a library has ldconfig run by dpkg's trigger, not by scripts of its own.
+# Run by cpack on the packages that it has made, for what it cannot set itself: packages of libraries can be installed
+# for several architectures at once, and dpkg's trigger runs ldconfig in place of scripts in the packages.
 foreach(package IN LISTS CPACK_PACKAGE_FILES)
     cmake_path(GET package FILENAME name)
     if(NOT name MATCHES "^lib")

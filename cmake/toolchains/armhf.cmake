@@ -20,5 +20,5 @@ set(ENV{PKG_CONFIG_LIBDIR} ${armhf_tree}/usr/lib/arm-linux-gnueabihf/pkgconfig)
 set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES ${armhf_tree}/usr/include/arm-linux-gnueabihf)
 # Libraries that those libraries need, and which the programs themselves do not name.
 string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " \"-Wl,-rpath-link,${armhf_tree}/usr/lib/arm-linux-gnueabihf\"")
-# GCC tells that its calls differ from GCC 6's; nothing that old is linked.
+# GCC notes that its calls differ from GCC 6's. Nothing that old is linked.
 string(APPEND CMAKE_CXX_FLAGS_INIT " -Wno-psabi")
