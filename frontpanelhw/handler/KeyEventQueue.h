@@ -54,7 +54,7 @@ public:
     unsigned dropped() const;
 
 private:
-    struct State;
+    struct FRONTPANELHW_HIDDEN State;
     std::shared_ptr<State> state;
 };
 
