@@ -23,8 +23,8 @@ namespace frontpanelhw::fp {
  * error, chip and panel may differ: in the pages, the cursor and the inversion, in any register of the chip, and in the
  * direction of the data lines. To be certain that the display shows a page, bring it up again with
  * Indoor::restartDisplay, which keeps keys, callback and LEDs, and print the page again. Nothing less is certain:
- * printing again repairs most single failures but not all, and may return true although the page is wrong. Only a panel
- * whose constructor threw has to be constructed again.
+ * printing again repairs most single failures but not all, and may return true although the page is wrong. A panel is
+ * constructed again only if its constructor threw, or if another program has unexported one of its lines.
  */
 class FRONTPANELHW_EXPORT ILcdFp : public IFp {
 public:
