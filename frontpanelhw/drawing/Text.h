@@ -18,7 +18,11 @@ namespace frontpanelhw::drawing {
 FRONTPANELHW_EXPORT std::u16string fromUtf8(std::string_view text, char16_t substitute = u'?');
 
 /** Where text stands in a wider space. */
-enum class Align { Left, Right, Centre };
+enum class Align {
+    Left,  ///< spaces after the text
+    Right, ///< spaces before the text
+    Centre ///< spaces on both sides
+};
 
 /**
  * @return the text with spaces around it, or its first characters, so that it has width code units; of an odd number of

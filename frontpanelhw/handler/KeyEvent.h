@@ -5,7 +5,11 @@
 namespace frontpanelhw::handler {
 
 /** What happened to a key. */
-enum class KeyAction { Pressed, Repeated, Released };
+enum class KeyAction {
+    Pressed,  ///< was released, or not reported yet
+    Repeated, ///< is still pressed
+    Released  ///< is not pressed any more
+};
 
 /** An event of a key. */
 struct KeyEvent {
