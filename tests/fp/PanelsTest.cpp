@@ -56,12 +56,15 @@ TEST_P(IndoorOnBoard, ComesUpWithItsLogAndWithoutAFlashOfOtherLeds)
             lit.push_back(change.gpio);
         }
     });
-    const fp::Indoor panel(10, 20, 40, 3, 8, {1, 7}, {0, 1});
+    fp::Indoor panel(10, 20, 40, 3, 8, {1, 7}, {0, 1});
     const bool isRa8803 = GetParam() == ChipVariant::Ra8803;
     EXPECT_EQ(output.take(),
               std::string("INFO: LcdControl ") + (isRa8803 ? "c9" : "0") + "\nINFO: status register: 1 0x40\n");
     EXPECT_EQ(board.view().lcd->contrast, isRa8803 ? std::optional<unsigned>(15) : std::nullopt);
     EXPECT_EQ(lit, (std::vector<unsigned>{20, 21}));
+    EXPECT_TRUE(panel.setContrast(100) && panel.setBacklight(false));
+    EXPECT_FALSE(panel.setContrast(101) || board.view().lcd->backlight);
+    EXPECT_EQ(board.view().lcd->contrast, isRa8803 ? std::optional<unsigned>(31) : std::nullopt);
 }
 
 TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
@@ -120,7 +123,8 @@ TEST(LcdFp, TestsDisplayAndLampsBeforePollingFromBothSidesAndReturnsFalseWithout
     }
     log.take();
     EXPECT_FALSE(panel.initController(nullptr) || panel.clear() || panel.printLine(0, drawing::DisplayLine(3)) ||
-                 panel.printBuffer(drawing::DisplayBuffer(3, 2)) || panel.resetController() || panel.swapPage());
+                 panel.printBuffer(drawing::DisplayBuffer(3, 2)) || panel.resetController() || panel.swapPage() ||
+                 panel.setBacklight(true) || panel.setContrast(0));
     panel.fullfillDisplay();
     EXPECT_EQ(pins.take() + log.take(), "");
 }

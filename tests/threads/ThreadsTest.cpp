@@ -1,5 +1,6 @@
 #include "frontpanelhw/fp/FpBase.h"
 #include "frontpanelhw/fp/IndoorFpImpl.h"
+#include "frontpanelhw/handler/KeyEventQueue.h"
 #include "panelsim/board/Board.h"
 #include "panelsim/board/BoardGpioFactory.h"
 #include "tests/support/CapturedOutput.h"
@@ -12,7 +13,9 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <sys/epoll.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 using frontpanelhw::drawing::DisplayBuffer;
@@ -20,6 +23,9 @@ using frontpanelhw::fp::FpBase;
 using frontpanelhw::fp::IFp;
 using frontpanelhw::fp::ILcdFp;
 using frontpanelhw::fp::IndoorFpImpl;
+using frontpanelhw::handler::KeyAction;
+using frontpanelhw::handler::KeyEvent;
+using frontpanelhw::handler::KeyEventQueue;
 
 namespace {
 
@@ -109,6 +115,57 @@ TEST_F(ThreadsTest, CallbackAndApplicationSwitchLedsUnderTheApplicationsLock)
     }
 }
 
+TEST_F(ThreadsTest, AnEpollLoopAndAWaitSeeTheSameEvents)
+{
+    const auto panel = makePanel();
+    KeyEventQueue polled;
+    KeyEventQueue awaited;
+    auto gone = std::make_unique<KeyEventQueue>();
+    std::atomic<unsigned> changes{0};
+    panel->connectAnyKeyChangedCb([&, callbacks = std::vector{polled.callback(), awaited.callback(), gone->callback()},
+                                   held = false](unsigned key, bool level) mutable {
+        for (const auto& callback : callbacks) {
+            callback(key, level);
+        }
+        changes += level != held ? 1 : 0;
+        held = level;
+    });
+    // Repeats that wait may have been merged in one queue only.
+    const auto note = [](std::string& events, const KeyEvent& event) {
+        events += event.action == KeyAction::Repeated ? "" : event.action == KeyAction::Pressed ? "p" : "r";
+    };
+    std::string seen[2];
+    std::thread poller([&] {
+        const int epoll = epoll_create1(EPOLL_CLOEXEC);
+        epoll_event ready{EPOLLIN, {}};
+        epoll_ctl(epoll, EPOLL_CTL_ADD, polled.descriptor(), &ready);
+        while (epoll_wait(epoll, &ready, 1, -1) == 1) {
+            const auto event = polled.next(std::chrono::milliseconds(0));
+            if (!event) {
+                break;
+            }
+            note(seen[0], *event);
+        }
+        close(epoll);
+    });
+    std::thread waiter([&] {
+        while (const auto event = awaited.next(std::chrono::milliseconds(-1))) {
+            note(seen[1], *event);
+        }
+    });
+    panel->start(false, 0);
+    typeUntil([&] { return changes > 50; });
+    gone.reset();
+    typeUntil([&] { return changes > 100; }); // few enough for queues that nobody empties meanwhile
+    panel->stop();
+    polled.close();
+    awaited.close();
+    poller.join();
+    waiter.join();
+    EXPECT_EQ(seen[0], seen[1]);
+    EXPECT_GE(seen[0].size(), 100U);
+}
+
 TEST_F(ThreadsTest, TwoPanelsRunAtOnceAndReportItToAnyThread)
 {
     panelsim::Board indoorBoard{panelsim::BoardConfig(), [this] { return time.now(); }};
@@ -140,6 +197,7 @@ TEST_F(ThreadsTest, TwoPanelsRunAtOnceAndReportItToAnyThread)
         }
         typeUntil([&] { return calls > 100; });
     });
+    EXPECT_TRUE(impl.restartDisplay());
     DisplayBuffer page(25, 3);
     for (unsigned round = 0; round < 5; ++round) {
         page.setLineContent(round % 3, u"page " + std::u16string(1, static_cast<char16_t>('0' + round)));
