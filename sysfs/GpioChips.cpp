@@ -242,9 +242,10 @@ std::vector<GpioChip> readGpioChips(ISystemCalls& calls)
 {
     std::vector<GpioChip> chips = readCharacterDevices(calls);
     addSysfsChips(calls, chips);
-    const char* const named = secure_getenv("SYSFSGPIO_CONFIG");
-    const std::string path = named != nullptr ? named : defaultConfig;
-    if (named != nullptr || GpioFile::exists(calls, path)) {
+    const char* const variable = secure_getenv("SYSFSGPIO_CONFIG");
+    const bool isNamed = variable != nullptr && *variable != '\0';
+    const std::string path = isNamed ? variable : defaultConfig;
+    if (isNamed || GpioFile::exists(calls, path)) {
         numberByFile(chips, path, readFile(calls, path));
     } else if (std::any_of(chips.begin(), chips.end(), [](const GpioChip& chip) { return chip.sysfsBase; })) {
         numberBySysfs(chips);

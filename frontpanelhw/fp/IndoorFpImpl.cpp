@@ -76,9 +76,13 @@ bool IndoorFpImpl::restartDisplay()
     } catch (const std::exception& e) {
         std::cerr << "ERROR: unable to initialize lcd gpios; " << e.what() << "\n";
     }
-    const std::lock_guard<std::mutex> lock(replacement);
-    lcd.swap(bus); // the earlier driver outlives the controller on it
-    return initController(makeController(*lcd)) && ok;
+    auto newController = makeController(*bus);
+    {
+        const std::lock_guard<std::mutex> lock(replacement);
+        lcd.swap(bus); // the earlier driver outlives the controller on it
+        controller.swap(newController);
+    }
+    return controller->init() && ok;
 }
 
 void IndoorFpImpl::connectAnyKeyChangedCb(const std::function<void(unsigned, bool)>& cb)

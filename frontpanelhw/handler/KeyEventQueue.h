@@ -18,7 +18,7 @@ namespace frontpanelhw::handler {
  *
  * At most 256 events wait. A repeat takes the place of the same key's repeat that waits as its latest event. When the
  * queue is full, the oldest press that waits together with its release is dropped, with that release and the repeat
- * between them; without such a press, which takes more than 64 keys, the oldest event is dropped.
+ * between them; without such a press, which takes at least 64 keys, the oldest event is dropped.
  *
  * All operations may be called from any thread at any time, by several at once; only destruction waits until the
  * others have returned. Panels may go on calling the function that callback returned.

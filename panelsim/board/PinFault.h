@@ -8,11 +8,11 @@ namespace panelsim {
 /** The operations of a pin and, first, of the factory that makes it. */
 enum class PinOperation { Create, Export, Init, Deinit, SetDirection, SetValue, GetValue };
 
-/** Lets pin operations of a board fail, before they have any effect; only deinit lets go of the line all the same. */
+/** Lets pin operations of a board fail, before they have any effect; only deinit releases the line all the same. */
 struct PinFault {
     enum class Kind {
         Throw, ///< a std::runtime_error
-        False  ///< the answer false; init and setValue only, other operations do not match
+        False  ///< false is returned; init and setValue only, other operations do not match
     };
 
     std::optional<unsigned> gpio = {};          ///< the line; any when empty, and none for Create

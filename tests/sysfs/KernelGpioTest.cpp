@@ -273,6 +273,8 @@ TEST(GpioChips, GiveEachNumberOneLineOrSayWhyNot)
         EXPECT_EQ(kernel.openFiles(), 0U);
     }
     FakeKernel kernel;
+    setenv("SYSFSGPIO_CONFIG", "", 1);
+    EXPECT_FALSE(sysfs::readGpioChips(kernel).empty()) << "no file is named";
     const Variable variable("SYSFSGPIO_CONFIG", "/elsewhere");
     EXPECT_STREQ(errorOf([&] { sysfs::readGpioChips(kernel); }).what(),
                  "cannot open /elsewhere: No such file or directory");
