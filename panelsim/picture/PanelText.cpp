@@ -1,6 +1,5 @@
 #include "panelsim/picture/PanelText.h"
 
-#include "panelsim/board/LedColour.h"
 #include "panelsim/picture/Glyph.h"
 
 #include <algorithm>

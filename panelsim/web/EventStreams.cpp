@@ -40,7 +40,7 @@ MHD_Response* EventStreams::open(MHD_Connection* connection)
     if (streams.size() == mostPages) {
         return nullptr;
     }
-    const HeldKeys::Hand page = ++lastPage;
+    const Board::Hand page = ++lastPage;
     const std::string hello = event("hello", helloJson(page, info, simulation.board.getConfig()));
     Stream& stream = streams.emplace(page, Stream{*this, connection, page, hello}).first->second;
     constexpr std::size_t block = 1024;
@@ -57,7 +57,7 @@ MHD_Response* EventStreams::open(MHD_Connection* connection)
         });
 }
 
-bool EventStreams::isConnected(HeldKeys::Hand page)
+bool EventStreams::isConnected(Board::Hand page)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     return streams.count(page) != 0;
@@ -122,11 +122,11 @@ std::string EventStreams::newEvents(Stream& stream) const
     return events;
 }
 
-void EventStreams::close(HeldKeys::Hand page)
+void EventStreams::close(Board::Hand page)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     streams.erase(page);
-    simulation.keys.leave(page);
+    simulation.board.releaseAll(page);
     closed.notify_all();
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "panelsim/board/HeldKeys.h"
 #include "panelsim/board/Simulation.h"
 #include "panelsim/web/PageInfo.h"
 
@@ -33,7 +32,7 @@ public:
 
     /** @return the events for the page of that connection; null when there are too many pages */
     MHD_Response* open(MHD_Connection* connection);
-    bool isConnected(HeldKeys::Hand page);
+    bool isConnected(Board::Hand page);
 
     /** Says from now on whether the application can be started again, which it cannot at first. From any thread. */
     void offerRestart(bool offered);
@@ -48,7 +47,7 @@ private:
     struct Stream {
         EventStreams& owner;
         MHD_Connection* connection;
-        HeldKeys::Hand page;
+        Board::Hand page;
         std::string unsent;
         std::shared_ptr<const std::string> state = {}; ///< that was sent
         std::uint64_t log = 0;                         ///< version that was sent
@@ -59,7 +58,7 @@ private:
 
     ssize_t read(Stream& stream, char* bytes, std::size_t most);
     std::string newEvents(Stream& stream) const;
-    void close(HeldKeys::Hand page);
+    void close(Board::Hand page);
     void follow();
     void publish();
 
@@ -69,8 +68,8 @@ private:
     std::atomic<bool> finishing{false};
     std::mutex mutex; ///< guards what follows
     std::condition_variable closed;
-    std::map<HeldKeys::Hand, Stream> streams;
-    HeldKeys::Hand lastPage = 0;
+    std::map<Board::Hand, Stream> streams;
+    Board::Hand lastPage = 0;
     std::shared_ptr<const std::string> state; ///< as stateJson makes it; another object for another state
     std::uint64_t log = 0;                    ///< version that the pages are to have
     std::uint64_t beat = 0;                   ///< how often there was something to send

@@ -1,7 +1,6 @@
 #include "panelsim/web/PageJson.h"
 
 #include "panelsim/board/AppState.h"
-#include "panelsim/board/BusFault.h"
 #include "panelsim/picture/PanelSvg.h"
 
 #include <chrono>
@@ -49,7 +48,7 @@ std::vector<std::string> describeBus(const Board& board)
 
 } // namespace
 
-std::string helloJson(HeldKeys::Hand page, const PageInfo& info, const BoardConfig& board)
+std::string helloJson(Board::Hand page, const PageInfo& info, const BoardConfig& board)
 {
     json keys = json::array();
     for (unsigned key = 0; key < board.keyCount; ++key) {

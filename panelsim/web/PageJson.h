@@ -2,7 +2,6 @@
 
 #include "panelsim/board/AppLog.h"
 #include "panelsim/board/BoardConfig.h"
-#include "panelsim/board/HeldKeys.h"
 #include "panelsim/board/Simulation.h"
 #include "panelsim/web/PageInfo.h"
 
@@ -11,7 +10,7 @@
 namespace panelsim {
 
 /** @return JSON text that says who a page is and what is simulated */
-std::string helloJson(HeldKeys::Hand page, const PageInfo& info, const BoardConfig& board);
+std::string helloJson(Board::Hand page, const PageInfo& info, const BoardConfig& board);
 
 /**
  * @param restart whether the application can be started again

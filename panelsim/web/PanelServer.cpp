@@ -242,13 +242,13 @@ PanelServer::Answer PanelServer::moveKey(const std::string& body)
 {
     try {
         const json request = json::parse(body);
-        const auto page = request.at("client").get<HeldKeys::Hand>();
+        const auto page = request.at("client").get<Board::Hand>();
         const auto key = request.at("key").get<unsigned>();
         const bool pressed = request.at("pressed").get<bool>();
         if (!streams.isConnected(page)) {
             return {MHD_HTTP_CONFLICT, "client " + std::to_string(page) + " is not connected"};
         }
-        pressed ? simulation.keys.press(page, key) : simulation.keys.release(page, key);
+        pressed ? simulation.board.press(key, page) : simulation.board.release(key, page);
         return {MHD_HTTP_NO_CONTENT};
     } catch (const json::exception& error) {
         return {MHD_HTTP_BAD_REQUEST, error.what()};
