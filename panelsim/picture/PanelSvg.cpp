@@ -1,6 +1,5 @@
 #include "panelsim/picture/PanelSvg.h"
 
-#include "panelsim/picture/Glyph.h"
 #include "panelsim/picture/PanelText.h"
 
 #include <algorithm>

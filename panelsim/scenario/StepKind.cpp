@@ -3,7 +3,7 @@
 #include "panelsim/board/Duration.h"
 #include "panelsim/board/LcdChip.h"
 #include "panelsim/board/Utf8.h"
-#include "panelsim/picture/Glyph.h"
+#include "panelsim/picture/PanelText.h"
 #include "panelsim/scenario/Screenshot.h"
 
 #include <algorithm>

@@ -121,10 +121,10 @@ MHD_Daemon* startDaemon(const HttpAddress& address, MHD_AccessHandlerCallback an
 
 } // namespace
 
-PanelServer::PanelServer(Simulation& itsSimulation, PageInfo info, const HttpAddress& itsAddress,
+PanelServer::PanelServer(Simulation& itsSimulation, std::string command, const HttpAddress& itsAddress,
                          std::function<void()> restart)
     : simulation(itsSimulation), address(itsAddress), onRestart(std::move(restart)),
-      streams(itsSimulation, std::move(info)),
+      streams(itsSimulation, std::move(command)),
       daemon(startDaemon(
                  itsAddress,
                  [](void* itself, MHD_Connection* connection, const char* path, const char* method,
@@ -228,18 +228,13 @@ PanelServer::Answer PanelServer::finishPost(std::string_view path, const std::st
     if (body.size() > mostBodyBytes) {
         return {MHD_HTTP_CONTENT_TOO_LARGE, "the body may have " + std::to_string(mostBodyBytes) + " bytes at most"};
     }
-    if (path == "/keys") {
-        return moveKey(body);
+    if (path == "/restart") {
+        if (!streams.offersRestart()) {
+            return {MHD_HTTP_CONFLICT, "the application cannot be started again now"};
+        }
+        onRestart();
+        return {MHD_HTTP_ACCEPTED, "the application is started again"};
     }
-    if (!streams.offersRestart()) {
-        return {MHD_HTTP_CONFLICT, "the application cannot be started again now"};
-    }
-    onRestart();
-    return {MHD_HTTP_ACCEPTED, "the application is started again"};
-}
-
-PanelServer::Answer PanelServer::moveKey(const std::string& body)
-{
     try {
         const json request = json::parse(body);
         const auto page = request.at("client").get<Board::Hand>();
