@@ -77,7 +77,5 @@ std::string keyName(const BoardConfig& config, unsigned key);
 std::string ledName(const BoardConfig& config, unsigned led);
 /** @return the LED's colour, the first of panelsim::ledColours unless another is configured */
 const LedColour& ledColour(const BoardConfig& config, unsigned led);
-/** @return the colour of that name @throws std::invalid_argument when there is none */
-const LedColour& ledColour(std::string_view name);
 
 } // namespace panelsim
