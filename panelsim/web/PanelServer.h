@@ -48,7 +48,6 @@ private:
     };
 
     bool begin(MHD_Connection* connection, std::string_view method, std::string_view path);
-    Answer refusal(MHD_Connection* connection, std::string_view method, std::string_view path) const;
     bool isServedAs(std::string host, std::uint16_t port) const;
     Answer finishPost(std::string_view path, const std::string& body);
 
