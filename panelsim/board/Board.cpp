@@ -12,9 +12,6 @@ namespace panelsim {
 
 namespace {
 
-constexpr unsigned idLineCount = 4;
-constexpr unsigned dataLineCount = 8;
-
 /** The LCD's other lines, in the order of their GPIO numbers. */
 constexpr std::array controlLines = {&LcdLevels::registerSelect, &LcdLevels::chipSelect, &LcdLevels::readStrobe,
                                      &LcdLevels::writeStrobe, &LcdLevels::reset};

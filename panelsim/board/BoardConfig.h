@@ -39,6 +39,9 @@ inline constexpr std::array ledColours = {
     LedColour{"blue", "#5aa9ff", "\033[34m"},   LedColour{"white", "#f4f6f8", "\033[37m"},
 };
 
+constexpr unsigned idLineCount = 4;
+constexpr unsigned dataLineCount = 8; ///< of the LCD, whose other lines follow them
+
 /** Variants of the LCD's controller chip. */
 enum class ChipVariant { Ra8803, Ra8806 };
 

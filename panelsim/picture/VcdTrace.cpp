@@ -12,8 +12,6 @@ namespace panelsim {
 
 namespace {
 
-constexpr unsigned idLineCount = 4;
-constexpr unsigned dataLineCount = 8;
 constexpr std::size_t mostWaitingBytes = 64UL * 1024 * 1024;
 constexpr std::chrono::milliseconds flushInterval{100};
 constexpr std::chrono::seconds patienceAtEnd{2};
