@@ -1,7 +1,7 @@
 #pragma once
 
+#include "panelsim/board/Board.h"
 #include "panelsim/board/BoardConfig.h"
-#include "panelsim/board/PinFault.h"
 #include "panelsim/web/HttpAddress.h"
 
 #include <chrono>

@@ -30,15 +30,13 @@ constexpr int mostKills = 20;
 constexpr int playingTick = 2; // milliseconds
 constexpr int usualTick = 50;  // milliseconds
 
-PageInfo pageInfo(const Options& options)
+std::string commandLine(const Options& options)
 {
-    PageInfo info;
-    info.version = PANELSIM_VERSION;
-    info.panel = options.board.panel;
+    std::string line;
     for (const std::string& word : options.command) {
-        info.command += (info.command.empty() ? "" : " ") + word;
+        line += (line.empty() ? "" : " ") + word;
     }
-    return info;
+    return line;
 }
 
 } // namespace
@@ -66,7 +64,7 @@ void Simulator::openPage()
         return;
     }
     const auto serve = [this](const HttpAddress& address) {
-        page.emplace(simulation, pageInfo(options), address, [this] { restartWanted = true; });
+        page.emplace(simulation, commandLine(options), address, [this] { restartWanted = true; });
     };
     HttpAddress usual;
     usual.port = usualPort;

@@ -4,7 +4,6 @@
 #include "panelsim/board/AppStatus.h"
 #include "panelsim/board/Board.h"
 #include "panelsim/board/ChangeSignal.h"
-#include "panelsim/board/HeldKeys.h"
 
 #include <utility>
 
@@ -20,7 +19,6 @@ struct Simulation {
 
     ChangeSignal changes; ///< of all the others
     Board board;
-    HeldKeys keys{board};
     AppLog log{changes};
     AppStatus app{changes};
 };

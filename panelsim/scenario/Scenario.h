@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panelsim/board/PinFault.h"
+#include "panelsim/board/Board.h"
 
 #include <chrono>
 #include <filesystem>

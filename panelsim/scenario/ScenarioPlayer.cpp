@@ -34,7 +34,7 @@ ScenarioPlayer::ScenarioPlayer(const Scenario& itsScenario, Simulation& itsSimul
 
 ScenarioPlayer::~ScenarioPlayer()
 {
-    simulation.keys.leave(Stage::hand);
+    simulation.board.releaseAll(Stage::hand);
 }
 
 void ScenarioPlayer::begin()

@@ -3,7 +3,7 @@
 #include "panelsim/board/Duration.h"
 #include "panelsim/board/LcdChip.h"
 #include "panelsim/board/Utf8.h"
-#include "panelsim/picture/Glyph.h"
+#include "panelsim/picture/PanelText.h"
 #include "panelsim/scenario/Screenshot.h"
 
 #include <algorithm>
@@ -194,9 +194,9 @@ Objection playTap(const Step& step, Stage& stage)
         return isRead || givenUp ? Objection() : "the key is released";
     }
     if (stage.phase++ == 0) {
-        simulation.keys.press(Stage::hand, step.part);
+        simulation.board.press(step.part, Stage::hand);
     } else {
-        simulation.keys.release(Stage::hand, step.part);
+        simulation.board.release(step.part, Stage::hand);
     }
     stage.keyReads = simulation.board.keyReads(step.part);
     return playTap(step, stage);
@@ -277,13 +277,13 @@ Objection takeScreenshot(const Step& step, Stage& stage)
 
 Objection pressKey(const Step& step, Stage& stage)
 {
-    stage.simulation.keys.press(Stage::hand, step.part);
+    stage.simulation.board.press(step.part, Stage::hand);
     return std::nullopt;
 }
 
 Objection releaseKey(const Step& step, Stage& stage)
 {
-    stage.simulation.keys.release(Stage::hand, step.part);
+    stage.simulation.board.release(step.part, Stage::hand);
     return std::nullopt;
 }
 

@@ -20,7 +20,7 @@ namespace panelsim {
 /** What a step is played on, and how far that has come. */
 struct Stage {
     /** Of the one that scenarios press keys with. */
-    static constexpr HeldKeys::Hand hand = 0;
+    static constexpr Board::Hand hand = 0;
 
     Simulation& simulation;
     AppLog::Position output = {}; ///< what has been searched for text

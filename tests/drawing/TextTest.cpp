@@ -1,6 +1,6 @@
 #include "frontpanelhw/drawing/Text.h"
 
-#include "panelsim/picture/Glyph.h"
+#include "panelsim/picture/PanelText.h"
 
 #include <gtest/gtest.h>
 

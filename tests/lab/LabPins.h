@@ -2,7 +2,6 @@
 
 #include "panelsim/board/Board.h"
 #include "panelsim/board/BoardGpioFactory.h"
-#include "panelsim/board/PinFault.h"
 #include "sysfs/ISysfsGpioFactory.h"
 #include "tests/lab/PanelLab.h"
 

@@ -64,8 +64,7 @@ const std::string endOfStream = "0\r\n\r\n";
 struct Served {
     explicit Served(const std::string& address = "0")
     {
-        server.emplace(simulation, PageInfo{"1.0.0", "indoor", "./app -x"}, parseHttpAddress(address),
-                       [this] { ++restarts; });
+        server.emplace(simulation, "./app -x", parseHttpAddress(address), [this] { ++restarts; });
     }
 
     int port() const { return std::stoi(server->url().substr(server->url().rfind(':') + 1)); }

@@ -1,7 +1,7 @@
 #include "panelsim/wire/PinServer.h"
 
 #include "panelsim/board/BoardGpioFactory.h"
-#include "panelsim/wire/RemoteGpio.h"
+#include "sysfs/SysfsGpioFactory.h"
 
 #include <cerrno>
 #include <csignal>
@@ -73,9 +73,9 @@ protected:
     inline static std::string complaints;
 };
 
-std::unique_ptr<RemoteGpio> pinOn(unsigned gpio)
+std::unique_ptr<sysfs::ISysfsGpio> pinOn(unsigned gpio)
 {
-    auto pin = std::make_unique<RemoteGpio>();
+    auto pin = sysfs::SysfsGpioFactory().create();
     pin->exportGpio(gpio);
     return pin;
 }
@@ -137,7 +137,7 @@ TEST_F(PinServerTest, GivesPinsThatFailAsThoseOfTheBoardDo)
     Board local{BoardConfig()};
     const std::string expected = live(local, [&] { return BoardGpioFactory(local).create(); });
     EXPECT_NE(expected.find("system error 16: GPIO 22: in use"), std::string::npos) << expected;
-    EXPECT_EQ(live(*board, [] { return std::make_unique<RemoteGpio>(); }), expected);
+    EXPECT_EQ(live(*board, [] { return sysfs::SysfsGpioFactory().create(); }), expected);
     EXPECT_EQ(board->claimedLines(), 0U);
 }
 
@@ -195,7 +195,7 @@ TEST_F(PinServerTest, SurvivesAnApplicationThatClosesAllDescriptors)
 
 TEST_F(PinServerTest, ServesThreadsWhosePinsOutliveThem)
 {
-    std::vector<std::unique_ptr<RemoteGpio>> pins(4);
+    std::vector<std::unique_ptr<sysfs::ISysfsGpio>> pins(4);
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < pins.size(); ++i) {
         threads.emplace_back([&pin = pins[i], i] {
