@@ -66,7 +66,7 @@ std::string helloJson(HeldKeys::Hand page, const PageInfo& info, const BoardConf
 
 std::string stateJson(const Simulation& simulation, bool restart)
 {
-    const AppState app = simulation.app.get();
+    const AppState app = simulation.app;
     const PanelView view = simulation.board.view();
     const bool untouched = app.phase == AppState::Phase::Running && simulation.board.pinOperations() == 0;
     const char* const hint = untouched ? ". It has not used any pin yet. An application that never does may not be "

@@ -1,11 +1,11 @@
-#include "panelsim/scenario/ScenarioFile.h"
+#include "panelsim/scenario/Scenario.h"
 
-#include "panelsim/scenario/ScenarioError.h"
 #include "panelsim/scenario/StepKind.h"
 #include "tests/panelsim/scenario/ScenarioFolder.h"
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 #include <sys/stat.h>
 
@@ -22,7 +22,7 @@ std::string read(const std::filesystem::path& file, const BoardConfig& config = 
                      step.kind->say(step, config) + "\n";
         }
         return steps;
-    } catch (const ScenarioError& e) {
+    } catch (const std::runtime_error& e) {
         const std::string message = e.what();
         const std::string name = file.string() + ":";
         EXPECT_EQ(message.substr(0, name.size()), name);
