@@ -30,19 +30,14 @@ std::string keyText(const Step& step, const BoardConfig& board)
     return "key " + keyName(board, step.part);
 }
 
-std::string ledText(const Step& step, const BoardConfig& board)
+std::string sayLight(const std::string& name, const Step& step)
 {
-    return "LED " + ledName(board, step.part);
+    return name + (step.is ? " to be on" : " to be off");
 }
 
-Objection lightObjection(const std::string& name, bool lit, bool expected)
+Objection lookAtLight(const std::string& name, bool lit, const Step& step)
 {
-    return lit == expected ? Objection() : name + (lit ? " is on" : " is off");
-}
-
-std::string toBe(bool is)
-{
-    return is ? " to be on" : " to be off";
+    return lit == step.is ? Objection() : name + (lit ? " is on" : " is off");
 }
 
 std::string withoutTrailingBlanks(const std::string& text)
@@ -159,40 +154,6 @@ Objection takeScreenshot(const Step& step, Stage& stage)
     return difference;
 }
 
-Objection pressKey(const Step& step, Stage& stage)
-{
-    stage.simulation.keys.press(Stage::hand, step.part);
-    return std::nullopt;
-}
-
-Objection releaseKey(const Step& step, Stage& stage)
-{
-    stage.simulation.keys.release(Stage::hand, step.part);
-    return std::nullopt;
-}
-
-Objection failPin(const Step& step, Stage& stage)
-{
-    stage.simulation.board.failPin(step.fault);
-    return std::nullopt;
-}
-
-Objection passTime(const Step& step, Stage& stage)
-{
-    return played(stage) < step.time ? Objection("the time is not over") : std::nullopt;
-}
-
-Objection lookAtLed(const Step& step, Stage& stage)
-{
-    const bool lit = stage.simulation.board.view().leds.at(step.part);
-    return lightObjection(ledText(step, stage.simulation.board.getConfig()), lit, step.is);
-}
-
-Objection lookAtBacklight(const Step& step, Stage& stage)
-{
-    return lightObjection("it", stage.simulation.board.view().lcd->backlight, step.is);
-}
-
 Objection lookAtOutput(const Step& step, Stage& stage)
 {
     const std::uint64_t version = stage.simulation.log.version();
@@ -231,18 +192,25 @@ std::string sayFiles(const Step& step, const BoardConfig& /*board*/)
 // clang-format off
 const std::vector<StepKind> stepKinds = {
     {"delay", Form::Action, false, {""}, {},
-     [](const Step& step, const BoardConfig&) { return describe(step.time); }, passTime},
-    {"press", Form::Action, false, {"key"}, {}, keyText, pressKey},
-    {"release", Form::Action, false, {"key"}, {}, keyText, releaseKey},
+     [](const Step& step, const BoardConfig&) { return describe(step.time); },
+     [](const Step& step, Stage& stage) { return played(stage) < step.time ? Objection("it is not over") : std::nullopt; }},
+    {"press", Form::Action, false, {"key"}, {}, keyText,
+     [](const Step& step, Stage& stage) { stage.simulation.keys.press(Stage::hand, step.part); return Objection(); }},
+    {"release", Form::Action, false, {"key"}, {}, keyText,
+     [](const Step& step, Stage& stage) { stage.simulation.keys.release(Stage::hand, step.part); return Objection(); }},
     {"tap", Form::Action, false, {"key"}, {"for"},
      [](const Step& step, const BoardConfig& board) { return keyText(step, board) + " for " + describe(step.time); },
      playTap},
     {"text", Form::Observation, true, {"text"}, {"line", "whole"}, sayText, lookAtText},
     {"inverted", Form::Observation, true, {"line"}, {"from", "to", "is"}, sayInversion, lookAtInversion},
     {"led", Form::Observation, false, {"led", "is"}, {},
-     [](const Step& step, const BoardConfig& board) { return ledText(step, board) + toBe(step.is); }, lookAtLed},
+     [](const Step& step, const BoardConfig& board) { return sayLight("LED " + ledName(board, step.part), step); },
+     [](const Step& step, Stage& stage) {
+         const Board& board = stage.simulation.board;
+         return lookAtLight("LED " + ledName(board.getConfig(), step.part), board.view().leds.at(step.part), step); }},
     {"backlight", Form::Observation, true, {"is"}, {},
-     [](const Step& step, const BoardConfig&) { return "the backlight" + toBe(step.is); }, lookAtBacklight},
+     [](const Step& step, const BoardConfig&) { return sayLight("the backlight", step); },
+     [](const Step& step, Stage& stage) { return lookAtLight("it", stage.simulation.board.view().lcd->backlight, step); }},
     {"output", Form::Observation, false, {"text"}, {},
      [](const Step& step, const BoardConfig&) { return "the application to write " + inQuotes(step.text); },
      lookAtOutput},
@@ -251,7 +219,8 @@ const std::vector<StepKind> stepKinds = {
      lookAtExit},
     {"expect-no-bus-faults", Form::Check, false, {}, {},
      [](const Step&, const BoardConfig&) { return std::string("no faults on the LCD bus"); }, lookAtBus},
-    {"fail-pin", Form::Action, false, {"gpio"}, {"calls", "with"}, sayFault, failPin},
+    {"fail-pin", Form::Action, false, {"gpio"}, {"calls", "with"}, sayFault,
+     [](const Step& step, Stage& stage) { stage.simulation.board.failPin(step.fault); return Objection(); }},
     {"take-screenshot", Form::Check, false, {}, {"save-to", "compare-with"}, sayFiles, takeScreenshot},
 };
 // clang-format on

@@ -113,7 +113,7 @@ TEST(ScenarioFile, RefusesAStepThatCannotBe)
          "4:30: save-to: expected the name of a file that ends in .svg or .txt, not a.png"},
         {"- take-screenshot: {save-to: no/a.svg}", "4:30: save-to: there is no folder FOLDER/no"},
         {"- take-screenshot: {save-to: pipe.txt, compare-with: ./pipe.txt}",
-         "4:54: compare-with: cannot read FOLDER/./pipe.txt: Invalid argument"},
+         "4:54: compare-with: cannot read FOLDER/./pipe.txt: Operation not supported"},
         {"- waittext: {}",
          "4:3: there is no step \"waittext\"; the steps are delay, press, release, tap, expect-text, wait-text, "
          "expect-inverted, wait-inverted, expect-led, wait-led, expect-backlight, wait-backlight, expect-output, "
