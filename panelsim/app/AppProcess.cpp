@@ -23,13 +23,14 @@ std::string findLibrary()
     for (const auto& directory : {program, program / PANELSIM_PRELOAD_DIRECTORY}) {
         std::error_code missing;
         const std::string library = std::filesystem::canonical(directory / "libpanelsim-gpio.so", missing);
-        if (!missing && library.find_first_of(" \t\n:") != std::string::npos) {
+        if (missing) {
+            continue;
+        }
+        if (library.find_first_of(" \t\n:") != std::string::npos) {
             throw std::runtime_error("'" + library +
                                      "' cannot be preloaded, since its path has a blank or a colon: move it elsewhere");
         }
-        if (!missing) {
-            return library;
-        }
+        return library;
     }
     throw std::runtime_error("libpanelsim-gpio.so is neither in " + program.string() + " nor in " +
                              (program / PANELSIM_PRELOAD_DIRECTORY).lexically_normal().string() +
