@@ -1,8 +1,8 @@
 // Any bytes are a scenario, or they are refused in one line that tells the place.
+#include "panelsim/scenario/Scenario.h"
 #include "panelsim/board/Board.h"
 #include "panelsim/board/BoardConfig.h"
 #include "panelsim/board/Utf8.h"
-#include "panelsim/scenario/Scenario.h"
 #include "panelsim/scenario/StepKind.h"
 #include "tests/fuzz/Check.h"
 #include "tests/panelsim/scenario/ScenarioFolder.h"
