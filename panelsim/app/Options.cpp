@@ -10,6 +10,7 @@
 #include <functional>
 #include <iostream>
 #include <limits>
+#include <regex>
 #include <set>
 #include <stdexcept>
 #include <tuple>
@@ -94,40 +95,28 @@ Reader oneOf(const std::vector<std::string>& words, const Reader& read)
     };
 }
 
-/** Reads GPIO:TEXT. @return the two parts */
-std::pair<unsigned, std::string> gpioAnd(const std::string& text)
-{
-    const auto colon = text.find(':');
-    const unsigned gpio = numberOf(text.substr(0, colon), 0, highestGpio);
-    if (colon == std::string::npos) {
-        refuse("'" + text + "' has no colon");
-    }
-    return {gpio, text.substr(colon + 1)};
-}
-
 PinFault faultOf(const std::string& text)
 {
-    PinFault fault;
-    const auto [gpio, rest] = gpioAnd(text);
-    const auto colon = std::min(rest.find(':'), rest.size());
-    const std::string kind = rest.substr(colon);
-    fault.gpio = gpio;
-    fault.kind = kind == ":throw" ? PinFault::Kind::Throw : PinFault::Kind::False;
-    try {
-        fault.call = numberOf(kind == ":throw" || kind == ":false" ? rest.substr(0, colon) : "", 1, highestGpio);
-    } catch (const std::invalid_argument&) {
+    static const std::regex form("(\\d+):([1-9]\\d*):(throw|false)");
+    std::smatch parts;
+    if (!std::regex_match(text, parts, form)) {
         refuse("'" + text + "' is not GPIO:N:throw or GPIO:N:false, with N from 1 on");
     }
+    PinFault fault;
+    fault.gpio = numberOf(parts[1], 0, highestGpio);
+    fault.call = numberOf(parts[2], 1, highestGpio);
+    fault.kind = parts[3] == "throw" ? PinFault::Kind::Throw : PinFault::Kind::False;
     return fault;
 }
 
 std::pair<unsigned, bool> stuckLineOf(const std::string& text)
 {
-    const auto [gpio, level] = gpioAnd(text);
-    if (level != "0" && level != "1") {
+    static const std::regex form("(\\d+):([01])");
+    std::smatch parts;
+    if (!std::regex_match(text, parts, form)) {
         refuse("'" + text + "' is not GPIO:0 or GPIO:1");
     }
-    return {gpio, level == "1"};
+    return {numberOf(parts[1], 0, highestGpio), parts[2] == "1"};
 }
 
 /** @return the names in a table */
