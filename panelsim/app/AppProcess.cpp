@@ -22,7 +22,7 @@ std::string findLibrary()
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe").parent_path();
     for (const auto& directory : {program, program / PANELSIM_PRELOAD_DIRECTORY}) {
         std::error_code missing;
-        const std::string library = std::filesystem::canonical(directory / "libpanelsim-gpio.so", missing);
+        std::string library = std::filesystem::canonical(directory / "libpanelsim-gpio.so", missing);
         if (missing) {
             continue;
         }

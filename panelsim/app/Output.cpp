@@ -15,7 +15,7 @@ namespace panelsim {
 
 namespace {
 
-constexpr int patience = 2000; // milliseconds
+constexpr int readerPatience = 2000; // milliseconds
 constexpr std::size_t mostRead = 65536;
 
 bool isTaken(int descriptor, int milliseconds)
@@ -49,7 +49,7 @@ bool writeAll(int descriptor, std::string_view bytes)
 {
     static std::atomic<bool> givenUp{false}; // one reader that stands still is not waited for again
     while (!bytes.empty()) {
-        givenUp = !isTaken(descriptor, givenUp ? 0 : patience);
+        givenUp = !isTaken(descriptor, givenUp ? 0 : readerPatience);
         if (givenUp || !writeSome(descriptor, bytes)) {
             return false;
         }
