@@ -53,12 +53,21 @@ public:
         }
     }
     void OnDocumentEnd() override {}
-    void OnNull(const Mark&, YAML::anchor_t) override {}
-    void OnAlias(const Mark&, YAML::anchor_t) override {}
-    void OnScalar(const Mark&, const std::string&, YAML::anchor_t, const std::string&) override {}
-    void OnSequenceStart(const Mark&, const std::string&, YAML::anchor_t, YAML::EmitterStyle::value) override {}
+    void OnNull(const Mark& /*mark*/, YAML::anchor_t /*anchor*/) override {}
+    void OnAlias(const Mark& /*mark*/, YAML::anchor_t /*anchor*/) override {}
+    void OnScalar(const Mark& /*mark*/, const std::string& /*tag*/, YAML::anchor_t /*anchor*/,
+                  const std::string& /*text*/) override
+    {
+    }
+    void OnSequenceStart(const Mark& /*mark*/, const std::string& /*tag*/, YAML::anchor_t /*anchor*/,
+                         YAML::EmitterStyle::value /*style*/) override
+    {
+    }
     void OnSequenceEnd() override {}
-    void OnMapStart(const Mark&, const std::string&, YAML::anchor_t, YAML::EmitterStyle::value) override {}
+    void OnMapStart(const Mark& /*mark*/, const std::string& /*tag*/, YAML::anchor_t /*anchor*/,
+                    YAML::EmitterStyle::value /*style*/) override
+    {
+    }
     void OnMapEnd() override {}
 
 private:
@@ -278,7 +287,7 @@ unsigned gpioOf(const Field& field, const Board& board)
 
 std::filesystem::path pictureOf(const Field& field, const std::filesystem::path& folder)
 {
-    const std::filesystem::path file = folder / field.text();
+    std::filesystem::path file = folder / field.text();
     if (file.extension() != ".svg" && file.extension() != ".txt") {
         field.refuse("the name of a file that ends in .svg or .txt");
     }

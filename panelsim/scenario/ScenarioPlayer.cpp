@@ -63,7 +63,7 @@ std::optional<ScenarioResult> ScenarioPlayer::advance()
 {
     while (next < scenario.steps.size()) {
         const std::size_t played = next;
-        const auto failure = play(scenario.steps[next]);
+        auto failure = play(scenario.steps[next]);
         if (failure || next == played) {
             return failure;
         }

@@ -78,7 +78,7 @@ Objection playTap(const Step& step, Stage& stage)
         simulation.keys.release(Stage::hand, step.part);
     }
     stage.keyReads = simulation.board.keyReads(step.part);
-    return playTap(step, stage);
+    return "the key has just moved";
 }
 
 Objection lookAtText(const Step& step, Stage& stage)
