@@ -75,7 +75,7 @@ std::string helloEvent(Board::Hand page, const std::string& command, const Board
 /** @return all that a page shows but the log */
 std::string stateEvent(const Simulation& simulation, bool restart)
 {
-    const AppState app = simulation.app.get();
+    const AppState app = simulation.app;
     const PanelView view = simulation.board.view();
     const bool untouched = app.phase == AppState::Phase::Running && simulation.board.pinOperations() == 0;
     const char* const hint = untouched ? ". It has not used any pin yet. An application that never does may not be "

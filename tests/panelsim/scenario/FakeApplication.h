@@ -40,8 +40,8 @@ public:
     }
     void light(unsigned led) { simulation.board.makeOutput(20 + led, true); }
     void print(const std::string& text) { simulation.log.append(panelsim::LogLine::Source::Output, text); }
-    void exit(int status) { simulation.app.set({panelsim::AppState::Phase::Exited, status}); }
-    void crash() { simulation.app.set({panelsim::AppState::Phase::Killed, 11}); }
+    void exit(int status) { simulation.app = panelsim::AppState{panelsim::AppState::Phase::Exited, status}; }
+    void crash() { simulation.app = panelsim::AppState{panelsim::AppState::Phase::Killed, 11}; }
 
     /** Selects the chip during a strobe, which is one fault. */
     void disturbBus()

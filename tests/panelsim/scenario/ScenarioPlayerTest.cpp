@@ -2,7 +2,7 @@
 
 #include "panelsim/board/BoardGpioFactory.h"
 #include "panelsim/picture/PanelSvg.h"
-#include "panelsim/scenario/ScenarioFile.h"
+#include "panelsim/scenario/Scenario.h"
 #include "tests/panelsim/scenario/FakeApplication.h"
 #include "tests/panelsim/scenario/ScenarioFolder.h"
 

@@ -224,7 +224,8 @@ TEST(PanelServer, EndsWithTheNewestStateAndAllOfTheLog)
         EXPECT_TRUE(page->receives(endOfStream));
     });
     served.simulation.log.remark("the last line");
-    served.simulation.app.set({AppState::Phase::Exited, 7});
+    served.simulation.app = AppState{AppState::Phase::Exited, 7};
+    served.simulation.changes.notify();
     served.server.reset();
     reading.join();
 }
