@@ -12,7 +12,7 @@ namespace {
 
 // A page takes some ten milliseconds to write, and nobody wants to see each of its characters come.
 constexpr std::chrono::milliseconds rest{80};
-constexpr std::chrono::seconds patience{1};
+constexpr std::chrono::seconds longestWait{1};
 
 } // namespace
 
@@ -31,7 +31,7 @@ void PanelPrinter::update()
     if (seen == drawn) {
         changed = now;
     }
-    if (text == seen || now > changed + patience) {
+    if (text == seen || now > changed + longestWait) {
         draw();
     }
     seen = text;

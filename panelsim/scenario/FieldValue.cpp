@@ -29,7 +29,7 @@ bool isNumber(const YAML::Node& node)
            node.Scalar().find_first_not_of("0123456789") == std::string::npos;
 }
 
-std::string describe(const YAML::Node& node)
+std::string kindOfNode(const YAML::Node& node)
 {
     if (!node.IsScalar()) {
         return node.IsSequence() ? "not a list" : node.IsMap() ? "not a mapping" : "but nothing is there";
@@ -48,7 +48,7 @@ std::string numbers(unsigned first, unsigned last)
 
 void FieldValue::refuse(const std::string& expected) const
 {
-    throw YAML::Exception(place, name + ": expected " + expected + ", " + describe(node));
+    throw YAML::Exception(place, name + ": expected " + expected + ", " + kindOfNode(node));
 }
 
 FieldValue::Fields FieldValue::fields(const std::vector<std::string_view>& known) const

@@ -83,7 +83,7 @@ std::string readPictureFile(const std::filesystem::path& file)
         fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, failure);
     }
     std::string content(largestPicture + 1, '\0');
-    const ssize_t size = read(opened.get(), content.data(), content.size());
+    const ssize_t size = ::read(opened.get(), content.data(), content.size());
     if (size < 0 || size > static_cast<ssize_t>(largestPicture)) {
         fail(size < 0 ? errno : EFBIG, failure);
     }
