@@ -26,7 +26,7 @@ struct Operation {
     std::function<void(LinuxGpio&)> run;
 };
 
-const Operation operations[] = {
+const Operation allOperations[] = {
     {"export", 40, "", [](LinuxGpio& pin) { pin.exportGpio(40); }},
     {"init", 40, "low; ", [](LinuxGpio& pin) { pin.init(true, PinDirectionEn::Output, true); }},
     {"setValue", 40, "high; ", [](LinuxGpio& pin) { pin.setValue(false); }},
@@ -77,7 +77,7 @@ struct Life {
         };
         auto pin = std::make_unique<LinuxGpio>("/sys/class/gpio", kernel);
         try {
-            for (const Operation& operation : operations) {
+            for (const Operation& operation : allOperations) {
                 current = {operation.name, operation.gpio, ""};
                 operation.run(*pin);
                 asked += operation.driven;
