@@ -196,11 +196,8 @@ private:
             model.setLed(led, true);
         }
         const bool built = run([this] { return makePanel(), true; }, true).has_value();
-        for (const auto& [gpio, level] : pins.record.reads) {
-            if (!level) {
-                break;
-            }
-            model.keys.push_back(*level);
+        for (auto read = pins.record.reads.begin(); read != pins.record.reads.end() && read->second; ++read) {
+            model.keys.push_back(*read->second);
         }
         const std::string log = output.take();
         if (!built) {
