@@ -37,7 +37,7 @@ std::uint32_t takeCharacter(std::string_view& text)
                                              : 0;
     const std::string_view bytes = text.substr(0, std::max<std::size_t>(length, 1));
     std::uint32_t character = length == 1 ? lead : lead & (0x7FU >> length);
-    bool wellFormed = length != 0 && bytes.size() == length;
+    bool wellFormed = length != 0; // of too few bytes, the number is too small for the length
     for (const char byte : bytes.substr(1)) {
         wellFormed &= (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
         character = character << 6 | (static_cast<unsigned char>(byte) & 0x3FU);

@@ -1,6 +1,5 @@
 #include "tests/lab/PanelLab.h"
 
-#include "frontpanelhw/FrontPanelType.h"
 #include "frontpanelhw/fp/FpBase.h"
 #include "frontpanelhw/fp/Indoor.h"
 #include "frontpanelhw/fp/Outdoor.h"
@@ -197,11 +196,8 @@ private:
             model.setLed(led, true);
         }
         const bool built = run([this] { return makePanel(), true; }, true).has_value();
-        for (const auto& [gpio, level] : pins.record.reads) {
-            if (!level) {
-                break;
-            }
-            model.keys.push_back(*level);
+        for (auto read = pins.record.reads.begin(); read != pins.record.reads.end() && read->second; ++read) {
+            model.keys.push_back(*read->second);
         }
         const std::string log = output.take();
         if (!built) {
@@ -258,24 +254,6 @@ private:
             std::this_thread::yield();
         }
         return false;
-    }
-
-    /** Detects the panel, from the ID lines that can be read. */
-    void detect()
-    {
-        FrontPanelType type{};
-        const bool done =
-            run([&] { return type = detectType(pins, board.getConfig().idGpioBase), true; }, true).has_value();
-        unsigned id = 0;
-        unsigned bit = 0;
-        for (const auto& [gpio, level] : pins.record.reads) {
-            id |= level ? static_cast<unsigned>(*level) << bit++ : 0;
-        }
-        require(!done || type == (id == 15  ? FrontPanelType::Indoor
-                                  : id == 5 ? FrontPanelType::Outdoor
-                                            : FrontPanelType::Unknown),
-                "the panel is the one of the ID");
-        requireErrors(caught(!done));
     }
 
     /** An operation on the display, if there is one, and on the model. */
@@ -448,7 +426,6 @@ private:
 };
 
 const std::map<char, void (*)(Laboratory&)> Laboratory::operations = {
-    {'d', [](Laboratory& lab) { lab.detect(); }},
     {'p',
      [](Laboratory& lab) {
          const unsigned row = lab.choices.below(PanelModel::memoryColumns); // mostly 0 to 2 in inputs written by hand

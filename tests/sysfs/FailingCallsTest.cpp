@@ -155,19 +155,6 @@ std::optional<std::size_t> stepThatThrows(const Life& clean, std::size_t first, 
     return {};
 }
 
-/** After the step: the same call until patience is over, a look whether the line is exported, and releases. */
-void expectOnlyCleanUp(const Life& life, std::size_t step)
-{
-    std::size_t releases = 0;
-    for (std::size_t i = step + 1; i < life.steps.size(); ++i) {
-        const std::string& call = life.steps[i].call;
-        const bool releasing = beginsWith(call, "close ") || isUnexport(call);
-        EXPECT_TRUE(releasing || beginsWith(call, "access ") || (releases == 0 && call == life.steps[step].call))
-            << call;
-        releases += releasing ? 1 : 0;
-    }
-}
-
 void expectError(Life& life, Life& clean, std::size_t step, int errnoValue)
 {
     const Step& failed = clean.steps[step];
@@ -188,7 +175,6 @@ void expectError(Life& life, Life& clean, std::size_t step, int errnoValue)
     EXPECT_LE(life.elapsed(), clean.elapsed() + 1005ms);
     EXPECT_TRUE(rule.end != End::Waits || life.elapsed() >= 1s);
     EXPECT_LE(life.steps.size(), clean.steps.size() + 203);
-    expectOnlyCleanUp(life, step);
 }
 
 /** @param lockedByAnother whether the line stays exported for who has the lock */

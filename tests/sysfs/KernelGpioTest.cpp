@@ -6,7 +6,6 @@
 #include "tests/sysfs/FakeKernel.h"
 #include "tests/sysfs/PinLife.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -14,6 +13,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -21,23 +21,6 @@ namespace {
 using sysfs::PinDirectionEn;
 using tests::errorOf;
 using tests::live;
-
-/** An environment variable that is set as long as the object lives. */
-class Variable {
-public:
-    Variable(const char* variable, const std::string& value) : name(variable)
-    {
-        if (!value.empty()) {
-            setenv(variable, value.c_str(), 1);
-        }
-    }
-    ~Variable() { unsetenv(name); }
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
-
-private:
-    const char* name;
-};
 
 sysfs::GpioLine lineEightOf(const FakeKernel& kernel)
 {
@@ -63,73 +46,61 @@ TEST(CharacterDeviceGpio, LivesOnTheFewestSystemCallsAndDrivesTheLineAsSysfsDoes
 
 TEST(CharacterDeviceGpio, LeavesOutOnlyLevelsThatAnOutputCertainlyHas)
 {
+    const std::string low = "configure 40 low; ";
+    const std::string high = "configure 40 high; ";
+    const std::string in = "configure 40 in; ";
+    const std::string on = "set 40 1; ";
+    const std::string off = "set 40 0; ";
+    const struct {
+        std::string
+            operations; // a level, i or o for setDirection, O for init as an output at 1; '!' lets the next fail
+        std::string log;
+    } rows[] = {
+        {"00", off + off}, // not yet an output
+        {"O10011", high + off + on},
+        {"!000", off + off},
+        {"!100", on + off},
+        {"i1o1", in + on + high},
+        {"!o11o1", high + on + on + high},
+        {"!0o0", off + low}, // the level last asked for
+        {"!O0o", high + off + low},
+    };
     FakeKernel kernel;
     sysfs::CharacterDeviceGpio pin(lineEightOf(kernel), kernel);
     pin.exportGpio(40);
-    bool fails = false;
-    kernel.fault = [&](const std::string&) { return fails ? EIO : 0; };
-    const auto calls = [&](auto... operations) {
+    for (const auto& row : rows) {
         kernel.log.clear();
-        (errorOf([&] { operations(); }), ...);
-        return kernel.log;
-    };
-    const auto level = [&](bool value) { return [&pin, value] { pin.setValue(value); }; };
-    const auto direction = [&](PinDirectionEn to) { return [&pin, to] { pin.setDirection(to); }; };
-    const auto init = [&](PinDirectionEn to) { return [&pin, to] { pin.init(false, to, true); }; };
-    const auto failing = [&](auto operation) {
-        return [&fails, operation] {
-            fails = true;
-            const std::system_error error = errorOf(operation);
-            fails = false;
-            EXPECT_EQ(error.code().value(), EIO);
-        };
-    };
-    const std::string on = "set 40 1; ";
-    const std::string off = "set 40 0; ";
-    EXPECT_EQ(calls(level(false), level(false)), off + off) << "not yet an output";
-    EXPECT_EQ(calls(init(PinDirectionEn::Output), level(true), level(false), level(false), level(true), level(true)),
-              "configure 40 high; " + off + on);
-    EXPECT_EQ(calls(failing(level(false)), level(false), level(false)), off + off);
-    EXPECT_EQ(calls(failing(level(true)), level(false), level(false)), on + off);
-    EXPECT_EQ(calls(direction(PinDirectionEn::Input), level(true), direction(PinDirectionEn::Output), level(true)),
-              "configure 40 in; " + on + "configure 40 high; ");
-    EXPECT_EQ(calls(failing(direction(PinDirectionEn::Output)), level(true), level(true),
-                    direction(PinDirectionEn::Output), level(true)),
-              "configure 40 high; " + on + on + "configure 40 high; ");
-    EXPECT_EQ(calls(failing(level(false)), direction(PinDirectionEn::Output), level(false)), off + "configure 40 low; ")
-        << "the level last asked for";
-    EXPECT_EQ(calls(failing(init(PinDirectionEn::Output)), level(false), direction(PinDirectionEn::Output)),
-              "configure 40 high; " + off + "configure 40 low; ");
+        bool fails = false;
+        kernel.fault = [&fails](const std::string&) { return fails ? EIO : 0; };
+        for (const char operation : row.operations) {
+            const std::system_error error = errorOf([&] {
+                operation == 'O'                       ? void(pin.init(false, PinDirectionEn::Output, true))
+                : operation == 'o'                     ? pin.setDirection(PinDirectionEn::Output)
+                : operation == 'i'                     ? pin.setDirection(PinDirectionEn::Input)
+                : operation == '0' || operation == '1' ? void(pin.setValue(operation == '1'))
+                                                       : void();
+            });
+            EXPECT_TRUE(!fails || error.code().value() == EIO) << row.operations;
+            fails = operation == '!';
+        }
+        EXPECT_EQ(kernel.log, row.log) << row.operations;
+    }
 }
 
-TEST(KernelGpio, SurvivesEachCallFailingAndClosesWhatItHasOpened)
+TEST(KernelGpio, RepeatsInterruptedCalls)
 {
-    for (const char* backend : {"", "sysfs"}) {
-        const Variable variable("SYSFSGPIO_BACKEND", backend);
-        FakeKernel whole;
-        sysfs::KernelGpio undisturbed(whole);
-        live(undisturbed);
-        const auto callCount = std::count(whole.log.begin(), whole.log.end(), ';');
-        for (int failing = 0; failing < callCount; ++failing) {
-            for (const int error : {EIO, EINTR}) {
-                FakeKernel kernel;
-                int count = 0;
-                std::string failed;
-                kernel.fault = [&](const std::string& call) {
-                    failed = count == failing ? call : failed;
-                    return count++ == failing ? error : 0;
-                };
-                sysfs::KernelGpio pin(kernel);
-                const std::system_error thrown = errorOf([&] { live(pin); });
-                errorOf([&] { pin.deinit(); });
-                EXPECT_EQ(kernel.openFiles(), 0U) << failed;
-                EXPECT_EQ(kernel.line.consumer, "") << failed;
-                const bool reported = thrown.code().value() != 0;
-                EXPECT_TRUE(error == EIO || !reported) << failed << thrown.what();
-                EXPECT_TRUE(reported || kernel.driven == whole.driven) << failed;
-            }
-        }
+    for (const char* backend : {"chardev", "sysfs"}) {
+        setenv("SYSFSGPIO_BACKEND", backend, 1);
+        FakeKernel kernel;
+        kernel.fault = [last = std::string()](const std::string& call) mutable {
+            return std::exchange(last, call) == call ? 0 : EINTR;
+        };
+        sysfs::KernelGpio pin(kernel);
+        live(pin);
+        EXPECT_EQ(kernel.driven[40], "low; in; low; high; in; high; in; low; ") << backend;
+        EXPECT_TRUE(kernel.openFiles() == 0 && kernel.line.consumer.empty() && !kernel.line.exported);
     }
+    unsetenv("SYSFSGPIO_BACKEND");
 }
 
 TEST(KernelGpio, ChoosesAnInterfaceOrSaysWhyThereIsNone)
@@ -138,32 +109,31 @@ TEST(KernelGpio, ChoosesAnInterfaceOrSaysWhyThereIsNone)
         "GPIO 40: cannot open /dev/gpiochip0 (run as root or in the group that owns the file): "
         "Permission denied";
     const struct {
-        std::string title, backend, failing;
+        std::string backend, failing;
         int injected;
         bool exported;
         std::string consumer, expected; // the line's consumer, "exported", or an error
     } cases[] = {
-        {"as a rule", "", "", 0, false, "", "libsysfsgpio"},
-        {"forced", "sysfs", "", 0, false, "", "exported"},
-        {"forced", "chardev", "", 0, false, "", "libsysfsgpio"},
-        {"exported before", "", "", 0, true, "", "exported"},
-        {"no permission", "", "open /dev", EACCES, false, "", "exported"},
-        {"uAPI v1 only", "", "request", EINVAL, false, "", "exported"},
-        {"in use", "", "", 0, false, "another",
+        {"", "", 0, false, "", "libsysfsgpio"},
+        {"sysfs", "", 0, false, "", "exported"},
+        {"chardev", "", 0, false, "", "libsysfsgpio"},
+        {"", "", 0, true, "", "exported"},
+        {"", "open /dev", EACCES, false, "", "exported"},
+        {"", "request", EINVAL, false, "", "exported"},
+        {"", "", 0, false, "another",
          "GPIO 40: cannot request line 8 of /dev/gpiochip0 (in use by 'another'): Device or resource busy"},
-        {"in use, nameless", "", "describe 40", EIO, false, "another",
+        {"", "describe 40", EIO, false, "another",
          "GPIO 40: cannot request line 8 of /dev/gpiochip0: Device or resource busy"},
-        {"exported, forced", "chardev", "", 0, true, "",
+        {"chardev", "", 0, true, "",
          "GPIO 40: cannot request line 8 of /dev/gpiochip0 (exported in /sys/class/gpio): File exists"},
-        {"no permission, forced", "chardev", "open /dev", EACCES, false, "", noDevice},
-        {"no permission for both", "", "open ", EACCES, false, "",
+        {"chardev", "open /dev", EACCES, false, "", noDevice},
+        {"", "open ", EACCES, false, "",
          noDevice + "; cannot open /sys/class/gpio/export (run as root or in the group that owns the file): "
                     "Permission denied"},
-        {"a wrong choice", "both", "", 0, false, "",
-         "GPIO 40: SYSFSGPIO_BACKEND is 'both', neither chardev nor sysfs: Invalid argument"},
+        {"both", "", 0, false, "", "GPIO 40: SYSFSGPIO_BACKEND is 'both', neither chardev nor sysfs: Invalid argument"},
     };
     for (const auto& row : cases) {
-        const Variable variable("SYSFSGPIO_BACKEND", row.backend);
+        setenv("SYSFSGPIO_BACKEND", row.backend.c_str(), 1);
         FakeKernel kernel;
         kernel.line.exported = row.exported;
         kernel.line.consumer = row.consumer;
@@ -175,11 +145,12 @@ TEST(KernelGpio, ChoosesAnInterfaceOrSaysWhyThereIsNone)
             sysfs::KernelGpio pin(kernel);
             const std::system_error error = errorOf([&] { pin.exportGpio(40); });
             const std::string reached = kernel.line.exported ? "exported" : kernel.line.consumer;
-            EXPECT_EQ(error.code().value() == 0 ? reached : error.what(), row.expected) << row.title;
+            EXPECT_EQ(error.code().value() == 0 ? reached : error.what(), row.expected) << row.expected;
         }
-        EXPECT_EQ(kernel.line.exported, row.exported) << row.title;
-        EXPECT_EQ(kernel.openFiles(), 0U) << row.title;
+        EXPECT_EQ(kernel.line.exported, row.exported) << row.expected;
+        EXPECT_EQ(kernel.openFiles(), 0U) << row.expected;
     }
+    unsetenv("SYSFSGPIO_BACKEND");
 }
 
 TEST(KernelGpio, RefusesCallsOutOfOrderAndCanBeExportedAgain)
@@ -205,6 +176,8 @@ TEST(GpioChips, GiveEachNumberOneLineOrSayWhyNot)
     const std::string invalid = ": Invalid argument";
     const std::string unknown = ": no chip has this number, see 'frontpanel chips'" + invalid;
     const std::string longLabel = "a label of more than thirty-one bytes";
+    const std::string nowhere = "GPIO 8: there are neither chips in /dev (CONFIG_GPIO_CDEV) nor in /sys/class/gpio "
+                                "(CONFIG_GPIO_SYSFS): No such device";
     const auto none = std::optional<unsigned>();
     const Chips two = {{"gpiochip0", "a", 32, 512, "soc"}, {"gpiochip1", "b", 8, 544, "i2c"}};
     const Chips renumbered = {{"gpiochip0", "b", 8, 544, "i2c"}, {"gpiochip1", "a", 32, 512, ""}};
@@ -225,6 +198,7 @@ TEST(GpioChips, GiveEachNumberOneLineOrSayWhyNot)
         {twins, "", "", 545, ".1@545"},
         {two, "", "", 552, "GPIO 552" + unknown},
         {two, "# moved\n 0 a\t# the bank\n\n32 gpiochip1", "", 33, "gpiochip1.1@545"},
+        {two, "32 b\n0 a", "", 33, "gpiochip1.1@545"},
         {two, "0 a\n", "", 512, "GPIO 512" + unknown},
         {two, "0 a", "open /dev", 1, "gpiochip0.1@513"},
         {twins, "0 gpiochip1", "", 1, "gpiochip1.1@-"},
@@ -242,13 +216,7 @@ TEST(GpioChips, GiveEachNumberOneLineOrSayWhyNot)
         {withoutBases, "100 " + longLabel, "", 101, "gpiochip2.1@-"},
         {withoutBases, "", "open /dev/gpiochip10", 8,
          "GPIO 8: cannot open /dev/gpiochip10 (run as root or in the group that owns the file): Permission denied"},
-        {{},
-         "",
-         "",
-         8,
-         "GPIO 8: there are neither chips in /dev (CONFIG_GPIO_CDEV) nor in /sys/class/gpio (CONFIG_GPIO_SYSFS): No "
-         "such "
-         "device"},
+        {{}, "", "", 8, nowhere},
     };
     for (const auto& row : cases) {
         FakeKernel kernel;
@@ -275,7 +243,7 @@ TEST(GpioChips, GiveEachNumberOneLineOrSayWhyNot)
     FakeKernel kernel;
     setenv("SYSFSGPIO_CONFIG", "", 1);
     EXPECT_FALSE(sysfs::readGpioChips(kernel).empty()) << "no file is named";
-    const Variable variable("SYSFSGPIO_CONFIG", "/elsewhere");
+    setenv("SYSFSGPIO_CONFIG", "/elsewhere", 1);
     EXPECT_STREQ(errorOf([&] { sysfs::readGpioChips(kernel); }).what(),
                  "cannot open /elsewhere: No such file or directory");
     kernel.files["/elsewhere"] = "0 bank";
@@ -283,7 +251,7 @@ TEST(GpioChips, GiveEachNumberOneLineOrSayWhyNot)
     pin.exportGpio(8);
     EXPECT_EQ(pin.getGpioNumber(), 8U);
     EXPECT_EQ(kernel.line.consumer, "libsysfsgpio");
-    const Variable backend("SYSFSGPIO_BACKEND", "sysfs");
+    setenv("SYSFSGPIO_BACKEND", "sysfs", 1);
     pin.deinit();
     pin.exportGpio(8);
     EXPECT_TRUE(kernel.line.exported && pin.getGpioNumber() == 8);
@@ -292,6 +260,8 @@ TEST(GpioChips, GiveEachNumberOneLineOrSayWhyNot)
     EXPECT_STREQ(errorOf([&] { sysfs::KernelGpio(kernel).exportGpio(8); }).what(),
                  "GPIO 8: cannot use /sys/class/gpio/export (no base there is known to be that of gpiochip1): No such "
                  "device");
+    unsetenv("SYSFSGPIO_CONFIG");
+    unsetenv("SYSFSGPIO_BACKEND");
 }
 
 } // namespace
