@@ -229,18 +229,14 @@ TEST(Board, HasLinesThatAreStuckAndAChipThatIsSilent)
     EXPECT_TRUE(board.read(47)) << "a data line";
     EXPECT_FALSE(board.read(46) || board.view().lcd->identified) << "of a chip that answers, 0xC9 or the register's 0";
     EXPECT_EQ(board.busFaults().at(0).kind, BusFault::Kind::ChipSelectMoved);
-    const auto change = [](auto prepare) {
-        BoardConfig changed;
-        prepare(changed);
-        return changed;
-    };
-    EXPECT_THROW(Board(change([](BoardConfig& c) { c.stuckLines = {{99, true}}; })), std::invalid_argument);
-    EXPECT_THROW(Board(change([](BoardConfig& c) { c.ledCount = 20; })), std::invalid_argument) << "overlaps the LCD";
-    BoardConfig silent = FakeApplication::boardConfig();
-    silent.silentChip = true;
-    Board mute{silent};
+    config.stuckLines = {{99, true}};
+    EXPECT_THROW(Board other(config), std::invalid_argument);
+    config.stuckLines.clear();
+    Board mute{config};
     FakeApplication(mute).turnDisplayOn();
     EXPECT_FALSE(mute.view().lcd->displayOn);
+    config.ledCount = 20;
+    EXPECT_THROW(Board other(config), std::invalid_argument) << "overlaps the LCD";
 }
 
 TEST(Board, CountsHandsOnAKeyAndReadsOfIt)

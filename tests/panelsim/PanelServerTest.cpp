@@ -16,6 +16,7 @@
 #include <sys/time.h>
 #include <system_error>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -135,44 +136,40 @@ TEST(PanelServer, RefusesRequestsOfOtherSitesAndThoseThatAreNotAsTheyShouldBe)
     const std::string press = R"({"client":1,"key":0,"pressed":true})";
     const auto page = served.page();
     ASSERT_TRUE(page->receives(R"("client":1,)"));
-    const std::string padding(1024 - press.size(), ' ');
-    const struct {
-        const char* line;
-        std::string headers;
-        std::string body;
-        int status;
-    } cases[] = {
-        {"GET /panel.js", ours, "", 200},
-        {"GET /", "Host: " + served.host("localhost") + "\r\nOrigin: http://" + served.host("localhost") + "\r\n", "",
-         200},
-        {"GET /", "", "", 403},
-        {"GET /", "Host: evil.example:" + std::to_string(served.port()) + "\r\n", "", 403},
-        {"GET /events", "Host: 127.0.0.1\r\n", "", 403},
-        {"GET /", "Host: " + served.host("192.168.0.9") + "\r\n", "", 403},
-        {"POST /keys", ours + json + "Origin: http://evil.example\r\n", press, 403},
-        {"POST /keys", ours + json + "Origin: null\r\n", press, 403},
-        {"POST /keys", ours + "Content-Type: text/plain\r\n", press, 415},
-        {"POST /keys", ours, press, 415},
-        {"GET /keys", ours, "", 405},
-        {"POST /", ours + json, "{}", 405},
-        {"GET /nothing", ours, "", 404},
-        {"POST /keys", ours + json, "x", 400},
-        {"POST /keys", ours + json, R"({"client":1,"key":0})", 400},
-        {"POST /keys", ours + json, R"({"client":1,"key":0,"pressed":"true"})", 400},
-        {"POST /keys", ours + json, R"({"client":1,"key":3,"pressed":true})", 404},
-        {"POST /keys", ours + json, R"({"client":1,"key":-1,"pressed":true})", 404},
-        {"POST /keys", ours + json, R"({"client":2,"key":0,"pressed":true})", 409},
-        {"POST /keys", ours + json, std::string(200000, ' '), 413},
-        {"POST /keys", ours + json, press + padding + " ", 413},
-        {"POST /restart", ours + json, "{}", 409},
+    const std::string keys = ours + json;
+    const std::string longest = press + std::string(1024 - press.size(), ' ');
+    const std::string local = served.host("localhost");
+    using Row = std::tuple<const char*, std::string, std::string, int>; // with the answer's status
+    const Row cases[] = {
+        Row("GET /panel.js", ours, "", 200),
+        Row("GET /", "Host: " + local + "\r\nOrigin: http://" + local + "\r\n", "", 200),
+        Row("GET /", "", "", 403),
+        Row("GET /", "Host: evil.example:" + std::to_string(served.port()) + "\r\n", "", 403),
+        Row("GET /events", "Host: 127.0.0.1\r\n", "", 403),
+        Row("GET /", "Host: " + served.host("192.168.0.9") + "\r\n", "", 403),
+        Row("POST /keys", keys + "Origin: http://evil.example\r\n", press, 403),
+        Row("POST /keys", keys + "Origin: null\r\n", press, 403),
+        Row("POST /keys", ours + "Content-Type: text/plain\r\n", press, 415),
+        Row("POST /keys", ours, press, 415),
+        Row("GET /keys", ours, "", 405),
+        Row("POST /", keys, "{}", 405),
+        Row("GET /nothing", ours, "", 404),
+        Row("POST /keys", keys, "x", 400),
+        Row("POST /keys", keys, R"({"client":1,"key":0})", 400),
+        Row("POST /keys", keys, R"({"client":1,"key":0,"pressed":"true"})", 400),
+        Row("POST /keys", keys, R"({"client":1,"key":3,"pressed":true})", 404),
+        Row("POST /keys", keys, R"({"client":1,"key":-1,"pressed":true})", 404),
+        Row("POST /keys", keys, R"({"client":2,"key":0,"pressed":true})", 409),
+        Row("POST /keys", keys, std::string(200000, ' '), 413),
+        Row("POST /keys", keys, longest + " ", 413),
+        Row("POST /restart", keys, "{}", 409),
     };
-    for (const auto& each : cases) {
-        EXPECT_EQ(served.ask(served.request(each.line, each.body, each.headers)), each.status)
-            << each.line << "\n"
-            << each.headers << each.body.substr(0, 60);
+    for (const auto& [line, headers, body, status] : cases) {
+        EXPECT_EQ(served.ask(served.request(line, body, headers)), status) << line << "\n"
+                                                                           << headers << body.substr(0, 60);
     }
     EXPECT_EQ(served.simulation.board.view().keys, std::vector<bool>(3));
-    EXPECT_EQ(served.post("/keys", press + padding), 204);
+    EXPECT_EQ(served.post("/keys", longest), 204);
     EXPECT_TRUE(page->receives(R"("keys":[true,false,false])"));
     served.server->offerRestart(true);
     EXPECT_TRUE(page->receives(R"("restart":true)"));
