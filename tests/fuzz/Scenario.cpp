@@ -5,7 +5,7 @@
 #include "panelsim/board/Utf8.h"
 #include "panelsim/scenario/StepKind.h"
 #include "tests/fuzz/Check.h"
-#include "tests/panelsim/scenario/ScenarioFolder.h"
+#include "tests/panelsim/TestFolder.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -36,7 +36,7 @@ void checkPlace(const std::string& message, const std::string& content, const st
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
-    static const ScenarioFolder folder;
+    static const TestFolder folder;
     static const std::string picture = folder.write("a.txt", "").string(); // for steps to compare with
     static const std::filesystem::path file = folder.path("a.yaml");
     static const Board board{BoardConfig()};

@@ -1,14 +1,12 @@
 #include "panelsim/board/Board.h"
 
-#include "panelsim/board/BoardGpioFactory.h"
-#include "panelsim/picture/PanelText.h"
+#include "panelsim/board/AppLog.h"
+#include "panelsim/board/Utf8.h"
+#include "tests/panelsim/FakeApplication.h"
 
 #include <gtest/gtest.h>
 
-#include <system_error>
-
 using namespace panelsim;
-using sysfs::PinDirectionEn;
 using namespace std::chrono_literals;
 
 namespace {
@@ -27,11 +25,6 @@ public:
         levels.dataDriven = 0xFF;
         drive(&LcdLevels::registerSelect, select);
         strobe(&LcdLevels::writeStrobe, [] {});
-    }
-    void writeRa8806(unsigned char reg, unsigned char value)
-    {
-        write(true, reg);
-        write(false, value);
     }
     unsigned read(bool select)
     {
@@ -63,63 +56,19 @@ public:
         levels.*line = level;
         bus.update(levels, now);
     }
-    void driveData(unsigned char byte)
+    void driveData(unsigned char byte, unsigned char driven)
     {
         levels.data = byte;
+        levels.dataDriven = driven;
         bus.update(levels, now);
     }
-    unsigned char shownCode(std::size_t column) const { return bus.chip().shown()[0][column].code; }
 
     std::chrono::nanoseconds now{0};
     LcdLevels levels;
     LcdBus bus;
 };
 
-std::unique_ptr<sysfs::ISysfsGpio> pinOn(Board& board, unsigned gpio)
-{
-    auto pin = BoardGpioFactory(board).create();
-    pin->exportGpio(gpio);
-    return pin;
-}
-
-int errorOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const std::system_error& e) {
-        return e.code().value();
-    }
-    return 0;
-}
-
 } // namespace
-
-TEST(LcdBus, DecodesCyclesAsTheVariantDoes)
-{
-    Bench ra8803(ChipVariant::Ra8803);
-    ra8803.write(false, 0x00);
-    EXPECT_EQ(ra8803.read(false), LcdChip::ra8803Id);
-    ra8803.write(false, 0x20);
-    ra8803.write(false, 0x18);
-    ra8803.write(false, 0x20);
-    EXPECT_EQ(ra8803.read(false), 0x18U);
-    ra8803.write(true, 'x');
-    EXPECT_EQ(ra8803.shownCode(0), 'x');
-    EXPECT_EQ(ra8803.read(true), 0x40U);
-
-    Bench ra8806(ChipVariant::Ra8806);
-    ra8806.writeRa8806(0x20, 0x18);
-    EXPECT_EQ(ra8806.read(false), 0x18U);
-    ra8806.writeRa8806(0xB0, 'x');
-    ra8806.write(false, 'y');
-    EXPECT_EQ(ra8806.read(true), 0x40U);
-    ra8806.pulse(&LcdLevels::reset, [] {});
-    EXPECT_EQ(ra8806.bus.chip().registerValue(0x60), 0) << "a reset clears registers but not the memory";
-    EXPECT_EQ(ra8806.shownCode(0), 'x');
-    ra8806.writeRa8806(0x20, 0x18);
-    EXPECT_EQ(ra8806.shownCode(1), 'y');
-    EXPECT_EQ(ra8803.bus.faultCount() + ra8806.bus.faultCount(), 0U);
-}
 
 TEST(LcdBus, NoticesWhatAChipWouldSufferFrom)
 {
@@ -128,40 +77,60 @@ TEST(LcdBus, NoticesWhatAChipWouldSufferFrom)
         const char* what;
         std::function<void(Bench&)> action;
         std::vector<Kind> faults;
+        unsigned char taken; ///< into register 0, where the data lines would write 4
     };
     const auto nothing = [] {};
     const auto chipSelect = &LcdLevels::chipSelect;
     const auto readStrobe = &LcdLevels::readStrobe;
     const auto writeStrobe = &LcdLevels::writeStrobe;
     const auto moveData = [](Bench& b) {
-        b.driveData(1);
-        b.driveData(3);
+        b.driveData(1, 0xFF);
+        b.driveData(3, 0xFF);
     };
     const Case cases[] = {
-        {"data moved", [&](Bench& b) { b.strobe(writeStrobe, [&] { moveData(b); }); }, {Kind::DataChanged}},
+        {"nothing", [&](Bench& b) { b.strobe(writeStrobe, nothing); }, {}, 4},
+        {"data moved", [&](Bench& b) { b.strobe(writeStrobe, [&] { moveData(b); }); }, {Kind::DataChanged}, 3},
+        {"data released",
+         [&](Bench& b) { b.driveData(4, 8), b.strobe(writeStrobe, [&] { b.driveData(4, 0); }); },
+         {Kind::DataChanged},
+         4},
         {"register select moved",
          [&](Bench& b) { b.strobe(readStrobe, [&] { b.drive(&LcdLevels::registerSelect, true); }); },
-         {Kind::DataChanged}},
+         {Kind::DataChanged},
+         0},
         {"both strobes",
          [&](Bench& b) { b.strobe(writeStrobe, [&] { b.pulse(readStrobe, nothing); }); },
-         {Kind::BothStrobes}},
-        {"short strobe", [&](Bench& b) { b.strobe(writeStrobe, nothing, 9999ns); }, {Kind::ShortStrobe}},
+         {Kind::BothStrobes},
+         0},
+        {"short strobe", [&](Bench& b) { b.strobe(writeStrobe, nothing, 9999ns); }, {Kind::ShortStrobe}, 4},
         {"chip select released",
          [&](Bench& b) { b.strobe(writeStrobe, [&] { b.drive(chipSelect, true); }); },
-         {Kind::ChipSelectMoved}},
+         {Kind::ChipSelectMoved},
+         4},
         {"access during reset",
-         [](Bench& b) { b.pulse(&LcdLevels::reset, [&] { b.write(true, 0); }); },
-         {Kind::AccessDuringReset}},
+         [&](Bench& b) { b.pulse(&LcdLevels::reset, [&] { b.strobe(writeStrobe, nothing); }); },
+         {Kind::AccessDuringReset},
+         0},
+        {"reset during access",
+         [&](Bench& b) { b.strobe(writeStrobe, [&] { b.pulse(&LcdLevels::reset, nothing); }); },
+         {Kind::AccessDuringReset},
+         0},
         {"strobe before chip select",
          [&](Bench& b) {
              b.drive(writeStrobe, false);
              b.strobe(writeStrobe, nothing);
          },
-         {Kind::ChipSelectMoved}},
-        {"strobe without chip select", [&](Bench& b) { b.pulse(writeStrobe, nothing); }, {}},
+         {Kind::ChipSelectMoved},
+         4},
+        {"strobe without chip select", [&](Bench& b) { b.pulse(writeStrobe, nothing); }, {}, 0},
+        {"data driven in the middle of a read",
+         [&](Bench& b) { b.strobe(readStrobe, [&] { b.driveData(1, 1); }); },
+         {Kind::Contention},
+         0},
     };
     for (const Case& c : cases) {
         Bench bench(ChipVariant::Ra8806);
+        bench.levels.data = 4;
         c.action(bench);
         std::vector<Kind> kinds;
         for (const BusFault& fault : bench.bus.faults()) {
@@ -169,50 +138,81 @@ TEST(LcdBus, NoticesWhatAChipWouldSufferFrom)
         }
         EXPECT_EQ(kinds, c.faults) << c.what;
         EXPECT_EQ(bench.bus.faultCount(), c.faults.size());
+        EXPECT_EQ(bench.bus.chip().registerValue(0), c.taken) << c.what;
         bench.bus.clearFaults();
-        bench.writeRa8806(0x20, 0x18);
+        bench.write(true, 0x20);
+        bench.write(false, 0x18);
         EXPECT_EQ(bench.read(false), 0x18U) << "works on after: " << c.what;
+        EXPECT_EQ(bench.read(true), 0x40U) << "the status";
         EXPECT_TRUE(bench.bus.faults().empty() && bench.bus.faultCount() == 0);
     }
+    Bench inReset(ChipVariant::Ra8803);
+    inReset.pulse(&LcdLevels::reset, [&] { EXPECT_EQ(inReset.read(false), 0U); });
+    EXPECT_EQ(inReset.read(false), LcdChip::ra8803Id);
+    for (int i = 0; i < 200; ++i) {
+        inReset.strobe(writeStrobe, nothing, 0ns);
+    }
+    EXPECT_TRUE(inReset.bus.faultCount() == 201 && inReset.bus.faults().size() == 100) << "some are kept, all counted";
 }
 
-TEST(BoardGpio, AnswersAsTheKernelDoes)
+TEST(LcdChip, ShowsAPageOfItsMemoryAsTheVariantDoes)
 {
-    Board board{BoardConfig()};
-    const auto led = pinOn(board, 20);
-    EXPECT_EQ(errorOf([&] { pinOn(board, 20); }), EBUSY);
-    EXPECT_EQ(errorOf([&] { pinOn(board, 99); }), EINVAL);
-    led->init(true, PinDirectionEn::Input, false);
-    EXPECT_EQ(errorOf([&] { led->setValue(true); }), EPERM);
-    led->init(true, PinDirectionEn::Output, true);
-    EXPECT_EQ(board.lineLevel(20), LineLevel::Low);
-    EXPECT_TRUE(led->getValue());
-    led->setDirection(PinDirectionEn::Input);
-    led->setDirection(PinDirectionEn::Output);
-    EXPECT_EQ(board.lineLevel(20), LineLevel::Low) << "the last level comes back";
-    led->deinit();
-    EXPECT_EQ(errorOf([&] { pinOn(board, 20); }), 0);
-    EXPECT_THROW(led->setValue(true), std::logic_error);
-}
-
-TEST(BoardGpio, FailsWhenItIsToldTo)
-{
-    Board board{BoardConfig()};
-    board.failPin({20, PinOperation::SetValue, 2});
-    board.failPin({21, {}, 1, {}, PinFault::Kind::False});
-    const auto a = pinOn(board, 20);
-    const auto b = pinOn(board, 21);
-    EXPECT_TRUE(a->init(false, PinDirectionEn::Output, false));
-    EXPECT_FALSE(b->init(false, PinDirectionEn::Output, true));
-    EXPECT_NE(board.lineLevel(21), LineLevel::High);
-    EXPECT_TRUE(a->setValue(true));
-    EXPECT_THROW(a->setValue(false), std::runtime_error);
-    EXPECT_EQ(board.lineLevel(20), LineLevel::High) << "a failing call has no effect";
-    EXPECT_TRUE(a->setValue(false));
-    EXPECT_FALSE(b->setValue(true));
-    EXPECT_EQ(board.pinOperations(), 10U);
-    board.clearPinFaults();
-    EXPECT_TRUE(b->init(false, PinDirectionEn::Output, true));
+    for (const ChipVariant chip : {ChipVariant::Ra8803, ChipVariant::Ra8806}) {
+        BoardConfig config = FakeApplication::boardConfig();
+        config.chip = chip;
+        Board board(config);
+        FakeApplication app(board);
+        const auto shown = [&] {
+            std::string codes;
+            const PanelView view = board.view();
+            for (const auto& line : view.lcd->lines) {
+                for (const LcdCell& cell : line) {
+                    codes += cell.inverted ? '~' : static_cast<char>(cell.code);
+                }
+            }
+            return codes;
+        };
+        const std::string blank(75, ' ');
+        app.turnDisplayOn();
+        EXPECT_EQ(shown(), "~\"#~%&~()~+,~./~12~45~78~mn~pq~st~vw~yz~\"#~%&~()~+_~ab~de~gh~jk~mn~pq~st~vw")
+            << "memory at power-up";
+        app.clear();
+        app.show(1, "abc");
+        app.show(2, std::string(24, '.') + "xyz", true);
+        const std::string page = std::string(25, ' ') + "abc" + std::string(22, ' ') + std::string(25, '~');
+        EXPECT_EQ(shown(), page);
+        app.writeRegister(0x12, 0x12); // the first page stays, and the second is written
+        app.clear();
+        app.show(0, "z");
+        EXPECT_EQ(shown(), page);
+        const std::pair<unsigned char, std::string> pages[] = {
+            {0x20, "z" + blank.substr(1)}, {0x30, page}, {0x00, blank}};
+        for (const auto& [pageRegister, expected] : pages) {
+            app.writeRegister(0x12, pageRegister);
+            EXPECT_EQ(shown(), expected);
+        }
+        app.writeRegister(0x12, 0x11);
+        app.writeRegister(0x20, 1);
+        app.writeRegister(0x30, 31);
+        EXPECT_EQ(shown(), std::string(25, ' ') + "ab" + std::string(48, ' '));
+        for (const unsigned char reg : std::initializer_list<unsigned char>{0xA0, 0xC0, 0xC1, 0xD0, 0x00}) {
+            app.writeRegister(reg, 0x08);
+            const bool is8803 = chip == ChipVariant::Ra8803;
+            const unsigned state = reg == 0xA0 ? 0xF8 : reg == 0xC0 ? 0xCF : reg == 0xC1 ? 0xFB : 0x08;
+            EXPECT_EQ(app.readRegister(), is8803 ? state : 0x08U);
+            EXPECT_EQ(board.lcdRegister(reg), is8803 ? state : 0x08U);
+        }
+        app.writeRegister(0xD0, 0xE5);
+        EXPECT_EQ(board.view().lcd->contrast, chip == ChipVariant::Ra8803 ? std::optional(5U) : std::nullopt);
+        EXPECT_TRUE(board.view().lcd->identified && !board.view().lcd->displayOn);
+        board.makeOutput(52, false);
+        board.makeOutput(52, true);
+        EXPECT_FALSE(board.view().lcd->identified);
+        EXPECT_EQ(board.lcdRegister(0x12), 0x11);
+        app.turnDisplayOn();
+        EXPECT_EQ(shown(), page) << "which a reset leaves alone";
+        EXPECT_EQ(board.busFaultCount(), 0U);
+    }
 }
 
 TEST(Board, HasLinesThatAreStuckAndAChipThatIsSilent)
@@ -231,11 +231,19 @@ TEST(Board, HasLinesThatAreStuckAndAChipThatIsSilent)
     EXPECT_EQ(board.busFaults().at(0).kind, BusFault::Kind::ChipSelectMoved);
     config.stuckLines = {{99, true}};
     EXPECT_THROW(Board other(config), std::invalid_argument);
+    config.stuckLines.clear();
+    Board mute{config};
+    FakeApplication(mute).turnDisplayOn();
+    EXPECT_FALSE(mute.view().lcd->displayOn);
+    config.ledCount = 20;
+    EXPECT_THROW(Board other(config), std::invalid_argument) << "overlaps the LCD";
 }
 
 TEST(Board, CountsHandsOnAKeyAndReadsOfIt)
 {
-    Board board{BoardConfig()};
+    BoardConfig config;
+    config.invertedLeds = {2};
+    Board board{config};
     unsigned changes = 0;
     board.onChange([&] { ++changes; });
     board.press(1, 7);
@@ -243,60 +251,101 @@ TEST(Board, CountsHandsOnAKeyAndReadsOfIt)
     board.release(1, 7);
     board.release(1, 9);
     EXPECT_TRUE(board.read(11) && board.read(11));
+    EXPECT_EQ(board.view().keys, (std::vector<bool>{false, true, false}));
     board.release(1, 8);
     EXPECT_FALSE(board.read(11));
     EXPECT_EQ(board.keyReads(1), 3U);
+    EXPECT_EQ(board.keyReads(0), 0U);
     EXPECT_EQ(changes, 4U) << "pressed, seen, released, seen";
-}
-
-TEST(Board, TellsTheBusWhatItsLinesDo)
-{
-    Board board{BoardConfig()};
+    EXPECT_THROW(board.press(3), std::out_of_range);
+    board.makeOutput(22, true);
+    board.makeOutput(23, true);
+    EXPECT_EQ(board.view().leds, (std::vector<bool>{false, false, false, true, false, false, false, false}));
+    EXPECT_EQ(changes, 6U);
     for (const unsigned dataThenSelectThenReadStrobe : {40U, 49U, 50U}) {
         board.makeOutput(dataThenSelectThenReadStrobe, false);
     }
     EXPECT_EQ(board.busFaults().at(0).kind, BusFault::Kind::Contention);
-    EXPECT_EQ(board.busFaultCount(), 1U);
+    EXPECT_EQ(changes, 7U) << "a fault";
+    EXPECT_FALSE(board.read(46)) << "the RA8806's register 0";
     board.clearBusFaults();
     EXPECT_EQ(board.busFaults().size() + board.busFaultCount(), 0U);
+    EXPECT_EQ(changes, 8U);
 }
 
-TEST(Board, RefusesWiringThatOverlapsAndKeysThatItHasNot)
+TEST(AppLog, PutsPiecesTogetherToLinesAndKeepsTheLast)
 {
-    BoardConfig config;
-    config.ledCount = 40;
-    EXPECT_THROW(Board board(config), std::invalid_argument);
-    Board board{BoardConfig()};
-    EXPECT_THROW(board.press(3), std::out_of_range);
+    using Source = LogLine::Source;
+    ChangeSignal changes;
+    AppLog log(changes);
+    const auto text = [&](std::uint64_t number, std::size_t bytes = 9999) {
+        const AppLog::Lines found = log.linesFrom(number, bytes);
+        std::string lines = std::to_string(found.first) + ":";
+        for (const auto& line : found.lines) {
+            lines += " " + line.text + (line.complete ? ";" : "...");
+        }
+        return lines + (found.last ? "" : " more");
+    };
+    log.append(Source::Output, "one\ntw");
+    log.append(Source::Error, "ERR");
+    log.remark("remark");
+    log.append(Source::Output, "o\n\n");
+    EXPECT_EQ(text(0), "0: one; two; ERR... remark; ;");
+    log.endLine(Source::Error);
+    log.endLine(Source::Error);
+    EXPECT_EQ(text(2), "2: ERR; remark; ;");
+    EXPECT_EQ(text(9), "5:");
+    EXPECT_EQ(text(0, 4), "0: one; two; more");
+    EXPECT_LE(std::chrono::system_clock::now() - log.linesFrom(0).lines.back().time, 1min);
+    log.append(Source::Output, std::string(AppLog::longestLine, 'x') + "y");
+    EXPECT_EQ(log.linesFrom(5).lines.size(), 2U) << "a line that is too long";
+    const auto append = [&](std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            log.append(Source::Error, "e\n");
+        }
+    };
+    append(AppLog::mostOvertaking);
+    EXPECT_EQ(text(6, 1), "6: y... more");
+    append(1);
+    EXPECT_EQ(text(6, 1), "6: y; more") << "overtaken by many";
+    append(AppLog::keptLines - 23);
+    EXPECT_EQ(text(0, 1), "5: " + std::string(AppLog::longestLine, 'x') + "; more");
+    EXPECT_EQ(log.linesFrom(0).lines.size(), AppLog::keptLines);
 }
 
-TEST(PanelText, DrawsThePanelPlainAndForATerminal)
+TEST(AppLog, FindsTextAfterAPlaceButNotInRemarks)
 {
-    const std::string plainLeds = "LEDs ● ○   keys  0  [1]\n";
-    PanelView view;
-    view.leds = {true, false};
-    view.keys = {false, true};
-    EXPECT_EQ(drawPanel(BoardConfig(), view, TextStyle::Plain), plainLeds);
-    BoardConfig named;
-    named.keyNames = {"Up", "Down"};
-    named.ledNames = {"Power", "Alarm"};
-    named.ledColours = {"red", "blue"};
-    EXPECT_EQ(drawPanel(named, view, TextStyle::Plain), "LEDs ● Power (red)  ○ Alarm    keys  Up  [Down]\n");
-    EXPECT_EQ(drawPanel(named, view, TextStyle::Terminal),
-              "LEDs \033[31m●\033[0m Power  ○ Alarm    keys  Up  [Down]\n");
-    view.lcd.emplace();
-    view.lcd->backlight = true;
-    view.lcd->lines = {{{'a', false}, {0xE4, true}, {0x01, true}}, {{'b', false}, {'c', false}, {'d', false}}};
-    EXPECT_EQ(drawPanel(BoardConfig(), view, TextStyle::Plain), "┌─────┐\n│     │\n│     │\n└─────┘\n"
-                                                                "display off, backlight on\n" +
-                                                                    plainLeds);
-    view.lcd->displayOn = true;
-    view.lcd->backlight = false;
-    view.lcd->contrast = 15;
-    EXPECT_EQ(drawPanel(BoardConfig(), view, TextStyle::Plain), "┌─────┐\n│ aä· │\n│  ^^ │\n│ bcd │\n└─────┘\n"
-                                                                "display on, backlight off, contrast 15/31\n" +
-                                                                    plainLeds);
-    EXPECT_EQ(drawPanel(BoardConfig(), view, TextStyle::Terminal), "┌─────┐\n│ a\033[7mä·\033[0m │\n│ bcd │\n└─────┘\n"
-                                                                   "display on, backlight off, contrast 15/31\n"
-                                                                   "LEDs \033[32m●\033[0m ○   keys  0  [1]\n");
+    using Source = LogLine::Source;
+    ChangeSignal changes;
+    AppLog log(changes);
+    AppLog::Position position{};
+    const std::pair<Source, const char*> pieces[] = {{Source::Simulator, "Ready\n"}, {Source::Error, "Ready, Ready"},
+                                                     {Source::Output, "Ready\n"},    {Source::Error, ", Ready\n"},
+                                                     {Source::Output, "Rea"},        {Source::Output, "dy\n\n"}};
+    std::string found;
+    for (const auto& [source, text] : pieces) {
+        log.append(source, text);
+        for (found += '|'; log.find("Ready", position);) {
+            found += 'x';
+        }
+    }
+    EXPECT_EQ(found, "||xx|x|x||x") << "each once, also in a line that goes on";
+}
+
+TEST(Utf8, MakesAnyBytesPrintable)
+{
+    const std::pair<const char*, const char*> cases[] = {
+        {"a\x7F\x1F\xC2\x80\xC2\x9F\xC2\xA0\xC3\xBF", "a····\u00A0ÿ"},
+        {"\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF",
+         "\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
+        {"\x80 \xC1\xBF", "\uFFFD \uFFFD\uFFFD"},
+        {"\xE0\x9F\xBF", "\uFFFD\uFFFD\uFFFD"},
+        {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},
+        {"\xF0\x8F\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"\xF5\x80\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"\xC3(\xE2\x82", "\uFFFD(\uFFFD\uFFFD"}};
+    for (const auto& [bytes, expected] : cases) {
+        EXPECT_EQ(printable(bytes), expected);
+    }
 }

@@ -6,18 +6,18 @@
 #include <sstream>
 #include <string>
 
-/** A new folder for a scenario and its pictures, removed with all that is in it. */
-class ScenarioFolder {
+/** A new folder, removed with all that is in it. */
+class TestFolder {
 public:
-    ScenarioFolder()
+    TestFolder()
     {
-        std::string name = (std::filesystem::temp_directory_path() / "scenarioXXXXXX").string();
+        std::string name = (std::filesystem::temp_directory_path() / "panelsimXXXXXX").string();
         folder = mkdtemp(name.data());
     }
-    ~ScenarioFolder() { std::filesystem::remove_all(folder); }
+    ~TestFolder() { std::filesystem::remove_all(folder); }
 
-    ScenarioFolder(const ScenarioFolder&) = delete;
-    ScenarioFolder& operator=(const ScenarioFolder&) = delete;
+    TestFolder(const TestFolder&) = delete;
+    TestFolder& operator=(const TestFolder&) = delete;
 
     std::filesystem::path path(const std::string& name) const { return folder / name; }
 
@@ -26,18 +26,11 @@ public:
         std::ofstream(path(name), std::ios::binary) << content;
         return path(name);
     }
-
     std::string read(const std::string& name) const
     {
         std::ostringstream content;
         content << std::ifstream(path(name), std::ios::binary).rdbuf();
         return content.str();
-    }
-
-    /** Writes a scenario whose steps begin in line 4. */
-    std::filesystem::path writeSteps(const std::string& steps) const
-    {
-        return write("a.yaml", "name: Try\nversion: 1\nsteps:\n" + steps + "\n");
     }
 
 private:
