@@ -2,6 +2,7 @@
 
 #include "panelsim/wire/Protocol.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -106,10 +107,9 @@ AppProcess::AppProcess(const std::vector<std::string>& command, const sigset_t& 
 
 void AppProcess::copyOutput(int otherDescriptor, int milliseconds)
 {
-    std::vector<pollfd> polled = {{otherDescriptor, POLLIN, 0}};
-    for (const OutputCopier& copier : copiers) {
-        polled.push_back(copier.awaited());
-    }
+    std::vector<pollfd> polled(1 + copiers.size(), pollfd{otherDescriptor, POLLIN, 0});
+    std::transform(copiers.begin(), copiers.end(), polled.begin() + 1,
+                   [](const OutputCopier& copier) { return copier.awaited(); });
     poll(polled.data(), polled.size(), milliseconds);
     for (std::size_t i = 0; i < copiers.size(); ++i) {
         if (polled[i + 1].revents != 0) {
