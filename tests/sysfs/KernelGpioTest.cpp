@@ -65,13 +65,13 @@ TEST(CharacterDeviceGpio, LeavesOutOnlyLevelsThatAnOutputCertainlyHas)
         {"!0o0", off + low}, // the level last asked for
         {"!O0o", high + off + low},
     };
+    bool fails = false;
     FakeKernel kernel;
+    kernel.fault = [&fails](const std::string&) { return fails ? EIO : 0; };
     sysfs::CharacterDeviceGpio pin(lineEightOf(kernel), kernel);
     pin.exportGpio(40);
     for (const auto& row : rows) {
         kernel.log.clear();
-        bool fails = false;
-        kernel.fault = [&fails](const std::string&) { return fails ? EIO : 0; };
         for (const char operation : row.operations) {
             const std::system_error error = errorOf([&] {
                 operation == 'O'                       ? void(pin.init(false, PinDirectionEn::Output, true))
