@@ -38,7 +38,7 @@ public:
     std::function<void(unsigned, bool)> callback() const;
 
     /**
-     * Takes the oldest event, or waits for one if there is none.
+     * Takes the oldest event; waits for one if there is none.
      * @param timeout longest wait, up to 24 days; negative = wait forever
      * @return the event; empty after the timeout, or when the queue is closed and no event is left
      */

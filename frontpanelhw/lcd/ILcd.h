@@ -8,8 +8,8 @@ namespace frontpanelhw::lcd {
  * The register bus to the LCD's controller chip.
  *
  * Operations block the caller for the waits of the bus and return true on success. A pin that fails is reported on
- * standard error; before initialisation most operations return false without a message. The bus has no
- * lock: one operation at a time.
+ * standard error; before initialisation most operations return false without a message. The bus has no lock: one
+ * operation at a time.
  */
 class FRONTPANELHW_EXPORT ILcd {
 public:
