@@ -34,8 +34,8 @@ public:
     virtual void reserved1() {}
 
     /**
-     * Switches the direction of an initialised pin. An output takes the logical level that was last asked
-     * for, by init or setValue.
+     * Switches the direction of an initialised pin. An output takes the logical level that was last
+     * passed to init or setValue.
      */
     virtual void setDirection(PinDirectionEn direction) = 0;
 

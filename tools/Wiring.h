@@ -10,7 +10,7 @@ namespace tools {
 
 /** Which panel is fitted, and on which GPIO lines. */
 struct Wiring {
-    const PanelKind* panel = nullptr; ///< without one, the ID lines show it
+    const PanelKind* panel = nullptr; ///< null = the ID lines show it
     unsigned idBase = 4;
     unsigned keyBase = 10;
     unsigned ledBase = 20;
@@ -41,22 +41,22 @@ enum Lines : unsigned {
 std::string noLed(const Wiring& wiring, unsigned led);
 
 /**
- * Looks for contradictions in what is known, without use of a GPIO; overlaps count only among the lines in use.
- * @throws UsageError for the first one found
+ * Checks the wiring for contradictions without using a GPIO; only lines in use can overlap.
+ * @throws UsageError for the first contradiction
  */
 void checkWiring(const Wiring& wiring, unsigned linesInUse);
 
 /**
- * @return the wiring, checked, with the panel that is fitted: the one given, else the one that the ID lines show
- * @throws UsageError for a contradiction, before a GPIO is used if it holds for every panel
+ * @return the checked wiring with its panel or, if it has none, the panel that the ID lines show
+ * @throws UsageError for a contradiction; before a GPIO is used if it applies to every panel
  * @throws std::exception when the ID lines show no known panel or cannot be used
  */
 Wiring resolvePanel(const Wiring& wiring, unsigned linesInUse);
 
 /**
- * Reads lines once, since the library only logs ID lines and keys that it cannot read: it takes a wrong ID then, and
- * after a key that cannot be read at start-up all later keys are dead too.
- * @throws std::exception what the line throws that cannot be read
+ * Reads each line once. The library only logs a line that it cannot read: an ID line then gives a wrong ID, and after a
+ * key that cannot be read at start-up all later keys are dead, too.
+ * @throws std::exception from the first line that cannot be read
  */
 void requireReadable(unsigned firstGpio, unsigned count);
 

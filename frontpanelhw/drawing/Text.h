@@ -12,12 +12,12 @@ namespace frontpanelhw::drawing {
  * @param substitute stands for each character that the display does not have, and for each byte that is not part of
  *                   well-formed UTF-8
  * @return a code unit for each character. The display is taken to have the printable characters of Latin-1 (U+0020 to
- *         U+007E, U+00A0 to U+00FF), each under its own number; no data sheet confirms that. Nothing is composed: an
- *         accent that is a character of its own is not on the display.
+ *         U+007E, U+00A0 to U+00FF), each under its own number; no data sheet confirms that. Nothing is composed: a
+ *         combining accent becomes the substitute.
  */
 FRONTPANELHW_EXPORT std::u16string fromUtf8(std::string_view text, char16_t substitute = u'?');
 
-/** Where text stands in a wider space. */
+/** Position of text in a wider space. */
 enum class Align {
     Left,  ///< spaces after the text
     Right, ///< spaces before the text
@@ -25,8 +25,8 @@ enum class Align {
 };
 
 /**
- * @return the text with spaces around it, or its first characters, so that it has width code units; of an odd number of
- *         spaces around centred text, the one more is on the right
+ * @return the text padded with spaces or cut at its end to width code units; centred text with an odd number of spaces
+ *         has the extra one on the right
  */
 FRONTPANELHW_EXPORT std::u16string aligned(const std::u16string& text, unsigned width, Align align);
 

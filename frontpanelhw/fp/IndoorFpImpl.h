@@ -22,7 +22,7 @@ public:
      * Builds the panel; the LCD comes up with an empty page, which takes at least 362 ms. Polling is not started.
      *
      * A pin of the LCD that refuses its configuration or fails in the reset is reported on standard error, and the
-     * panel is built all the same: display operations then return false and isRunning stays false. A chip that does
+     * panel is still built: display operations then return false and isRunning stays false. A chip that does
      * not respond only causes warnings on standard output; operations then return true.
      * @param factory         makes the pins; used during construction only
      * @param keyGpioBase     GPIO number of key 0

@@ -16,12 +16,12 @@ namespace frontpanelhw::handler {
  * A key counts as released until its first event: one that is held at start-up is reported as pressed by its first
  * repeat, and a first event that is a release is reported as one.
  *
- * At most 256 events wait. A repeat takes the place of the same key's repeat that waits as its latest event. When the
- * queue is full, the oldest press that waits together with its release is dropped, with that release and the repeat
- * between them; without such a press, which takes at least 64 keys, the oldest event is dropped.
+ * At most 256 events wait. When a key's latest waiting event is a repeat, its next repeat replaces that one. When
+ * the queue is full, the oldest press whose release also waits is dropped, with that release and the repeat between
+ * them. If there is no such press, which takes at least 64 keys, the oldest event is dropped.
  *
- * All operations may be called from any thread at any time, by several at once; only destruction waits until the
- * others have returned. Panels may go on calling the function that callback returned.
+ * All operations may be called from several threads at once; only destroy the queue after all other operations have
+ * returned. Panels may go on calling the function that callback returned.
  */
 class FRONTPANELHW_EXPORT KeyEventQueue {
 public:
@@ -38,13 +38,13 @@ public:
     std::function<void(unsigned, bool)> callback() const;
 
     /**
-     * Takes the oldest event, and waits for one if there is none.
-     * @param timeout how long to wait at most, up to 24 days; negative = without end
-     * @return the event; nothing after the timeout, or when the queue is closed and no event is left
+     * Takes the oldest event; waits for one if there is none.
+     * @param timeout longest wait, up to 24 days; negative = wait forever
+     * @return the event; empty after the timeout, or when the queue is closed and no event is left
      */
     std::optional<KeyEvent> next(std::chrono::milliseconds timeout);
 
-    /** Ends the waits of next, those to come included, and takes no more events. */
+    /** Ends present and future waits of next, and accepts no more events. */
     void close();
 
     /** @return a close-on-exec descriptor, readable while events wait or the queue is closed; only to be polled */

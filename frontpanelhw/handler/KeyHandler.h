@@ -28,8 +28,8 @@ namespace frontpanelhw::handler {
 class FRONTPANELHW_EXPORT KeyHandler {
 public:
     /**
-     * Creates, exports and configures the key pins as plain inputs and remembers their levels, so that a key held
-     * now gives no press event. Polling is not started.
+     * Creates, exports and configures the key pins as plain inputs and remembers their levels, so that a key that
+     * is held now produces no press event. Polling is not started.
      * @throws std::exception from a pin that fails while it is created, exported or configured
      */
     explicit KeyHandler(std::unique_ptr<GpioVectorCreator> gpioCreator);
@@ -56,7 +56,7 @@ public:
     bool start(std::chrono::milliseconds period);
 
     /** Stops polling and waits for the thread to end: at most a scan, with its callbacks, and a period. Does nothing
-     * when stopped. */
+     * when polling is stopped. */
     void stop();
 
     /**
@@ -74,7 +74,7 @@ public:
     void pollingWorker(std::chrono::milliseconds period);
 
     /**
-     * Reads one key and compares it with the level remembered. Polling thread; takes the handler's lock.
+     * Reads one key and compares it with the remembered level. Runs on the polling thread; acquires the handler's lock.
      * @param index key index
      * @param value receives the level read
      * @return true when an event is due
@@ -89,7 +89,7 @@ private:
     std::thread thread;
 
 public:
-    /** True from start to stop. Only to be read from outside, from any thread. */
+    /** True from start to stop. Any thread may read it; only the handler writes it. */
     std::atomic<bool> running{false};
 
 private:

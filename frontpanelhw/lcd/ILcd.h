@@ -8,17 +8,17 @@ namespace frontpanelhw::lcd {
  * The register bus to the LCD's controller chip.
  *
  * Operations block the caller for the waits of the bus and return true on success. A pin that fails is reported on
- * standard error; before initialisation most operations are refused with false and without a message. The bus has no
- * lock: one operation at a time.
+ * standard error; before initialisation most operations return false without a message. The bus has no lock: one
+ * operation at a time.
  */
 class FRONTPANELHW_EXPORT ILcd {
 public:
     virtual ~ILcd() = default;
 
-    /** Resets the chip, which takes at least 362 ms; works also before initialisation. */
+    /** Resets the chip, which takes at least 362 ms; also works before initialisation. */
     virtual bool resetController() = 0;
 
-    /** Marks the bus as not initialised, with no pin touched. @return true */
+    /** Marks the bus as not initialised; no pin is touched. @return true */
     virtual bool deinit() = 0;
 
     /** Switches the backlight. @return the result of the pin */
@@ -37,7 +37,7 @@ public:
      * Writes a register and reads it back. A difference is reported as a warning on standard output.
      * @param reg   the register
      * @param value what to write to it
-     * @param mask  the bits that have to read back as written
+     * @param mask  the bits that must read back as written
      * @return true when both accesses succeeded and these bits are as written
      */
     virtual bool writeCmdAndVerify(unsigned char reg, unsigned char value, unsigned char mask) = 0;

@@ -19,7 +19,7 @@ namespace panelsim {
 /** The operations of a pin and, first, of the factory that makes it. */
 enum class PinOperation { Create, Export, Init, Deinit, SetDirection, SetValue, GetValue };
 
-/** Lets pin operations of a board fail, before they have any effect; only deinit releases the line all the same. */
+/** Makes pin operations of a board fail before they have any effect; only deinit still releases the line. */
 struct PinFault {
     enum class Kind {
         Throw, ///< a std::runtime_error
@@ -28,15 +28,15 @@ struct PinFault {
 
     std::optional<unsigned> gpio = {};          ///< the line; any when empty, and none for Create
     std::optional<PinOperation> operation = {}; ///< the operation; any when empty
-    std::uint64_t call = 1;                     ///< first matching call from now on that fails, the next being 1
-    std::optional<std::uint64_t> calls = 1;     ///< how many fail from that one on; all of them when empty
+    std::uint64_t call = 1;                     ///< the first matching call that fails; 1 = the next one
+    std::optional<std::uint64_t> calls = 1;     ///< how many calls fail from that one on; all when empty
     Kind kind = Kind::Throw;
 };
 
 /** Electrical level of a line; floating when nothing drives or pulls it. */
 enum class LineLevel { Low, High, Floating };
 
-/** A line whose level changed, whoever drives it. */
+/** A change of a line's level. */
 struct LineChange {
     std::chrono::nanoseconds time; ///< of the board's clock
     unsigned gpio;
@@ -44,17 +44,17 @@ struct LineChange {
 };
 
 /**
- * A front panel on a simulated board: ID lines, keys, LEDs and, behind its fourteen lines, the LCD. It knows electrical
- * levels only; the polarity of a pin is the affair of the pin.
+ * A front panel on a simulated board: ID lines, keys, LEDs and, behind its fourteen lines, the LCD. It knows
+ * electrical levels only; pins convert their polarity.
  *
- * All operations may be called from several threads at once. Pins of it are made by BoardGpioFactory.
+ * All operations may be called from several threads at once. BoardGpioFactory makes its pins.
  */
 class Board {
 public:
-    /** Returns the time since any start, never less than before. */
+    /** Returns the time since an arbitrary start; never goes back. */
     using Clock = std::function<std::chrono::nanoseconds()>;
 
-    /** Whoever presses keys: a page, a scenario. */
+    /** Identifies what presses keys: a page, a scenario. */
     using Hand = std::uint64_t;
 
     /** The time of std::chrono::steady_clock. */
@@ -72,7 +72,7 @@ public:
 
     /**
      * Stops the board's time while an operation of another process takes effect, so that traces show when that process
-     * asked for it. It still never goes back and is never ahead of the clock.
+     * requested it. The time never goes back and is never ahead of the clock.
      * @param time of the operation; empty when it is done
      */
     void setOperationTime(std::optional<std::chrono::nanoseconds> time);
@@ -97,7 +97,7 @@ public:
 
     /** @name The laboratory */
     ///@{
-    /** Lets pin operations fail from now on, next to those that fail already. */
+    /** Makes pin operations fail from now on, in addition to those that fail already. */
     void failPin(const PinFault& fault);
     /** Ends all failures of pin operations. */
     void clearPinFaults();
@@ -112,7 +112,7 @@ public:
     LineLevel lineLevel(unsigned gpio) const;
     /**
      * Calls the observer for each line with its present level, and then at each change of a line's level, all under the
-     * board's lock: it must not call the board. Once this returns, no observer before it is called.
+     * board's lock: it must not call the board. Once this returns, earlier observers are not called any more.
      */
     void observe(std::function<void(const LineChange&)> observer);
     /** @return a register of the LCD's chip as it would read back */
@@ -126,12 +126,12 @@ public:
      */
     ///@{
     /**
-     * Counts an operation and lets it fail if it is to.
-     * @return false when the operation has to return false
+     * Counts an operation and throws if a fault makes it throw.
+     * @return false when the operation must return false
      */
     bool admit(PinOperation operation, std::optional<unsigned> gpio);
     void claim(unsigned gpio);
-    /** The line stays as it is driven. */
+    /** The line keeps being driven as it is. */
     void unclaim(unsigned gpio);
     void makeInput(unsigned gpio);
     void makeOutput(unsigned gpio, bool level);
@@ -174,12 +174,12 @@ private:
     const Clock clock;
     mutable std::mutex mutex;
     std::optional<std::chrono::nanoseconds> operationTime;
-    mutable std::chrono::nanoseconds latest{0}; ///< time that the board had last
+    mutable std::chrono::nanoseconds latest{0}; ///< latest time returned
     std::map<unsigned, Line> lines;             ///< by GPIO
     std::vector<Key> keys;
     LcdBus bus; ///< stands still on a board without LCD
     LcdLevels levels;
-    std::vector<PinFault> faults; ///< that are to come, with the calls until then and those that fail
+    std::vector<PinFault> faults; ///< with the calls left until they begin, and those left to fail
     std::uint64_t operations = 0;
     std::function<void(const LineChange&)> observer;
     std::function<void()> listener = [] {};
