@@ -38,7 +38,6 @@ constexpr unsigned mostLeds = 10;
 constexpr unsigned longestText = 60;
 constexpr unsigned heldPollsUntilRepeat = 9;
 constexpr std::chrono::milliseconds pollingPeriod(25);
-constexpr std::size_t ownTasks = 3; ///< links of the directory of tasks while there is no other thread
 
 void require(bool holds, const std::string& rule)
 {
@@ -244,11 +243,13 @@ private:
         require(threadsEnd(), "no thread is left");
     }
 
+    static std::uintmax_t countTasks() { return std::filesystem::hard_link_count("/proc/self/task"); }
+
     /** The kernel lists a thread for a moment after it was joined. */
-    static bool threadsEnd()
+    bool threadsEnd() const
     {
         for (unsigned patience = 100000; patience != 0; --patience) {
-            if (std::filesystem::hard_link_count("/proc/self/task") == ownTasks) {
+            if (countTasks() == ownTasks) {
                 return true;
             }
             std::this_thread::yield();
@@ -411,6 +412,7 @@ private:
 
     static const std::map<char, void (*)(Laboratory&)> operations;
 
+    const std::uintmax_t ownTasks = countTasks(); ///< an emulator has threads of its own
     Choices choices;
     VirtualTime time{VirtualTime::Others::Wait};
     CapturedOutput output;
