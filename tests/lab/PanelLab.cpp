@@ -245,11 +245,22 @@ private:
 
     static std::uintmax_t countTasks() { return std::filesystem::hard_link_count("/proc/self/task"); }
 
+    /** Emulators and sanitizers have threads of their own, some from the first thread on. */
+    static std::uintmax_t countOwnTasks()
+    {
+        std::thread([] {}).join();
+        std::uintmax_t least = countTasks();
+        for (unsigned look = 0; look < 10000; ++look) { // until the kernel no longer lists the one that was joined
+            std::this_thread::yield();
+            least = std::min(least, countTasks());
+        }
+        return least;
+    }
+
     /** The kernel lists a thread for a moment after it was joined. */
     static bool threadsEnd()
     {
-        // Emulators and sanitizers have threads of their own, some from the first thread on.
-        static const std::uintmax_t ownTasks = (std::thread([] {}).join(), countTasks());
+        static const std::uintmax_t ownTasks = countOwnTasks();
         for (unsigned patience = 100000; patience != 0; --patience) {
             if (countTasks() <= ownTasks) {
                 return true;
