@@ -1,28 +1,32 @@
 /*
- * What setting and reading a line of the kernel costs through the GPIO layer, against libgpiod's functions on another
- * line of the same chip and against a bare pwrite and pread on a held descriptor, the least that the layer can cost.
- * They are measured in turns in one run, since machines change their speed; the ratio counts. That they move and read
- * their lines is asked of the chip's driver first.
- * To be run in a machine of its own: scripts/parts/bench-kernel does that. Prints a line for each row, with tabs
- * between the row's name, the layer's time and what it is compared with, both in nanoseconds.
+ * What setting and reading a line of the kernel costs through the GPIO layer: by the character device, against a bare
+ * ioctl and against libgpiod's functions on other lines of the same chip, and by sysfs, against a bare pwrite and
+ * pread. They are measured in turns in one run, since machines change their speed; the ratio counts. That they move and
+ * read their lines is asked of the chip's driver first. To be run in a machine of its own: scripts/parts/bench-kernel
+ * does that. Prints a line for each row, with tabs between the row's name, the layer's time and what it is compared
+ * with, both in nanoseconds.
  */
 #include "bench/BareFile.h"
 #include "bench/Check.h"
 #include "bench/Timing.h"
+#include "panelsim/board/FileDescriptor.h"
 #include "sysfs/ISysfsGpio.h"
 #include "sysfs/PinDirectionEn.h"
 #include "sysfs/SysfsGpioFactory.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gpiod.h>
+#include <linux/gpio.h>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <sys/ioctl.h>
 #include <vector>
 
 namespace {
@@ -75,11 +79,12 @@ void expectSeen(unsigned gpioNumber, const std::string& direction, bool level)
     }
 }
 
-/** A line through the GPIO layer, as an application gets it. */
+/** A line through one interface of the GPIO layer, as an application gets it. */
 class LayerLine {
 public:
-    explicit LayerLine(unsigned gpioNumber) : pin(sysfs::SysfsGpioFactory().create())
+    LayerLine(const char* backend, unsigned gpioNumber) : pin(sysfs::SysfsGpioFactory().create())
     {
+        check(setenv("SYSFSGPIO_BACKEND", backend, 1) == 0, "setenv");
         pin->exportGpio(gpioNumber);
         check(pin->init(false, sysfs::PinDirectionEn::Output, false), "init");
     }
@@ -129,9 +134,9 @@ private:
 };
 
 /** The file that the layer uses, opened once more. */
-class BareLine {
+class BareFileLine {
 public:
-    explicit BareLine(unsigned gpioNumber)
+    explicit BareFileLine(unsigned gpioNumber)
         : value("/sys/class/gpio/gpio" + std::to_string(gpioNumber) + "/value", O_RDWR)
     {
     }
@@ -141,6 +146,42 @@ public:
 
 private:
     bench::BareFile value;
+};
+
+/** A line requested from a chip's character device: its operations are an ioctl and nothing else. */
+class BareRequestLine {
+public:
+    BareRequestLine(const std::string& chip, unsigned offset) : line(request(chip, offset), "GPIO_V2_GET_LINE_IOCTL") {}
+
+    void set(bool level)
+    {
+        gpio_v2_line_values values{level ? 1U : 0U, 1};
+        check(ioctl(line.get(), GPIO_V2_LINE_SET_VALUES_IOCTL, &values) == 0, "GPIO_V2_LINE_SET_VALUES_IOCTL");
+    }
+    bool get() const
+    {
+        gpio_v2_line_values values{0, 1};
+        check(ioctl(line.get(), GPIO_V2_LINE_GET_VALUES_IOCTL, &values) == 0, "GPIO_V2_LINE_GET_VALUES_IOCTL");
+        return values.bits == 1;
+    }
+    void setDirection(sysfs::PinDirectionEn direction)
+    {
+        gpio_v2_line_config config{};
+        config.flags = direction == sysfs::PinDirectionEn::Input ? GPIO_V2_LINE_FLAG_INPUT : GPIO_V2_LINE_FLAG_OUTPUT;
+        check(ioctl(line.get(), GPIO_V2_LINE_SET_CONFIG_IOCTL, &config) == 0, "GPIO_V2_LINE_SET_CONFIG_IOCTL");
+    }
+
+private:
+    static int request(const std::string& chip, unsigned offset)
+    {
+        const panelsim::FileDescriptor device(open(chip.c_str(), O_RDWR | O_CLOEXEC), "open");
+        gpio_v2_line_request request{};
+        request.offsets[0] = offset;
+        request.num_lines = 1;
+        return ioctl(device.get(), GPIO_V2_GET_LINE_IOCTL, &request) == 0 ? request.fd : -1;
+    }
+
+    panelsim::FileDescriptor line;
 };
 
 /** Fails unless the line takes and shows both levels; leaves it as an input at the high level that it had last. */
@@ -161,58 +202,79 @@ void expectToReach(Line& line, unsigned gpioNumber)
     }
 }
 
-struct Lines {
-    LayerLine layer;
-    BareLine bare;
-    LibgpiodLine libgpiod;
+template <typename Line>
+struct Side {
+    const char* name;
+    Line& line;
 };
 
-template <typename Operation>
-void compare(const char* name, const char* bareName, Lines& lines, const Operation& operation)
+/** Measures an operation on two lines in turns. */
+template <typename Measured, typename Floor, typename Operation>
+void compare(const char* operationName, Side<Measured> measured, Side<Floor> floor, const Operation& operation)
 {
-    std::vector<double> layer;
-    std::vector<double> bare;
-    std::vector<double> libgpiod;
-    const auto timeOf = [&operation](auto& line) {
-        return bench::nanosecondsEach(operationsInRound, [&](int i) { operation(line, i); });
-    };
+    std::vector<double> measuredTimes;
+    std::vector<double> floorTimes;
     for (int round = 0; round < rounds; ++round) {
-        layer.push_back(timeOf(lines.layer));
-        bare.push_back(timeOf(lines.bare));
-        libgpiod.push_back(timeOf(lines.libgpiod));
+        measuredTimes.push_back(bench::nanosecondsEach(operationsInRound, [&](int i) { operation(measured.line, i); }));
+        floorTimes.push_back(bench::nanosecondsEach(operationsInRound, [&](int i) { operation(floor.line, i); }));
     }
-    constexpr const char* row = "%s in the emulated ARM kernel, against %s\t%.0f\t%.0f\n";
-    std::printf(row, name, "libgpiod", bench::median(layer), bench::median(libgpiod));
-    std::printf(row, name, bareName, bench::median(layer), bench::median(bare));
+    std::printf("%s by %s in the emulated ARM kernel, against %s\t%.0f\t%.0f\n", operationName, measured.name,
+                floor.name, bench::median(measuredTimes), bench::median(floorTimes));
 }
 
-void run(const std::string& label, unsigned layerOffset, unsigned libgpiodOffset)
+constexpr auto readHigh = [](const auto& line, int) {
+    if (!line.get()) {
+        throw std::runtime_error("a high line is read as low");
+    }
+};
+constexpr auto setOtherLevel = [](auto& line, int i) { line.set(i % 2 == 0); };
+
+/** @param offsets of four lines */
+void run(const std::string& label, const std::string& chip, const std::vector<unsigned>& offsets)
 {
     const unsigned base = baseOf(label);
-    const unsigned number = base + layerOffset;
-    Lines lines = {LayerLine(number), BareLine(number), LibgpiodLine(label, libgpiodOffset)};
-    expectToReach(lines.layer, number);
-    expectToReach(lines.libgpiod, base + libgpiodOffset);
-    compare("getValue", "a bare pread", lines, [](const auto& line, int) {
-        if (!line.get()) {
-            throw std::runtime_error("a high line is read as low");
-        }
-    });
-    lines.layer.setDirection(sysfs::PinDirectionEn::Output);
-    lines.libgpiod.setDirection(sysfs::PinDirectionEn::Output);
-    compare("setValue", "a bare pwrite", lines, [](auto& line, int i) { line.set(i % 2 == 0); });
+    LayerLine device("chardev", base + offsets[0]);
+    LayerLine sysfsLine("sysfs", base + offsets[1]);
+    BareFileLine file(base + offsets[1]);
+    BareRequestLine requested(chip, offsets[2]);
+    LibgpiodLine libgpiod(label, offsets[3]);
+    expectToReach(device, base + offsets[0]);
+    expectToReach(sysfsLine, base + offsets[1]);
+    expectToReach(requested, base + offsets[2]);
+    expectToReach(libgpiod, base + offsets[3]);
+    compare("getValue", Side<LayerLine>{"the character device", device},
+            Side<BareRequestLine>{"a bare ioctl", requested}, readHigh);
+    compare("getValue", Side<LayerLine>{"the character device", device}, Side<LibgpiodLine>{"libgpiod", libgpiod},
+            readHigh);
+    compare("getValue", Side<LayerLine>{"sysfs", sysfsLine}, Side<BareFileLine>{"a bare pread", file}, readHigh);
+    for (LayerLine* line : {&device, &sysfsLine}) {
+        line->setDirection(sysfs::PinDirectionEn::Output);
+        line->set(false);
+    }
+    requested.setDirection(sysfs::PinDirectionEn::Output);
+    libgpiod.setDirection(sysfs::PinDirectionEn::Output);
+    compare("setValue", Side<LayerLine>{"the character device", device},
+            Side<BareRequestLine>{"a bare ioctl", requested}, setOtherLevel);
+    compare("setValue", Side<LayerLine>{"the character device", device}, Side<LibgpiodLine>{"libgpiod", libgpiod},
+            setOtherLevel);
+    compare("setValue", Side<LayerLine>{"sysfs", sysfsLine}, Side<BareFileLine>{"a bare pwrite", file}, setOtherLevel);
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc != 4) {
-        std::fprintf(stderr, "usage: %s CHIP-LABEL OFFSET OFFSET, of two lines that nobody holds\n", self);
+    if (argc != 7) {
+        std::fprintf(
+            stderr, "usage: %s CHIP-LABEL CHIP-DEVICE OFFSET OFFSET OFFSET OFFSET, of lines that nobody holds\n", self);
         return 2;
     }
     try {
-        run(argv[1], static_cast<unsigned>(std::stoul(argv[2])), static_cast<unsigned>(std::stoul(argv[3])));
+        std::vector<unsigned> offsets;
+        for (int i = 3; i < argc; ++i) {
+            offsets.push_back(static_cast<unsigned>(std::stoul(argv[i])));
+        }
+        run(argv[1], argv[2], offsets);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s: %s\n", self, error.what());
         return 1;

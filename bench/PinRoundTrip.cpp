@@ -9,8 +9,8 @@
 #include "panelsim/board/BoardConfig.h"
 #include "panelsim/wire/PinServer.h"
 #include "panelsim/wire/Protocol.h"
-#include "panelsim/wire/RemoteGpio.h"
 #include "sysfs/PinDirectionEn.h"
+#include "sysfs/SysfsGpioFactory.h"
 
 #include <algorithm>
 #include <array>
@@ -122,12 +122,12 @@ void compare(int ownProcessor, int peerProcessor)
     check(read(addressPipe[0], address.data(), address.size() - 1) > 0, "the board did not come up");
     setenv(panelsim::socketVariable, address.data(), 1);
 
-    panelsim::RemoteGpio ledPin;
-    ledPin.exportGpio(led);
-    ledPin.init(false, sysfs::PinDirectionEn::Output, false);
-    panelsim::RemoteGpio lcdPin;
-    lcdPin.exportGpio(chipSelect);
-    lcdPin.init(true, sysfs::PinDirectionEn::Output, false);
+    const auto ledPin = sysfs::SysfsGpioFactory().create();
+    ledPin->exportGpio(led);
+    ledPin->init(false, sysfs::PinDirectionEn::Output, false);
+    const auto lcdPin = sysfs::SysfsGpioFactory().create();
+    lcdPin->exportGpio(chipSelect);
+    lcdPin->init(true, sysfs::PinDirectionEn::Output, false);
 
     struct Row {
         const char* what;
@@ -140,9 +140,9 @@ void compare(int ownProcessor, int peerProcessor)
              char byte = 0;
              check(write(pair[0], &byte, 1) == 1 && read(pair[0], &byte, 1) == 1, "the echo failed");
          }},
-        {"LED switched through panelsim", [&](int i) { ledPin.setValue(i % 2 == 0); }},
-        {"LCD chip select switched through panelsim", [&](int i) { lcdPin.setValue(i % 2 == 0); }},
-        {"LED read through panelsim", [&](int) { ledPin.getValue(); }},
+        {"LED switched through panelsim", [&](int i) { ledPin->setValue(i % 2 == 0); }},
+        {"LCD chip select switched through panelsim", [&](int i) { lcdPin->setValue(i % 2 == 0); }},
+        {"LED read through panelsim", [&](int) { ledPin->getValue(); }},
     };
     for (int round = 0; round < rounds; ++round) {
         for (Row& row : rows) {

@@ -28,9 +28,10 @@ macro(package component section depends description)
 endmacro()
 
 package(${gpio_library} libs ""
-"GPIO lines of the kernel's sysfs interface
+"GPIO lines of the kernel
 libfrontpanelhw drives a front panel by the pins of this library, lines of
-/sys/class/gpio. A device can replace it by its own GPIO library.")
+/dev/gpiochipN or /sys/class/gpio. A device can replace it by its own GPIO
+library.")
 package(${library} libs "${gpio_library} (>= ${PROJECT_VERSION})"
 "front panel library: keys, LEDs and a character LCD
 This library detects which front panel a device has, reports its keys,

@@ -1,6 +1,6 @@
 #include "sysfs/GpioExport.h"
 
-#include "sysfs/SysfsFile.h"
+#include "sysfs/GpioFile.h"
 
 #include <cerrno>
 #include <exception>
@@ -10,16 +10,16 @@
 
 namespace sysfs {
 
-GpioExport::GpioExport(ISystemCalls& systemCalls, const std::string& directory, unsigned number)
-    : calls(systemCalls), root(directory), gpioNumber(number)
+GpioExport::GpioExport(ISystemCalls& systemCalls, const std::string& directory, unsigned number, unsigned kernelNumber)
+    : calls(systemCalls), root(directory), gpioNumber(number), name(std::to_string(kernelNumber))
 {
     try {
-        SysfsFile(calls, gpioNumber, root + "/export", O_WRONLY).write(std::to_string(gpioNumber));
+        GpioFile(calls, gpioNumber, root + "/export", O_WRONLY).write(name);
         owned = true;
     } catch (const std::system_error& failure) {
         // EBUSY: it is exported, or a driver has it. EACCES: only root exports here, and may have done so before.
         const bool mayBeExported = failure.code().value() == EBUSY || failure.code().value() == EACCES;
-        if (!mayBeExported || !SysfsFile::exists(calls, root + "/gpio" + std::to_string(gpioNumber))) {
+        if (!mayBeExported || !GpioFile::exists(calls, root + "/gpio" + name)) {
             throw;
         }
     }
@@ -37,7 +37,7 @@ GpioExport::~GpioExport()
 void GpioExport::release()
 {
     if (std::exchange(owned, false)) {
-        SysfsFile(calls, gpioNumber, root + "/unexport", O_WRONLY).write(std::to_string(gpioNumber));
+        GpioFile(calls, gpioNumber, root + "/unexport", O_WRONLY).write(name);
     }
 }
 

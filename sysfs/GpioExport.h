@@ -16,9 +16,11 @@ class GpioExport {
 public:
     /**
      * @param systemCalls and directory have to outlive the object
+     * @param number       for error texts
+     * @param kernelNumber of the GPIO in the kernel's interface
      * @throws std::system_error when the GPIO is not available
      */
-    GpioExport(ISystemCalls& systemCalls, const std::string& directory, unsigned number);
+    GpioExport(ISystemCalls& systemCalls, const std::string& directory, unsigned number, unsigned kernelNumber);
 
     /** Unexports the GPIO. A failure is not reported. */
     ~GpioExport();
@@ -39,6 +41,7 @@ private:
     ISystemCalls& calls;
     const std::string& root;
     unsigned gpioNumber;
+    std::string name;
     bool owned = false;
 };
 

@@ -33,7 +33,10 @@ public:
     /** Keeps its slot; never called. */
     virtual void reserved1() {}
 
-    /** Switches the direction of an initialised pin. An output takes the logical level that was last set. */
+    /**
+     * Switches the direction of an initialised pin. An output takes the logical level that was last asked
+     * for, by init or setValue.
+     */
     virtual void setDirection(PinDirectionEn direction) = 0;
 
     /** @name Keep their slots; never called. */

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cerrno>
 #include <chrono>
 #include <cstddef>
+#include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace sysfs {
 
@@ -21,6 +24,10 @@ public:
     virtual ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) = 0;
     virtual int flock(int descriptor, int operation) = 0;
     virtual int access(const char* path, int mode) = 0;
+    virtual int ioctl(int descriptor, unsigned long request, void* argument) = 0;
+
+    /** @return names of the directory's entries, in any order; none if it cannot be read */
+    virtual std::vector<std::string> list(const char* directory) = 0;
 
     /** @return the time of a clock that never goes back */
     virtual TimePoint now() = 0;
@@ -32,5 +39,16 @@ protected:
     // destruction at exit, so that it outlives every static pin.
     ~ISystemCalls() = default;
 };
+
+/** @return what the call returns when no signal interrupts it */
+template <typename SystemCall>
+auto uninterrupted(SystemCall call)
+{
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
 
 } // namespace sysfs

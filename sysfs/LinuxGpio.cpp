@@ -1,7 +1,8 @@
 #include "sysfs/LinuxGpio.h"
 
+#include "sysfs/CallOrder.h"
 #include "sysfs/GpioExport.h"
-#include "sysfs/SysfsFile.h"
+#include "sysfs/GpioFile.h"
 
 #include <cerrno>
 #include <chrono>
@@ -26,21 +27,22 @@ constexpr std::string_view digit(bool value)
 } // namespace
 
 struct LinuxGpio::Line {
-    Line(ISystemCalls& calls, const std::string& root, unsigned gpioNumber);
+    Line(ISystemCalls& calls, const std::string& root, unsigned gpioNumber, unsigned kernelNumber);
 
     void writeDirection(PinDirectionEn newDirection, bool newLevel);
 
     unsigned number;
     std::string directory;
     GpioExport exported;
-    SysfsFile direction;
-    SysfsFile value;
+    GpioFile direction;
+    GpioFile value;
     std::optional<bool> inverted;
     bool level = false;
 };
 
-LinuxGpio::Line::Line(ISystemCalls& calls, const std::string& root, unsigned gpioNumber)
-    : number(gpioNumber), directory(root + "/gpio" + std::to_string(gpioNumber)), exported(calls, root, gpioNumber),
+LinuxGpio::Line::Line(ISystemCalls& calls, const std::string& root, unsigned gpioNumber, unsigned kernelNumber)
+    : number(gpioNumber), directory(root + "/gpio" + std::to_string(kernelNumber)),
+      exported(calls, root, gpioNumber, kernelNumber),
       direction(calls, gpioNumber, directory + "/direction", O_WRONLY, udevPatience),
       value(calls, gpioNumber, directory + "/value", O_RDWR, udevPatience)
 {
@@ -54,6 +56,7 @@ LinuxGpio::Line::Line(ISystemCalls& calls, const std::string& root, unsigned gpi
 // turns the line into an output.
 void LinuxGpio::Line::writeDirection(PinDirectionEn newDirection, bool newLevel)
 {
+    level = newLevel;
     if (newDirection == PinDirectionEn::Input) {
         direction.write("in");
     } else if (newLevel != inverted.value()) {
@@ -61,10 +64,10 @@ void LinuxGpio::Line::writeDirection(PinDirectionEn newDirection, bool newLevel)
     } else {
         direction.write("low");
     }
-    level = newLevel;
 }
 
-LinuxGpio::LinuxGpio(std::string directory, ISystemCalls& systemCalls) : root(std::move(directory)), calls(systemCalls)
+LinuxGpio::LinuxGpio(std::string directory, ISystemCalls& systemCalls, unsigned numberShift)
+    : root(std::move(directory)), calls(systemCalls), shift(numberShift)
 {
 }
 
@@ -79,8 +82,8 @@ LinuxGpio::~LinuxGpio()
 
 bool LinuxGpio::init(bool inverted, PinDirectionEn direction, bool initialValue)
 {
-    Line& pin = line("init");
-    SysfsFile(calls, pin.number, pin.directory + "/active_low", O_WRONLY, udevPatience).write(digit(inverted));
+    Line& pin = exported(current, "init");
+    GpioFile(calls, pin.number, pin.directory + "/active_low", O_WRONLY, udevPatience).write(digit(inverted));
     pin.inverted = inverted;
     pin.writeDirection(direction, initialValue);
     return true;
@@ -96,45 +99,37 @@ void LinuxGpio::deinit()
 
 void LinuxGpio::setDirection(PinDirectionEn direction)
 {
-    Line& pin = line("setDirection");
+    Line& pin = exported(current, "setDirection");
     if (!pin.inverted) {
-        throw std::logic_error("GPIO " + std::to_string(pin.number) + ": setDirection before init");
+        failBeforeInit(pin.number);
     }
     pin.writeDirection(direction, pin.level);
 }
 
 bool LinuxGpio::setValue(bool value)
 {
-    Line& pin = line("setValue");
-    pin.value.write(digit(value));
+    Line& pin = exported(current, "setValue");
     pin.level = value;
+    pin.value.write(digit(value));
     return true;
 }
 
 bool LinuxGpio::getValue() const
 {
-    return line("getValue").value.readLevel();
+    return exported(current, "getValue").value.readLevel();
 }
 
 void LinuxGpio::exportGpio(unsigned gpioNumber)
 {
     if (current) {
-        throw std::logic_error("GPIO " + std::to_string(current->number) + ": exportGpio again before deinit");
+        failExportedAgain(current->number);
     }
-    current = std::make_unique<Line>(calls, root, gpioNumber);
+    current = std::make_unique<Line>(calls, root, gpioNumber, gpioNumber + shift);
 }
 
 unsigned LinuxGpio::getGpioNumber() const
 {
-    return line("getGpioNumber").number;
-}
-
-LinuxGpio::Line& LinuxGpio::line(const char* operation) const
-{
-    if (!current) {
-        throw std::logic_error(std::string("GPIO pin: ") + operation + " before exportGpio");
-    }
-    return *current;
+    return exported(current, "getGpioNumber").number;
 }
 
 } // namespace sysfs

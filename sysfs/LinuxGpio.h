@@ -20,8 +20,9 @@ public:
     /**
      * @param directory   of the interface, /sys/class/gpio unless it is mounted elsewhere
      * @param systemCalls has to outlive the pin
+     * @param numberShift what the interface's numbers are more than those passed to exportGpio, modulo 2^32
      */
-    LinuxGpio(std::string directory, ISystemCalls& systemCalls);
+    LinuxGpio(std::string directory, ISystemCalls& systemCalls, unsigned numberShift = 0);
 
     /** Like deinit, without reporting a failure. */
     ~LinuxGpio() override;
@@ -63,10 +64,9 @@ public:
 private:
     struct Line;
 
-    Line& line(const char* operation) const;
-
     std::string root;
     ISystemCalls& calls;
+    unsigned shift;
     std::unique_ptr<Line> current;
 };
 

@@ -8,7 +8,7 @@
 namespace sysfs {
 
 /**
- * The platform's pins: lines of the kernel's /sys/class/gpio.
+ * The platform's pins: GPIO lines of the kernel, by its character device or /sys/class/gpio.
  *
  * The class has no data, and create is its only operation that is not defined here: whatever library provides it
  * (this one, a device's own, a simulated panel) serves a program that is already built.

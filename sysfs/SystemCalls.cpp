@@ -1,7 +1,9 @@
 #include "sysfs/SystemCalls.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <thread>
 #include <type_traits>
 #include <unistd.h>
@@ -44,6 +46,23 @@ int SystemCalls::flock(int descriptor, int operation)
 int SystemCalls::access(const char* path, int mode)
 {
     return ::access(path, mode);
+}
+
+int SystemCalls::ioctl(int descriptor, unsigned long request, void* argument)
+{
+    return ::ioctl(descriptor, request, argument);
+}
+
+std::vector<std::string> SystemCalls::list(const char* directory)
+{
+    std::vector<std::string> names;
+    if (DIR* const stream = opendir(directory)) {
+        while (const dirent* const entry = readdir(stream)) {
+            names.emplace_back(entry->d_name);
+        }
+        closedir(stream);
+    }
+    return names;
 }
 
 SystemCalls::TimePoint SystemCalls::now()

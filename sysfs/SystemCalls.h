@@ -2,6 +2,11 @@
 
 #include "sysfs/ISystemCalls.h"
 
+#include <cstddef>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
 namespace sysfs {
 
 /** The system calls of the running kernel. */
@@ -16,6 +21,8 @@ public:
     ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) override;
     int flock(int descriptor, int operation) override;
     int access(const char* path, int mode) override;
+    int ioctl(int descriptor, unsigned long request, void* argument) override;
+    std::vector<std::string> list(const char* directory) override;
     TimePoint now() override;
     void sleepFor(std::chrono::milliseconds duration) override;
 

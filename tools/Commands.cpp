@@ -7,6 +7,7 @@
 #include "tools/UsageError.h"
 
 #include <algorithm>
+#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -46,18 +47,20 @@ std::string noDisplay(const Wiring& wiring)
 
 } // namespace
 
-void printDetectedPanel(Wiring wiring)
+void printDetectedPanel(Wiring wiring, bool quiet)
 {
     wiring.panel = nullptr;
-    printLine(resolvePanel(wiring, 0).kind().name);
+    std::cout.setstate(quiet ? std::ios::failbit : std::ios::goodbit); // which the library logs to
+    const char* const name = resolvePanel(wiring, 0).kind().name;
+    std::cout.clear();
+    printLine(name);
 }
 
 void switchLed(const Wiring& wiring, unsigned led, bool on)
 {
     checkWiring(wiring, LedLines);
     if (led >= wiring.ledCount()) {
-        throw UsageError("there is no LED " + std::to_string(led) + ", the panel has " +
-                         std::to_string(wiring.ledCount()));
+        throw UsageError(noLed(wiring, led));
     }
     switchRun(wiring, led, 1, on);
 }
@@ -68,7 +71,7 @@ void switchAllLeds(const Wiring& wiring, bool on)
     switchRun(wiring, 0, wiring.ledCount(), on);
 }
 
-void printPage(Wiring wiring, const frontpanelhw::drawing::DisplayBuffer& page)
+void printPage(Wiring wiring, const frontpanelhw::drawing::DisplayBuffer& page, std::optional<unsigned> contrast)
 {
     if (!wiring.kind().hasDisplay) {
         throw UsageError(noDisplay(wiring));
@@ -81,7 +84,8 @@ void printPage(Wiring wiring, const frontpanelhw::drawing::DisplayBuffer& page)
     wiring.ledBase = wiring.backlight();
     wiring.givenKeyCount = wiring.givenLedCount = 0;
     wiring.ledsOn.clear();
-    if (!Panel(wiring).show(page)) {
+    Panel panel(wiring);
+    if (!panel.show(page) || (contrast && !panel.setContrast(*contrast))) {
         throw std::runtime_error("the display failed to show the text");
     }
 }

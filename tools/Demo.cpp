@@ -1,5 +1,6 @@
 #include "tools/Demo.h"
 
+#include "frontpanelhw/handler/KeyEventQueue.h"
 #include "tools/Keys.h"
 #include "tools/Output.h"
 #include "tools/Panel.h"
@@ -11,15 +12,18 @@ namespace tools {
 
 namespace {
 
+using frontpanelhw::handler::KeyAction;
+using frontpanelhw::handler::KeyEvent;
+
 constexpr const char* displayFailure = "the display failed";
 
 std::string sentence(const KeyEvent& event)
 {
-    if (event.repeats == 0) {
-        return "Key " + std::to_string(event.key) + (event.pressed ? " pressed" : " released");
+    const std::string key = "Key " + std::to_string(event.key);
+    if (event.action == KeyAction::Repeated) {
+        return key + " held (" + std::to_string(event.repeats) + (event.repeats == 1 ? " repeat)" : " repeats)");
     }
-    return "Key " + std::to_string(event.key) + " held (" + std::to_string(event.repeats) +
-           (event.repeats == 1 ? " repeat)" : " repeats)");
+    return key + (event.action == KeyAction::Pressed ? " pressed" : " released");
 }
 
 class Demo {
@@ -35,12 +39,13 @@ public:
         if (times.afterLampTest) {
             deadline = Interrupt::Clock::now() + std::chrono::seconds(*times.afterLampTest);
         }
-        startKeys();
+        panel.keysAndLeds().connectAnyKeyChangedCb(reportTo(interrupt, events.callback()));
+        panel.keysAndLeds().start(false, 0);
         showPage();
         while (interrupt.wait(deadline)) {
             // A page takes longer than a poll of the keys: only the last of several events is shown, but LEDs see all.
-            for (const KeyEvent& event : events.take()) {
-                apply(event);
+            while (const auto event = events.next(std::chrono::milliseconds(0))) {
+                apply(*event);
             }
             showPage();
         }
@@ -54,20 +59,12 @@ public:
     }
 
 private:
-    /** What keys did before is not known. One that is still held repeats soon. */
-    void startKeys()
-    {
-        events.clear();
-        panel.keysAndLeds().connectAnyKeyChangedCb(reportTo(events, interrupt));
-        panel.keysAndLeds().start(false, 0);
-    }
-
     void apply(const KeyEvent& event)
     {
         ++eventCount;
         lastEvent = sentence(event);
         if (event.key < wiring.ledCount()) {
-            note(panel.keysAndLeds().setLed(event.key, event.pressed),
+            note(panel.keysAndLeds().setLed(event.key, event.action != KeyAction::Released),
                  "LED " + std::to_string(event.key) + " on GPIO " + std::to_string(wiring.ledBase + event.key) +
                      " did not take its level");
         }
@@ -81,7 +78,7 @@ private:
             page.setLineContent(line, std::u16string(texts[line].begin(), texts[line].end()).substr(0, displayChars));
         }
         page.setInverted(0, true, 0, displayChars - 1);
-        note(panel.show(page, [this] { startKeys(); }), displayFailure);
+        note(panel.show(page), displayFailure);
     }
 
     void note(bool ok, const std::string& failure)
@@ -94,7 +91,7 @@ private:
 
     const Wiring wiring;
     Interrupt& interrupt;
-    KeyEventQueue events; // before the panel, whose polling thread fills it
+    frontpanelhw::handler::KeyEventQueue events;
     Panel panel;
     unsigned eventCount = 0;
     std::string lastEvent = "Press a key";

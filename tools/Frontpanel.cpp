@@ -1,5 +1,7 @@
 #include "tools/Frontpanel.h"
 
+#include "frontpanelhw/drawing/Text.h"
+#include "tools/ChipsCommand.h"
 #include "tools/Commands.h"
 #include "tools/Demo.h"
 #include "tools/Interrupt.h"
@@ -7,10 +9,10 @@
 #include "tools/Output.h"
 #include "tools/Panel.h"
 #include "tools/UsageError.h"
-#include "tools/Utf8.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <exception>
 #include <functional>
@@ -27,6 +29,12 @@ namespace {
 constexpr unsigned highestGpio = std::numeric_limits<unsigned>::max();
 constexpr unsigned mostLines = 256;
 constexpr unsigned longestSeconds = 86400;
+constexpr unsigned highestContrast = 100;
+
+using frontpanelhw::drawing::Align;
+
+/** In the order of Align. */
+const std::array<std::string, 3> alignments{"left", "right", "centre"};
 
 /** Allows decimal numbers only: CLI11's own range reads 010 as eight, and allows blanks and signs. */
 CLI::Validator upTo(unsigned max)
@@ -73,6 +81,27 @@ CLI::Option* addNumber(CLI::App& app, const std::string& name, Number& number, u
 CLI::Validator oneOf(const std::vector<std::string>& choices)
 {
     return CLI::IsMember(choices).description("");
+}
+
+/** @return the text for the display @throws UsageError that names what the display does not have */
+std::u16string displayed(const std::string& text)
+{
+    using frontpanelhw::drawing::fromUtf8;
+    constexpr char16_t missing = u'\0'; // the display has no such character
+    for (std::size_t from = 0, to = 0; from < text.size(); from = to) {
+        do {
+            ++to;
+        } while (to < text.size() && (static_cast<unsigned char>(text[to]) & 0xC0U) == 0x80);
+        const std::string character = text.substr(from, to - from);
+        const std::u16string codeUnits = fromUtf8(character, missing);
+        if (codeUnits.size() > 1 || (character.size() == 1 && static_cast<unsigned char>(character[0]) >= 0x80)) {
+            throw UsageError("the text is not valid UTF-8");
+        }
+        if (codeUnits[0] == missing) {
+            throw UsageError("the display has no '" + character + "'");
+        }
+    }
+    return fromUtf8(text);
 }
 
 /** @return for the help, the counts that are always the same */
@@ -171,11 +200,15 @@ private:
 
     void addPinCommands()
     {
-        addCommand("detect", "Print which panel the ID lines show", "frontpanel detect",
-                   [this] { printDetectedPanel(wiring); });
+        addCommand("detect", "Print which panel the ID lines show", "frontpanel detect --quiet", [this] {
+            printDetectedPanel(wiring, quiet);
+        }).add_flag("--quiet", quiet, "Print one word, without the library's log");
+        addCommand("chips", "List the GPIO chips and their numbers, in the form of /etc/sysfsgpio.conf",
+                   "frontpanel chips", [] { listChips(); });
         addCommand("keys", "Print key events until interrupted", "frontpanel keys --key-base 10 --key-count 3",
                    [this] { watchKeys(wiring, interrupt); });
-        auto& one = addCommand("led", "Switch one LED", "frontpanel led 3 on", [this] { switchLed(wiring, led, on); });
+        auto& one = addCommand("led", "Switch one LED; its line is then released, and most GPIO drivers keep its level",
+                               "frontpanel led 3 on", [this] { switchLed(wiring, led, on); });
         one.add_option("N", led, "LED, counted from 0")->check(upTo(highestGpio))->type_name("")->required();
         auto& all = addCommand("leds", "Switch all LEDs", "frontpanel leds off --led-count 8",
                                [this] { switchAllLeds(wiring, on); });
@@ -189,12 +222,15 @@ private:
 
     void addPanelCommands()
     {
-        auto& print = addCommand("print", "Show text on the display, where it stays; put -- before text like -x",
-                                 "frontpanel print 'Hello' '21.5 C' --invert 0 --invert 1:0-3",
-                                 [this] { printPage(wiring, page); });
+        auto& print = addCommand(
+            "print",
+            "Show text on the display, where it stays if the GPIO driver keeps the levels of released lines; "
+            "put -- before text like -x",
+            "frontpanel print 'Hello' '21.5 C' --invert 0 --invert 1:0-3",
+            [this] { printPage(wiring, alignedPage(), contrast); });
         for (unsigned line = 0; line < displayLines; ++line) {
             addText(print, "LINE" + std::to_string(line), "Text of line " + std::to_string(line) + ", in UTF-8",
-                    [this, line](const std::string& text) { setLine(line, text); })
+                    [this, line](const std::string& text) { takeText(line, text); })
                 ->type_name("")
                 ->required(line == 0);
         }
@@ -203,6 +239,13 @@ private:
             ->type_name("CELLS")
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
             ->trigger_on_parse();
+
+        print.add_option("--align", align, "Where texts stand in their lines")
+            ->check(oneOf({alignments.begin(), alignments.end()}))
+            ->type_name(CLI::detail::join(alignments, "|"))
+            ->capture_default_str();
+        addNumber(print, "--contrast", contrast, highestContrast, "PERCENT",
+                  "Contrast of the display, 50 without this option; an RA8806 has no contrast to set");
 
         auto& lampTest = addCommand("lamptest", "Light all LEDs and the whole display for a time",
                                     "frontpanel lamptest 5", [this] { runLampTest(wiring, lampSeconds, interrupt); });
@@ -228,17 +271,22 @@ private:
         return added;
     }
 
-    void setLine(unsigned line, const std::string& text)
+    void takeText(unsigned line, const std::string& text)
     {
-        const auto decoded = decodeUtf8(text);
-        if (!decoded) {
-            throw UsageError("the text is not valid UTF-8");
+        texts[line] = displayed(text);
+        if (texts[line].size() > displayChars) {
+            throw UsageError("the text has " + std::to_string(texts[line].size()) +
+                             " characters, a line of the display " + std::to_string(displayChars));
         }
-        if (decoded->size() > displayChars) {
-            throw UsageError("the text has " + std::to_string(decoded->size()) + " characters, a line of the display " +
-                             std::to_string(displayChars));
+    }
+
+    frontpanelhw::drawing::DisplayBuffer alignedPage()
+    {
+        const auto chosen = std::find(alignments.begin(), alignments.end(), align) - alignments.begin();
+        for (unsigned line = 0; line < displayLines; ++line) {
+            page.setLineContent(line, aligned(texts[line], displayChars, static_cast<Align>(chosen)));
         }
-        page.setLineContent(line, *decoded);
+        return page;
     }
 
     void invert(const std::string& cells)
@@ -268,10 +316,20 @@ private:
             return;
         }
         if (extra->substr(0, 1) == "-") {
-            throw UsageError("unknown option '" + *extra + "'");
+            std::string names;
+            for (const CLI::App* part : {app.get_subcommands().empty() ? &app : app.get_subcommands().front(), &app}) {
+                for (const CLI::Option* option : part->get_options()) {
+                    const bool isNew =
+                        !option->get_lnames().empty() && names.find(option->get_name()) == std::string::npos;
+                    names += isNew ? " " + option->get_name() : "";
+                }
+            }
+            throw UsageError("unknown option '" + *extra + "', known are" + names);
         }
         if (app.get_subcommands().empty()) {
-            throw UsageError("unknown command '" + *extra + "', see frontpanel --help");
+            const auto names = [](const CLI::App* known) { return known->get_name(); };
+            throw UsageError("unknown command '" + *extra + "', known are " +
+                             CLI::detail::join(app.get_subcommands({}), names, " "));
         }
         if (app.got_subcommand("print")) {
             throw UsageError("'" + *extra + "' is too much: the display has " + std::to_string(displayLines) +
@@ -289,6 +347,10 @@ private:
     Wiring wiring;
     unsigned led = 0;
     bool on = false;
+    bool quiet = false;
+    std::array<std::u16string, displayLines> texts;
+    std::string align = alignments.front();
+    std::optional<unsigned> contrast;
     frontpanelhw::drawing::DisplayBuffer page = blankPage();
     unsigned lampSeconds = 0;
     DemoTimes demoTimes;

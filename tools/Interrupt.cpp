@@ -85,12 +85,16 @@ void Interrupt::end()
 
 void Interrupt::watch()
 {
-    int taken = 0;
-    sigwait(&signals, &taken);
-    if (taken == wakeUpSignal) {
-        return;
-    }
+    int taken = wakeUpSignal;
     std::unique_lock<std::mutex> lock(mutex);
+    while (taken == wakeUpSignal) { // another process may send it as well
+        if (destroyed) {
+            return;
+        }
+        lock.unlock();
+        sigwait(&signals, &taken);
+        lock.lock();
+    }
     signal = taken;
     ended = true;
     changed.notify_all();

@@ -1,52 +1,33 @@
 #include "tools/Keys.h"
 
 #include "frontpanelhw/fp/FpBase.h"
+#include "frontpanelhw/handler/KeyEventQueue.h"
 #include "sysfs/SysfsGpioFactory.h"
 #include "tools/Output.h"
 
+#include <memory>
+#include <string>
+#include <utility>
+
 namespace tools {
 
-std::string describe(const KeyEvent& event)
-{
-    const char* const pressed = event.repeats == 0 ? " pressed" : " repeated";
-    return "key " + std::to_string(event.key) + (event.pressed ? pressed : " released");
-}
-
-KeyEvent KeyEventQueue::push(unsigned key, bool pressed)
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    KeyEvent event{key, pressed, 0};
-    if (!pressed) {
-        repeatsOfHeldKeys.erase(key);
-    } else if (const auto [held, isNew] = repeatsOfHeldKeys.try_emplace(key, 0); !isNew) {
-        event.repeats = ++held->second;
-    }
-    events.push_back(event);
-    return event;
-}
-
-std::vector<KeyEvent> KeyEventQueue::take()
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    std::vector<KeyEvent> taken;
-    taken.swap(events);
-    return taken;
-}
-
-void KeyEventQueue::clear()
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    events.clear();
-    repeatsOfHeldKeys.clear();
-}
+namespace handler = frontpanelhw::handler;
 
 // The callback uses neither LEDs nor display: their operations are for one thread at a time, and keys would go unseen
 // while the display is written. It prints the text because the panel's log line for the event comes from the same
 // thread: from another thread the text could land inside the log line of the next event.
-std::function<void(unsigned, bool)> reportTo(KeyEventQueue& events, Interrupt& interrupt)
+std::function<void(unsigned, bool)> reportTo(Interrupt& interrupt, std::function<void(unsigned, bool)> next)
 {
-    return [&events, &interrupt](unsigned key, bool pressed) {
-        printLine(describe(events.push(key, pressed)));
+    const auto printed = std::make_shared<handler::KeyEventQueue>();
+    return [&interrupt, next = std::move(next), printed, add = printed->callback()](unsigned key, bool pressed) {
+        add(key, pressed);
+        while (const auto event = printed->next(std::chrono::milliseconds(0))) {
+            constexpr const char* words[] = {" pressed", " repeated", " released"};
+            printLine("key " + std::to_string(event->key) + words[static_cast<unsigned>(event->action)]);
+        }
+        if (next) {
+            next(key, pressed);
+        }
         if (outputFailed()) {
             interrupt.end();
         }
@@ -64,12 +45,10 @@ void watchKeys(const Wiring& given, Interrupt& interrupt)
     }
     requireReadable(wiring.keyBase, wiring.keyCount());
     sysfs::SysfsGpioFactory factory;
-    KeyEventQueue events;
     frontpanelhw::fp::FpBase keys(factory, wiring.keyBase, wiring.keyCount(), wiring.ledBase, 0, {}, {});
-    keys.connectAnyKeyChangedCb(reportTo(events, interrupt));
+    keys.connectAnyKeyChangedCb(reportTo(interrupt));
     keys.start(false, 0);
     while (interrupt.wait()) {
-        events.take();
     }
 }
 

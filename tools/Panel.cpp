@@ -3,7 +3,6 @@
 #include "tools/Output.h"
 
 #include <exception>
-#include <utility>
 
 namespace tools {
 
@@ -18,55 +17,43 @@ DisplayBuffer blankPage(bool inverted)
     return page;
 }
 
-Panel::Panel(Wiring itsWiring) : wiring(std::move(itsWiring))
+Panel::Panel(const Wiring& wiring)
+    : panel(wiring.kind().construct(wiring)), display(dynamic_cast<frontpanelhw::fp::Indoor*>(panel.get()))
 {
-    construct();
 }
 
 Panel::~Panel()
 {
     if (std::uncaught_exceptions() > 0) {
-        stopEvenIfPinsFail();
-    }
-}
-
-void Panel::construct()
-{
-    panel = wiring.kind().construct(wiring);
-    display = dynamic_cast<frontpanelhw::fp::ILcdFp*>(panel.get());
-}
-
-void Panel::stopEvenIfPinsFail() const
-{
-    try {
-        if (panel) {
+        try {
             panel->stop();
+        } catch (const std::exception&) {
+            // The failure that led here says more.
         }
-    } catch (const std::exception&) {
-        // The failure that led here says more.
     }
 }
 
-bool Panel::show(const DisplayBuffer& page, const std::function<void()>& restore)
+bool Panel::show(const DisplayBuffer& page)
 {
     bool shown = display == nullptr || display->printBuffer(page);
-    if (!shown && mayConstructAgain) {
+    if (!shown && mayRestart) {
         complain("the display failed and is started again");
-        stopEvenIfPinsFail();
-        panel.reset(); // releases the lines, which the new one needs
-        construct();
+        display->restartDisplay();
         shown = display->printBuffer(page);
-        restore();
     }
-    mayConstructAgain = shown;
+    mayRestart = shown;
     return shown;
+}
+
+bool Panel::setContrast(unsigned percent)
+{
+    return display->setContrast(percent);
 }
 
 bool Panel::testLamps(unsigned seconds, Interrupt& interrupt)
 {
-    const auto lightAll = [this] { panel->setAllLeds(true); };
-    lightAll();
-    const bool filled = show(blankPage(true), lightAll);
+    panel->setAllLeds(true);
+    const bool filled = show(blankPage(true));
     interrupt.wait(Interrupt::Clock::now() + std::chrono::seconds(seconds));
     panel->setAllLeds(false);
     return show(blankPage()) && filled;

@@ -2,11 +2,10 @@
 
 #include "frontpanelhw/drawing/DisplayBuffer.h"
 #include "frontpanelhw/fp/IFp.h"
-#include "frontpanelhw/fp/ILcdFp.h"
+#include "frontpanelhw/fp/Indoor.h"
 #include "tools/Interrupt.h"
 #include "tools/Wiring.h"
 
-#include <functional>
 #include <memory>
 
 namespace tools {
@@ -26,7 +25,7 @@ public:
      * @param wiring with the panel known
      * @throws std::exception when a pin throws
      */
-    explicit Panel(Wiring wiring);
+    explicit Panel(const Wiring& wiring);
 
     /**
      * Releases all lines. When an exception ends the panel's use, stops it first, even if a pin fails again: LEDs must
@@ -37,19 +36,18 @@ public:
     Panel(const Panel&) = delete;
     Panel& operator=(const Panel&) = delete;
 
-    /** @return the panel, until show constructs another one */
+    /** @return the panel */
     frontpanelhw::fp::IFp& keysAndLeds() const { return *panel; }
 
     /**
-     * Shows a page. If the display fails, the whole panel is stopped, destroyed and constructed again, which writes all
-     * registers of the display, and the page is printed once more. If that fails too, later pages are only printed,
-     * until one succeeds.
-     * @param restore what to do with the new panel, whose polling is stopped and whose LEDs are as at the start
+     * Shows a page. If the display fails, it is restarted and the page is printed once more. If that fails too, later
+     * pages are only printed, until one succeeds.
      * @return false when the display failed in spite of that; without a display, true
-     * @throws std::exception when a pin throws while the panel is constructed; there is no panel then
      */
-    bool show(
-        const frontpanelhw::drawing::DisplayBuffer& page, const std::function<void()>& restore = [] {});
+    bool show(const frontpanelhw::drawing::DisplayBuffer& page);
+
+    /** Sets the display's contrast, in percent. There must be a display. @return false when it failed */
+    bool setContrast(unsigned percent);
 
     /**
      * Lights every LED and fills the display, for a time or until interrupted. Then the LEDs go back to their states
@@ -59,13 +57,9 @@ public:
     bool testLamps(unsigned seconds, Interrupt& interrupt);
 
 private:
-    void construct();
-    void stopEvenIfPinsFail() const;
-
-    Wiring wiring;
     std::unique_ptr<frontpanelhw::fp::IFp> panel;
-    frontpanelhw::fp::ILcdFp* display = nullptr;
-    bool mayConstructAgain = true;
+    frontpanelhw::fp::Indoor* display; ///< the panel, if it has one
+    bool mayRestart = true;
 };
 
 } // namespace tools

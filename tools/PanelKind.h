@@ -19,7 +19,7 @@ struct PanelKind {
     bool isFixed; ///< counts are always these, LEDs are all active-high and off at the start
     bool hasDisplay;
 
-    /** Constructs the panel on its lines. A panel with a display is an ILcdFp. */
+    /** Constructs the panel on its lines. A panel with a display is an Indoor. */
     std::unique_ptr<frontpanelhw::fp::IFp> (*construct)(const Wiring&);
 };
 

@@ -32,6 +32,11 @@ struct Run {
     }
 };
 
+std::string indexes(unsigned count)
+{
+    return count == 0 ? "none" : "0 to " + std::to_string(count - 1);
+}
+
 void checkRuns(const Wiring& wiring, unsigned linesInUse)
 {
     constexpr unsigned highest = std::numeric_limits<unsigned>::max();
@@ -85,14 +90,13 @@ void checkLeds(const Wiring& wiring)
     const std::uint64_t backlight = std::uint64_t{wiring.ledBase} + count;
     for (const unsigned led : wiring.invertedLeds) {
         if (led >= count && led != backlight) {
-            throw UsageError("--inverted-leds: " + std::to_string(led) + " is neither one of the " +
-                             std::to_string(count) + " LEDs nor the backlight's GPIO " + std::to_string(backlight));
+            throw UsageError("--inverted-leds: " + std::to_string(led) + " is neither an LED (" + indexes(count) +
+                             ") nor the backlight's GPIO " + std::to_string(backlight));
         }
     }
     for (const unsigned led : wiring.ledsOn) {
         if (led >= count) {
-            throw UsageError("--leds-on: there is no LED " + std::to_string(led) + ", the panel has " +
-                             std::to_string(count));
+            throw UsageError("--leds-on: " + noLed(wiring, led));
         }
     }
 }
@@ -127,6 +131,11 @@ const PanelKind* detectPanel(unsigned idBase)
 }
 
 } // namespace
+
+std::string noLed(const Wiring& wiring, unsigned led)
+{
+    return "there is no LED " + std::to_string(led) + ", the panel has " + indexes(wiring.ledCount());
+}
 
 void checkWiring(const Wiring& wiring, unsigned linesInUse)
 {

@@ -3,6 +3,7 @@
 #include "tools/PanelKind.h"
 
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace tools {
@@ -35,6 +36,9 @@ enum Lines : unsigned {
     DisplayLines = 8, ///< with the backlight, where the panel has a display
     PanelLines = KeyLines | LedLines | DisplayLines
 };
+
+/** @return the complaint about an LED that the panel does not have */
+std::string noLed(const Wiring& wiring, unsigned led);
 
 /**
  * Looks for contradictions in what is known, without use of a GPIO; overlaps count only among the lines in use.

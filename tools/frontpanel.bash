@@ -5,7 +5,7 @@ _frontpanel()
     local program=${COMP_WORDS[0]/#~\//$HOME/}
     local cur=${COMP_WORDS[COMP_CWORD]}
     local prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local command="" help words i
+    local command="" help own="" words i
 
     # The first word that is neither an option nor an option's value.
     for ((i = 1; i < COMP_CWORD; i++)); do
@@ -20,16 +20,17 @@ _frontpanel()
     done
 
     help=$("$program" --help 2>/dev/null)
+    [[ -n $command ]] && own=$("$program" "$command" --help 2>/dev/null)
     case $prev in
     -h | --help | --version | --) ;;
     --*)
-        words=$(sed -n "s/^  $prev \([a-z]*|[a-z|]*\)=.*/\1/p" <<<"$help")
+        words=$(sed -n "s/^  $prev \([a-z]*|[a-z|]*\)=.*/\1/p" <<<"$help"$'\n'"$own")
         mapfile -t COMPREPLY < <(compgen -W "${words//|/ }" -- "$cur")
         return
         ;;
     esac
     if [[ -n $command ]]; then
-        help=$(sed -n '/^Wiring:/,/^$/p' <<<"$help")$'\n'$("$program" "$command" --help 2>/dev/null)
+        help=$(sed -n '/^Wiring:/,/^$/p' <<<"$help")$'\n'$own
     fi
     words=$(sed -n 's/^ *\(-h,\)\{0,1\}\(--[a-z-]*\).*/\2/p; /^Subcommands:/,/^$/s/^  \([a-z]*\) .*/\1/p' <<<"$help")
     if [[ $command != led || $prev == [0-9]* ]]; then

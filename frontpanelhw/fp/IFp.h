@@ -33,7 +33,8 @@ public:
      * on the key polling thread with the key index, counted from 0, and the key's level (true = pressed): on press, on
      * release and, while only this key is held, at every 9th poll; keys held together share that count. An exception
      * that it throws is dropped if it derives from std::exception and ends the process otherwise. While keys are
-     * polled, a call that has begun still ends in the earlier callback, and the polling thread destroys that one.
+     * polled, an event that is just being reported still goes to the earlier callback, whose call may then begin after
+     * this one has returned; the polling thread destroys the earlier callback.
      */
     virtual void connectAnyKeyChangedCb(const std::function<void(unsigned, bool)>& cb) = 0;
 

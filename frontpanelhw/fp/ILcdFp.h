@@ -21,9 +21,10 @@ namespace frontpanelhw::fp {
  *
  * After an operation that returned false, or a failure that the constructor or the lamp test reported on standard
  * error, chip and panel may differ: in the pages, the cursor and the inversion, in any register of the chip, and in the
- * direction of the data lines. To be certain that the display shows a page, destroy the panel, construct it again and
- * print the page again. Nothing less is certain, as only the constructor writes all registers: printing again repairs
- * most single failures but not all, and may return true although the page is wrong.
+ * direction of the data lines. To be certain that the display shows a page, bring it up again with
+ * Indoor::restartDisplay, which keeps keys, callback and LEDs, and print the page again. Nothing less is certain:
+ * printing again repairs most single failures but not all, and may return true although the page is wrong. A panel is
+ * constructed again only if its constructor threw, or if another program has unexported one of its lines.
  */
 class FRONTPANELHW_EXPORT ILcdFp : public IFp {
 public:
@@ -53,8 +54,7 @@ public:
 
     /**
      * Resets the controller chip, which takes at least 362 ms, and switches the backlight off. The chip's registers are
-     * then at their reset values, which no operation here replaces: to show text again, destroy the panel and construct
-     * it again. A GPIO layer that locks lines does not let a second panel use them before this one is destroyed.
+     * then at their reset values; to show text again, call Indoor::restartDisplay and print.
      */
     virtual bool resetController() = 0;
 

@@ -85,4 +85,19 @@ bool Indoor::enable(bool on)
     return impl->enable(on);
 }
 
+bool Indoor::setBacklight(bool on)
+{
+    return impl->setBacklight(on);
+}
+
+bool Indoor::setContrast(unsigned percent)
+{
+    return impl->setContrast(percent);
+}
+
+bool Indoor::restartDisplay()
+{
+    return impl->restartDisplay();
+}
+
 } // namespace frontpanelhw::fp

@@ -41,6 +41,15 @@ public:
     bool swapPage() override;
     bool enable(bool on) override;
 
+    /** As LcdFp::setBacklight. */
+    bool setBacklight(bool on);
+
+    /** As LcdFp::setContrast: on an RA8806, it returns true and changes nothing. */
+    bool setContrast(unsigned percent);
+
+    /** As IndoorFpImpl::restartDisplay: the way back to a working display after a failure or resetController. */
+    bool restartDisplay();
+
 private:
     std::unique_ptr<IndoorFpImpl> impl;
 };

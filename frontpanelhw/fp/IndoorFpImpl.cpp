@@ -7,19 +7,28 @@
 #include "frontpanelhw/lcd/Ra8822LcdController.h"
 
 #include <algorithm>
+#include <exception>
+#include <iostream>
+#include <mutex>
 #include <utility>
 
 namespace frontpanelhw::fp {
 
 namespace {
 
-std::unique_ptr<lcd::IRaController> makeProfile(lcd::LcdRa8822& bus)
+std::unique_ptr<lcd::LcdControllerBase> makeController(lcd::LcdRa8822& bus)
 {
+    std::unique_ptr<lcd::IRaController> profile;
     if (bus.lcdType() == lcd::LcdRa8822::ra8806) {
-        return std::make_unique<lcd::Ra8806RegistersController>(bus);
+        profile = std::make_unique<lcd::Ra8806RegistersController>(bus);
+    } else {
+        profile = std::make_unique<lcd::Ra8803RegistersController>(bus);
     }
-    return std::make_unique<lcd::Ra8803RegistersController>(bus);
+    return std::make_unique<lcd::Ra8822LcdController>(bus, std::move(profile));
 }
+
+/** Held while a panel replaces its display's objects, as any thread may call isRunning. */
+std::mutex replacement;
 
 } // namespace
 
@@ -38,7 +47,7 @@ IndoorFpImpl::IndoorFpImpl(sysfs::ISysfsGpioFactory& factory, unsigned keyGpioBa
     lcd = std::make_unique<lcd::LcdRa8822>(*gpios, isBacklightInverted(backlightGpioNumber, invertedLeds));
     exportLcdGpios(lcdGpioBase, backlightGpioNumber);
     lcd->init();
-    initController(std::make_unique<lcd::Ra8822LcdController>(*lcd, makeProfile(*lcd)));
+    initController(makeController(*lcd));
 }
 
 IndoorFpImpl::~IndoorFpImpl() = default;
@@ -55,6 +64,25 @@ void IndoorFpImpl::exportLcdGpios(unsigned lcdGpioBase, unsigned backlightGpioNu
     gpios->writeStrobeGpio->exportGpio(next++);
     gpios->resetGpio->exportGpio(next);
     gpios->backlightGpio->exportGpio(backlightGpioNumber);
+}
+
+/** On a new bus driver: one that has identified an RA8806 never goes back to RA8803. */
+bool IndoorFpImpl::restartDisplay()
+{
+    auto bus = std::make_unique<lcd::LcdRa8822>(*gpios, lcd->hasInvertedBacklight());
+    bool ok = false;
+    try {
+        ok = bus->init();
+    } catch (const std::exception& e) {
+        std::cerr << "ERROR: unable to initialize lcd gpios; " << e.what() << "\n";
+    }
+    auto newController = makeController(*bus);
+    {
+        const std::lock_guard<std::mutex> lock(replacement);
+        lcd.swap(bus); // the earlier driver outlives the controller on it
+        controller.swap(newController);
+    }
+    return controller->init() && ok;
 }
 
 void IndoorFpImpl::connectAnyKeyChangedCb(const std::function<void(unsigned, bool)>& cb)
@@ -79,6 +107,7 @@ void IndoorFpImpl::stop()
 
 bool IndoorFpImpl::isRunning()
 {
+    const std::lock_guard<std::mutex> lock(replacement);
     return controller->isInitialized() && FpBase::isRunning();
 }
 

@@ -45,6 +45,18 @@ public:
     /** Binds the LCD's pins to their GPIO numbers; called by the constructor only. */
     void exportLcdGpios(unsigned lcdGpioBase, unsigned backlightGpioNumber);
 
+    /**
+     * Brings the display up as the constructor does, on the pins that there are: configures them, resets the chip,
+     * identifies it, writes all its registers and clears both pages, which takes at least 362 ms. Display, backlight
+     * and contrast are then as after construction. Keys, callback and LEDs go on meanwhile.
+     *
+     * A pin that fails is reported on standard error. When one fails in its configuration or in the reset, display
+     * operations return false and isRunning is false until a restart succeeds.
+     * @return true when the chip was reset and all writes succeeded; reads of the chip's identity and status that
+     *         failed are only reported, and make another restart necessary
+     */
+    bool restartDisplay();
+
     void connectAnyKeyChangedCb(const std::function<void(unsigned, bool)>& cb) override;
     bool setLed(unsigned index, bool on) override;
     void setAllLeds(bool on) override;

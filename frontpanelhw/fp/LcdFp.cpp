@@ -18,6 +18,16 @@ bool LcdFp::initController(std::unique_ptr<lcd::LcdControllerBase> newController
     return controller && controller->init();
 }
 
+bool LcdFp::setBacklight(bool on)
+{
+    return controller && controller->setBacklight(on);
+}
+
+bool LcdFp::setContrast(unsigned percent)
+{
+    return controller && controller->setContrast(percent);
+}
+
 void LcdFp::fullfillDisplay()
 {
     if (!controller) {

@@ -32,6 +32,16 @@ public:
      */
     bool initController(std::unique_ptr<lcd::LcdControllerBase> controller);
 
+    /** Switches the backlight. @return true when its pin accepted the level; false without a controller */
+    bool setBacklight(bool on);
+
+    /**
+     * Sets the contrast; an RA8806 has none to set: true is returned and nothing changes.
+     * @param percent 0 to 100, others are refused
+     * @return true when the chip's register, if it has one, was written; false without a controller
+     */
+    bool setContrast(unsigned percent);
+
     /** Display test: shows a page of inverted spaces, lit by the backlight; results are dropped. */
     void fullfillDisplay();
 

@@ -61,8 +61,8 @@ public:
 
     /**
      * Replaces anyKeyChangedCb, from any thread and at any time, without waiting for the polling thread. While keys are
-     * polled, that thread installs the function between two events; a call that has begun still ends in the earlier
-     * function. When stop returns, the function is installed.
+     * polled, that thread installs the function between two events; an event that is just being reported still goes to
+     * the earlier function. When stop returns, the function is installed.
      */
     void replaceCallback(std::function<void(unsigned, bool)> callback);
 

@@ -1,6 +1,7 @@
 #include "frontpanelhw/lcd/LcdRa8822.h"
 
 #include "frontpanelhw/Wait.h"
+#include "frontpanelhw/lcd/Hexadecimal.h"
 
 #include <chrono>
 #include <exception>
@@ -63,7 +64,7 @@ bool LcdRa8822::init()
     if (id != ra8803Id) {
         type = ra8806;
     }
-    std::cout << "INFO: LcdControl " << std::hex << static_cast<unsigned>(id) << "\n";
+    std::cout << "INFO: LcdControl " << hexadecimal << static_cast<unsigned>(id) << "\n";
     return true;
 }
 

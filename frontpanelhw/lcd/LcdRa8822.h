@@ -45,6 +45,9 @@ public:
     /** @return ra8803 or ra8806, as the chip is driven; final after init */
     unsigned lcdType() const;
 
+    /** @return whether the backlight is active-low */
+    bool hasInvertedBacklight() const { return backlightInverted; }
+
     /** @name Bus primitives: only getData checks for initialisation; exceptions of pins pass. */
     ///@{
     /** Switches all eight data lines, line 0 first; outputs take the levels last set. */

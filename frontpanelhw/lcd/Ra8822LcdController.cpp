@@ -2,6 +2,7 @@
 
 #include "frontpanelhw/drawing/DisplayChar.h"
 #include "frontpanelhw/drawing/LowByte.h"
+#include "frontpanelhw/lcd/Hexadecimal.h"
 
 #include <iostream>
 #include <utility>
@@ -38,7 +39,7 @@ bool Ra8822LcdController::init()
 
     unsigned char status = 0;
     const bool statusRead = lcd.readStatus(status);
-    std::cout << "INFO: status register: " << (statusRead ? "1" : "0") << " 0x" << std::hex
+    std::cout << "INFO: status register: " << (statusRead ? "1" : "0") << " 0x" << hexadecimal
               << static_cast<unsigned>(status) << "\n";
     return ok;
 }

@@ -1,42 +1,81 @@
 #include "panelsim/app/AppProcess.h"
 
-#include "panelsim/board/FileDescriptor.h"
+#include "panelsim/wire/Protocol.h"
 
-#include <array>
-#include <cerrno>
-#include <fcntl.h>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <poll.h>
 #include <spawn.h>
+#include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
-#include <utility>
 
 namespace panelsim {
 
 namespace {
 
-struct Pipe {
-    FileDescriptor reading;
-    FileDescriptor writing;
-};
-
-Pipe openPipe()
+std::string findLibrary()
 {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot open a pipe");
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    for (const auto& directory : {program, program / PANELSIM_PRELOAD_DIRECTORY}) {
+        std::error_code missing;
+        std::string library = std::filesystem::canonical(directory / "libpanelsim-gpio.so", missing);
+        if (missing) {
+            continue;
+        }
+        if (library.find_first_of(" \t\n:") != std::string::npos) {
+            throw std::runtime_error("'" + library +
+                                     "' cannot be preloaded, since its path has a blank or a colon: move it elsewhere");
+        }
+        return library;
     }
-    return {FileDescriptor(ends[0], ""), FileDescriptor(ends[1], "")};
+    throw std::runtime_error("libpanelsim-gpio.so is neither in " + program.string() + " nor in " +
+                             (program / PANELSIM_PRELOAD_DIRECTORY).lexically_normal().string() +
+                             ": build or install all of panelsim");
 }
 
-pid_t spawn(const std::vector<std::string>& command, const sigset_t& mask, bool ownGroup, int output, int error)
+/** Puts the text before the variable's value, with a separator if it has one. */
+void prepend(const char* variable, const std::string& text)
 {
+    const char* const value = std::getenv(variable);
+    const bool isEmpty = value == nullptr || *value == '\0';
+    setenv(variable, (isEmpty ? text : text + ":" + value).c_str(), 1);
+}
+
+/** @return the children of this process, which the main thread has started or got; empty on kernels that do not say */
+std::vector<pid_t> children()
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(getpid()) + "/children");
+    std::vector<pid_t> found;
+    for (pid_t child = 0; file >> child;) {
+        found.push_back(child);
+    }
+    return found;
+}
+
+} // namespace
+
+void preparePreloading(const std::string& pinAddress)
+{
+    prepend("LD_PRELOAD", findLibrary());
+    // The address sanitizer wants to be the first library of an application built with it, which it cannot be now.
+    prepend("ASAN_OPTIONS", "verify_asan_link_order=0");
+    setenv(socketVariable, pinAddress.c_str(), 1);
+}
+
+AppProcess::AppProcess(const std::vector<std::string>& command, const sigset_t& mask, AppLog& log)
+    : ownGroup(isatty(STDIN_FILENO) == 0)
+{
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&files, error, STDERR_FILENO);
+    copiers.emplace_back(STDOUT_FILENO, LogLine::Source::Output, log);
+    copiers.emplace_back(STDERR_FILENO, LogLine::Source::Error, log);
+    posix_spawn_file_actions_adddup2(&files, copiers[0].writingEnd().get(), STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&files, copiers[1].writingEnd().get(), STDERR_FILENO);
 
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
@@ -54,39 +93,29 @@ pid_t spawn(const std::vector<std::string>& command, const sigset_t& mask, bool 
         arguments.push_back(const_cast<char*>(argument.c_str()));
     }
     arguments.push_back(nullptr);
-    pid_t pid = -1;
     const int failure = posix_spawnp(&pid, arguments.front(), &files, &attributes, arguments.data(), environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&files);
     if (failure != 0) {
         throw std::system_error(failure, std::generic_category(), "cannot start '" + command.front() + "'");
     }
-    return pid;
-}
-
-/** @return the children of this process, which the main thread has started or got; empty on kernels that do not say */
-std::vector<pid_t> children()
-{
-    const std::string self = std::to_string(getpid());
-    std::ifstream file("/proc/self/task/" + self + "/children");
-    std::vector<pid_t> found;
-    for (pid_t child = 0; file >> child;) {
-        found.push_back(child);
+    for (OutputCopier& copier : copiers) {
+        copier.writingEnd().close();
     }
-    return found;
 }
 
-} // namespace
-
-AppProcess::AppProcess(const std::vector<std::string>& command, const sigset_t& mask, AppLog& log)
-    : ownGroup(isatty(STDIN_FILENO) == 0)
+void AppProcess::copyOutput(int otherDescriptor, int milliseconds)
 {
-    prctl(PR_SET_CHILD_SUBREAPER, 1);
-    Pipe output = openPipe();
-    Pipe error = openPipe();
-    pid = spawn(command, mask, ownGroup, output.writing.get(), error.writing.get());
-    copiers.emplace_back(std::move(output.reading), STDOUT_FILENO, LogLine::Source::Output, log);
-    copiers.emplace_back(std::move(error.reading), STDERR_FILENO, LogLine::Source::Error, log);
+    std::vector<pollfd> polled = {{otherDescriptor, POLLIN, 0}};
+    for (const OutputCopier& copier : copiers) {
+        polled.push_back(copier.awaited());
+    }
+    poll(polled.data(), polled.size(), milliseconds);
+    for (std::size_t i = 0; i < copiers.size(); ++i) {
+        if (polled[i + 1].revents != 0) {
+            copiers[i].step();
+        }
+    }
 }
 
 std::optional<AppState> AppProcess::takeEnd()

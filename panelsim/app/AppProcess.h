@@ -1,16 +1,25 @@
 #pragma once
 
-#include "panelsim/app/OutputCopier.h"
+#include "panelsim/app/Output.h"
 #include "panelsim/board/AppLog.h"
 #include "panelsim/board/AppState.h"
 
 #include <csignal>
+#include <deque>
 #include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
 namespace panelsim {
+
+/**
+ * Sets the environment of this process to what an application needs to use simulated pins: the library that is loaded
+ * into it ahead of its own, which is beside this program in a build tree or where it is installed, and the address.
+ * @param pinAddress as the pin server gives it
+ * @throws std::runtime_error when the library is not there or its path cannot be preloaded
+ */
+void preparePreloading(const std::string& pinAddress);
 
 /**
  * An application, from its start to its end. Its standard output and error are copied to this process's own. It gets a
@@ -27,11 +36,8 @@ public:
      */
     AppProcess(const std::vector<std::string>& command, const sigset_t& mask, AppLog& log);
 
-    AppProcess(const AppProcess&) = delete;
-    AppProcess& operator=(const AppProcess&) = delete;
-
-    /** @return the copying of its standard output and error */
-    std::vector<OutputCopier>& outputs() { return copiers; }
+    /** Copies output that has come; waits so long for it, or until the other descriptor can be read. */
+    void copyOutput(int otherDescriptor, int milliseconds);
 
     /** @return its state once it has ended, with all of its output copied, for the first time only */
     std::optional<AppState> takeEnd();
@@ -52,7 +58,7 @@ private:
     const bool ownGroup;
     pid_t pid = -1;
     bool ended = false;
-    std::vector<OutputCopier> copiers;
+    std::deque<OutputCopier> copiers;
 };
 
 } // namespace panelsim

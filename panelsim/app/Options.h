@@ -1,7 +1,7 @@
 #pragma once
 
+#include "panelsim/board/Board.h"
 #include "panelsim/board/BoardConfig.h"
-#include "panelsim/board/PinFault.h"
 #include "panelsim/web/HttpAddress.h"
 
 #include <chrono>
@@ -30,7 +30,7 @@ struct Options {
 /**
  * Reads the command line; everything after "--" is the application's.
  * @return empty when it only asked for help or the version, which is then on standard output
- * @throws std::runtime_error with one line that names the option
+ * @throws std::invalid_argument with one line that names the option
  */
 std::optional<Options> parseOptions(int argc, const char* const* argv);
 

@@ -6,22 +6,31 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
-#include <cstddef>
 #include <fcntl.h>
-#include <poll.h>
 #include <sstream>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace panelsim {
 
 namespace {
 
-constexpr int patience = 2000; // milliseconds
+constexpr int readerPatience = 2000; // milliseconds
+constexpr std::size_t mostRead = 65536;
 
 bool isTaken(int descriptor, int milliseconds)
 {
     pollfd polled{descriptor, POLLOUT, 0};
     return poll(&polled, 1, milliseconds) != 0;
+}
+
+/** Removes what was written. @return false for an error that is not over soon */
+bool writeSome(int descriptor, std::string_view& bytes)
+{
+    // So much fits at least.
+    const ssize_t written = write(descriptor, bytes.data(), std::min<std::size_t>(bytes.size(), PIPE_BUF));
+    bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+    return written >= 0 || errno == EAGAIN || errno == EINTR;
 }
 
 } // namespace
@@ -36,30 +45,16 @@ void occupyStandardDescriptors()
     }
 }
 
-ssize_t writeSome(int descriptor, std::string_view bytes)
-{
-    if (!isTaken(descriptor, 0)) {
-        errno = EAGAIN;
-        return -1;
-    }
-    return write(descriptor, bytes.data(), std::min<std::size_t>(bytes.size(), PIPE_BUF)); // so much fits at least
-}
-
-void writeAll(int descriptor, std::string_view bytes)
+bool writeAll(int descriptor, std::string_view bytes)
 {
     static std::atomic<bool> givenUp{false}; // one reader that stands still is not waited for again
     while (!bytes.empty()) {
-        if (!isTaken(descriptor, givenUp ? 0 : patience)) {
-            givenUp = true;
-            return;
+        givenUp = !isTaken(descriptor, givenUp ? 0 : readerPatience);
+        if (givenUp || !writeSome(descriptor, bytes)) {
+            return false;
         }
-        const ssize_t written = writeSome(descriptor, bytes);
-        if (written < 0 && errno != EINTR && errno != EAGAIN) {
-            return;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
     }
-    givenUp = false;
+    return true;
 }
 
 void say(const std::string& text)
@@ -70,6 +65,65 @@ void say(const std::string& text)
         said += printable(line) + "\n";
     }
     writeAll(STDERR_FILENO, said);
+}
+
+OutputCopier::OutputCopier(int target, LogLine::Source itsSource, AppLog& itsLog)
+    : to(target), source(itsSource), log(itsLog)
+{
+    int ends[2] = {-1, -1};
+    from = FileDescriptor(pipe2(ends, O_CLOEXEC) == 0 ? ends[0] : -1, "cannot open a pipe");
+    writing = FileDescriptor(ends[1], "");
+}
+
+pollfd OutputCopier::awaited() const
+{
+    return unwritten.empty() ? pollfd{from.get(), POLLIN, 0} : pollfd{to, POLLOUT, 0};
+}
+
+void OutputCopier::step()
+{
+    if (unwritten.empty()) {
+        read(mostRead);
+    }
+    std::string_view bytes = unwritten;
+    while (!bytes.empty() && isTaken(to, 0)) {
+        if (!writeSome(to, bytes)) {
+            bytes = {};
+            if (errno == EPIPE) {
+                from.close(); // the application meets the same as if it had written there itself
+            } else {
+                discarding = true; // a full disk, say: the application may go on, and the log does
+            }
+        }
+    }
+    unwritten.erase(0, unwritten.size() - bytes.size());
+}
+
+void OutputCopier::finish()
+{
+    int available = 0;
+    ioctl(from.get(), FIONREAD, &available);
+    auto left = static_cast<std::size_t>(available);
+    do {
+        discarding = !writeAll(to, unwritten) || discarding;
+        unwritten.clear();
+        left -= read(std::min(left, mostRead));
+    } while (!unwritten.empty() || (left > 0 && from.get() >= 0));
+    log.endLine(source);
+}
+
+/** @return how many bytes were read: all that there were, at the end */
+std::size_t OutputCopier::read(std::size_t most)
+{
+    std::string bytes(most, '\0');
+    const ssize_t count = ::read(from.get(), bytes.data(), most);
+    if (count == 0 || (count < 0 && errno != EINTR)) {
+        from.close();
+    }
+    bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    log.append(source, bytes);
+    unwritten = discarding ? std::string() : bytes;
+    return bytes.size();
 }
 
 } // namespace panelsim

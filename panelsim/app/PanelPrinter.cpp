@@ -20,10 +20,10 @@ PanelPrinter::PanelPrinter(const Board& itsBoard) : board(itsBoard), drawn(look(
 {
 }
 
-void PanelPrinter::update()
+void PanelPrinter::update(bool last)
 {
     const auto now = Clock::now();
-    if (now < looked + rest) {
+    if (!last && now < looked + rest) {
         return;
     }
     looked = now;
@@ -31,19 +31,11 @@ void PanelPrinter::update()
     if (seen == drawn) {
         changed = now;
     }
-    if (text == seen || now > changed + patience) {
-        draw();
-    }
-    seen = text;
-}
-
-void PanelPrinter::draw()
-{
-    const std::string text = look();
-    if (text != drawn) {
+    if (text != drawn && (last || text == seen || now > changed + patience)) {
         writeAll(STDOUT_FILENO, "\n" + text);
         drawn = text;
     }
+    seen = text;
 }
 
 std::string PanelPrinter::look() const

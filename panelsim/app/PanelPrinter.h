@@ -7,17 +7,14 @@
 
 namespace panelsim {
 
-/** Draws the panel as text on standard output, in colour at a terminal, each time that it has changed and is at rest.
- */
+/** Draws a panel that has changed as text on standard output, in colour at a terminal. */
 class PanelPrinter {
 public:
     /** @param board must outlive this object */
     explicit PanelPrinter(const Board& board);
 
-    /** Draws a panel at rest that is not drawn yet, or one that has been changing for a second. */
-    void update();
-    /** Draws a panel that is not drawn yet. */
-    void draw();
+    /** Draws a panel at rest that is not drawn yet, or one that has been changing for a second or for the last time. */
+    void update(bool last);
 
 private:
     using Clock = std::chrono::steady_clock;

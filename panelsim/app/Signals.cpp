@@ -5,34 +5,21 @@
 
 namespace panelsim {
 
-namespace {
-
-bool isIgnored(int number)
-{
-    struct sigaction action {};
-    sigaction(number, nullptr, &action);
-    return action.sa_handler == SIG_IGN;
-}
-
-} // namespace
-
 Signals::Signals()
 {
     sigset_t ours;
     sigemptyset(&ours);
-    // Ignored, the end of a child would go by without a trace.
-    std::signal(SIGCHLD, SIG_DFL);
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGCHLD, SIG_DFL); // ignored, the end of a child would go by without a trace
     for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) {
-        if (!isIgnored(number)) {
+        struct sigaction action {};
+        sigaction(number, nullptr, &action);
+        if (action.sa_handler != SIG_IGN) {
             sigaddset(&ours, number);
         }
     }
     arrivals = FileDescriptor(signalfd(-1, &ours, SFD_NONBLOCK | SFD_CLOEXEC), "cannot wait for signals");
     pthread_sigmask(SIG_BLOCK, &ours, &mask);
-
-    struct sigaction ignore {};
-    ignore.sa_handler = SIG_IGN;
-    sigaction(SIGPIPE, &ignore, nullptr);
 }
 
 std::optional<Signals::Arrived> Signals::take() const

@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <optional>
-#include <sys/types.h>
 
 namespace panelsim {
 

@@ -1,18 +1,10 @@
 #include "panelsim/app/Simulator.h"
 
-#include "panelsim/app/ExitStatus.h"
-#include "panelsim/app/Output.h"
-#include "panelsim/app/Preload.h"
 #include "panelsim/board/Duration.h"
-#include "panelsim/scenario/Situation.h"
 
-#include <csignal>
 #include <exception>
-#include <poll.h>
 #include <system_error>
 #include <unistd.h>
-#include <utility>
-#include <vector>
 
 namespace panelsim {
 
@@ -30,21 +22,10 @@ constexpr int mostKills = 20;
 constexpr int playingTick = 2; // milliseconds
 constexpr int usualTick = 50;  // milliseconds
 
-PageInfo pageInfo(const Options& options)
-{
-    PageInfo info;
-    info.version = PANELSIM_VERSION;
-    info.panel = options.board.panel;
-    for (const std::string& word : options.command) {
-        info.command += (info.command.empty() ? "" : " ") + word;
-    }
-    return info;
-}
-
 } // namespace
 
-Simulator::Simulator(const Options& given, std::optional<Scenario> itsScenario, const Signals& itsSignals)
-    : options(given), signals(itsSignals), scenario(std::move(itsScenario)), simulation(given.board),
+Simulator::Simulator(const Options& itsOptions, const std::optional<Scenario>& itsScenario)
+    : options(itsOptions), scenario(itsScenario), simulation(options.board),
       pins(simulation.board, [this](const std::string& text) { remark(text); })
 {
     for (const PinFault& fault : options.faults) {
@@ -65,13 +46,16 @@ void Simulator::openPage()
     if (options.noHttp || (!options.http && scenario)) {
         return;
     }
-    const auto serve = [this](const HttpAddress& address) {
-        page.emplace(simulation, pageInfo(options), address, [this] { restartWanted = true; });
+    std::string command;
+    for (const std::string& word : options.command) {
+        command += (command.empty() ? "" : " ") + word;
+    }
+    const auto serve = [&](const HttpAddress& address) {
+        page.emplace(simulation, command, address,
+                     [this] { restartWanted = true; });
     };
-    HttpAddress usual;
-    usual.port = usualPort;
     try {
-        serve(options.http.value_or(usual));
+        serve(options.http.value_or(HttpAddress{"127.0.0.1", usualPort}));
     } catch (const std::exception&) {
         if (options.http) {
             throw;
@@ -96,27 +80,36 @@ int Simulator::run()
     if (scenario) {
         player.emplace(*scenario, simulation);
     }
-    while (!isDone()) {
-        waitForEvents();
+    while (!application->hasEnded() || killDue || player || staying) {
+        application->copyOutput(signals.descriptor(), player ? playingTick : usualTick);
         takeSignals();
         restartIfWanted();
         takeEndOfApplication();
-        playScenario();
+        if (const auto end = player ? player->advance() : std::nullopt) {
+            endScenario(*end);
+        }
         checkDeadlines();
         if (printer) {
-            printer->update();
+            printer->update(false);
         }
         if (trace && Clock::now() >= flushDue) {
             trace->flush();
             flushDue = Clock::now() + betweenFlushes;
         }
     }
-    judgeEnd();
     if (printer) {
-        printer->draw();
+        printer->update(true);
     }
-    closeTrace();
-    return status();
+    int status = judge();
+    try {
+        if (trace) {
+            trace->close();
+        }
+    } catch (const std::exception& error) {
+        say(error.what());
+        status = status == exitStatus::passed ? exitStatus::usageFailure : status;
+    }
+    return status;
 }
 
 void Simulator::startApplication()
@@ -124,28 +117,8 @@ void Simulator::startApplication()
     simulation.board.clearBusFaults();
     operationsAtStart = simulation.board.pinOperations();
     application.emplace(options.command, signals.previousMask(), simulation.log);
-    simulation.app.set({AppState::Phase::Running, 0});
+    setState({AppState::Phase::Running, 0});
     hintDue = Clock::now() + hintAfter;
-}
-
-bool Simulator::isDone() const
-{
-    return application->hasEnded() && !killDue && !player && !staying;
-}
-
-void Simulator::waitForEvents()
-{
-    std::vector<pollfd> polled = {{signals.descriptor(), POLLIN, 0}};
-    std::vector<OutputCopier>& outputs = application->outputs();
-    for (const OutputCopier& output : outputs) {
-        polled.push_back(output.awaited());
-    }
-    poll(polled.data(), polled.size(), player ? playingTick : usualTick);
-    for (std::size_t i = 0; i < outputs.size(); ++i) {
-        if (polled[i + 1].revents != 0) {
-            outputs[i].step();
-        }
-    }
 }
 
 void Simulator::takeSignals()
@@ -201,7 +174,7 @@ void Simulator::takeEndOfApplication()
             application->sendSignal(SIGTERM); // to what it has left behind
         }
         // The state comes last: whoever sees it finds all that the application wrote in the log.
-        simulation.app.set(*state);
+        setState(*state);
     }
     if (application->hasEnded() && !application->hasLeftOthers()) {
         killDue.reset();
@@ -217,15 +190,6 @@ void Simulator::stayOrEnd(const AppState& state)
         say("the application " + describe(state) + "; the panel stays at " + page->url() + " until Ctrl-C");
     } else if (state.phase == AppState::Phase::Killed && state.status != SIGPIPE) { // which ends many a pipeline
         say("the application " + describe(state) + "\n" + describeSituation(simulation));
-    }
-}
-
-void Simulator::playScenario()
-{
-    if (player) {
-        if (const auto end = player->advance()) {
-            endScenario(*end);
-        }
     }
 }
 
@@ -289,54 +253,39 @@ void Simulator::askApplicationToEnd()
     }
 }
 
-/** A scenario that passed is not all: the application may fail when it ends. */
-void Simulator::judgeEnd()
+/** @return the exit status, but for a trace that could not be written */
+int Simulator::judge() const
 {
-    if (!result || result->outcome != Outcome::Passed) {
-        return;
+    const AppState end = simulation.app;
+    if (timedOut || !result) {
+        return timedOut ? exitStatus::timeout : end.shellStatus();
     }
-    const AppState end = simulation.app.get();
-    const bool asAsked = askedToEnd && end.shellStatus() == exitStatus::signalBase + SIGTERM;
-    applicationFailed = !result->exitAccepted && !end.succeeded() && !asAsked;
-    if (applicationFailed) {
-        say("the scenario passed, but the application " + describe(end) + "\n" + describeSituation(simulation));
-    } else {
+    switch (result->outcome) {
+    case Outcome::Failed:
+        return exitStatus::stepFailed;
+    case Outcome::ApplicationFailed:
+        return exitStatus::applicationFailure;
+    case Outcome::FileError:
+        return exitStatus::usageFailure;
+    case Outcome::Stopped:
+        return exitStatus::signalBase + interruptedBy;
+    case Outcome::Passed:
+        break;
+    }
+    // That is not all: the application may fail when it ends.
+    if (result->exitAccepted || end.succeeded() ||
+        (askedToEnd && end.shellStatus() == exitStatus::signalBase + SIGTERM)) {
         say("the scenario '" + scenario->name + "' passed");
+        return exitStatus::passed;
     }
+    say("the scenario passed, but the application " + describe(end) + "\n" + describeSituation(simulation));
+    return exitStatus::applicationFailure;
 }
 
-void Simulator::closeTrace()
+void Simulator::setState(const AppState& state)
 {
-    try {
-        if (trace) {
-            trace->close();
-        }
-    } catch (const std::exception& error) {
-        traceFailed = true;
-        say(error.what());
-    }
-}
-
-int Simulator::status() const
-{
-    int own = simulation.app.get().shellStatus();
-    if (timedOut) {
-        own = exitStatus::timeout;
-    } else if (result) {
-        switch (result->outcome) {
-        case Outcome::Failed:
-            return exitStatus::stepFailed;
-        case Outcome::ApplicationFailed:
-            return exitStatus::applicationFailure;
-        case Outcome::FileError:
-            return exitStatus::usageFailure;
-        case Outcome::Stopped:
-            return exitStatus::signalBase + interruptedBy;
-        case Outcome::Passed:
-            own = applicationFailed ? exitStatus::applicationFailure : exitStatus::passed;
-        }
-    }
-    return own == exitStatus::passed && traceFailed ? exitStatus::usageFailure : own;
+    simulation.app = state;
+    simulation.changes.notify();
 }
 
 void Simulator::remark(const std::string& text)

@@ -6,9 +6,7 @@
 #include "panelsim/app/Signals.h"
 #include "panelsim/board/Simulation.h"
 #include "panelsim/picture/VcdTrace.h"
-#include "panelsim/scenario/Scenario.h"
 #include "panelsim/scenario/ScenarioPlayer.h"
-#include "panelsim/scenario/ScenarioResult.h"
 #include "panelsim/web/PanelServer.h"
 #include "panelsim/wire/PinServer.h"
 
@@ -20,15 +18,26 @@
 
 namespace panelsim {
 
+/** What the program exits with, unless the status is the application's. */
+namespace exitStatus {
+
+constexpr int passed = 0;
+constexpr int stepFailed = 1;         ///< of a scenario
+constexpr int usageFailure = 2;       ///< an option or a file is wrong, or something is not available
+constexpr int applicationFailure = 3; ///< while a scenario was played or when it was over
+constexpr int timeout = 42;
+constexpr int signalBase = 128; ///< added to the number of a signal, as shells do
+
+} // namespace exitStatus
+
 /** A run of panelsim: an application in front of a simulated panel, from its start until the user or it is done. */
 class Simulator {
 public:
     /**
-     * Sets everything up but the application.
-     * @param signals must outlive this object
+     * Sets everything up but the application. Both parameters must outlive this object.
      * @throws std::exception when a file, a port or anything else is not available
      */
-    Simulator(const Options& options, std::optional<Scenario> scenario, const Signals& signals);
+    Simulator(const Options& options, const std::optional<Scenario>& scenario);
 
     Simulator(const Simulator&) = delete;
     Simulator& operator=(const Simulator&) = delete;
@@ -41,25 +50,21 @@ private:
 
     void openPage();
     void startApplication();
-    bool isDone() const;
-    void waitForEvents();
     void takeSignals();
     void restartIfWanted();
     void takeEndOfApplication();
     void stayOrEnd(const AppState& state);
-    void playScenario();
     void endScenario(const ScenarioResult& end);
     void checkDeadlines();
     void killApplication();
     void askApplicationToEnd();
-    void judgeEnd();
-    void closeTrace();
-    int status() const;
+    int judge() const;
+    void setState(const AppState& state);
     void remark(const std::string& text);
 
-    const Options options;
-    const Signals& signals;
-    const std::optional<Scenario> scenario;
+    const Signals signals; // the first: threads that the others start block them, too
+    const Options& options;
+    const std::optional<Scenario>& scenario;
     Simulation simulation;
     std::optional<VcdTrace> trace;
     PinServer pins;
@@ -73,9 +78,7 @@ private:
     bool staying = false;                ///< without an application, for the page
     std::uint64_t operationsAtStart = 0; ///< pin operations when the application was started
     bool timedOut = false;
-    bool askedToEnd = false;        ///< whether the application was, after the scenario or the time
-    bool applicationFailed = false; ///< although the scenario passed
-    bool traceFailed = false;
+    bool askedToEnd = false;         ///< whether the application was, after the scenario or the time
     int interruptedBy = 0;           ///< number of a signal
     int kills = 0;                   ///< how often the application was killed
     Clock::time_point flushDue = {}; ///< of the trace

@@ -1,15 +1,12 @@
-#include "panelsim/app/ExitStatus.h"
 #include "panelsim/app/Options.h"
 #include "panelsim/app/Output.h"
-#include "panelsim/app/Signals.h"
 #include "panelsim/app/Simulator.h"
 #include "panelsim/board/Utf8.h"
-#include "panelsim/scenario/ScenarioFile.h"
+#include "panelsim/scenario/Scenario.h"
 
 #include <exception>
 #include <iostream>
 #include <optional>
-#include <utility>
 
 namespace {
 
@@ -28,8 +25,7 @@ int run(const Options& options)
     if (!options.scenario.empty()) {
         scenario = readScenario(options.scenario, Board(options.board));
     }
-    const Signals signals;
-    return Simulator(options, std::move(scenario), signals).run();
+    return Simulator(options, scenario).run();
 }
 
 } // namespace

@@ -10,31 +10,27 @@ AppLog::AppLog(ChangeSignal& signal) : changes(signal)
 
 void AppLog::append(LogLine::Source source, std::string_view bytes)
 {
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        while (!bytes.empty()) {
-            LogLine& line = openLine(source);
-            const std::string_view fitting = bytes.substr(0, longestLine - line.text.size());
-            const std::string_view taken = fitting.substr(0, fitting.find('\n'));
-            line.text += taken;
-            bytes.remove_prefix(taken.size());
-            if (!bytes.empty()) { // the line ends here, or it is full
-                complete(source);
-                bytes.remove_prefix(bytes.front() == '\n' ? 1 : 0);
-            }
+    const Lock lock(mutex);
+    while (!bytes.empty()) {
+        LogLine& line = openLine(source);
+        const std::string_view fitting = bytes.substr(0, longestLine - line.text.size());
+        const std::string_view taken = fitting.substr(0, fitting.find('\n'));
+        line.text += taken;
+        bytes.remove_prefix(taken.size());
+        if (!bytes.empty()) { // the line ends here, or it is full
+            complete(source);
+            bytes.remove_prefix(bytes.front() == '\n' ? 1 : 0);
         }
-        ++appended;
     }
+    ++appended;
     changes.notify();
 }
 
 void AppLog::endLine(LogLine::Source source)
 {
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        complete(source);
-        ++appended;
-    }
+    const Lock lock(mutex);
+    complete(source);
+    ++appended;
     changes.notify();
 }
 
@@ -45,13 +41,13 @@ void AppLog::remark(std::string_view text)
 
 std::uint64_t AppLog::version() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     return appended;
 }
 
 AppLog::Lines AppLog::linesFrom(std::uint64_t number, std::size_t enoughBytes) const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     const std::uint64_t first = std::clamp(number, firstLine, firstLine + lines.size());
     const auto begin = lines.begin() + static_cast<std::ptrdiff_t>(first - firstLine);
     auto end = begin;
@@ -63,7 +59,7 @@ AppLog::Lines AppLog::linesFrom(std::uint64_t number, std::size_t enoughBytes) c
 
 bool AppLog::find(std::string_view text, Position& position) const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const Lock lock(mutex);
     std::uint64_t number = firstLine;
     for (auto line = lines.begin(); line != lines.end(); ++line, ++number) {
         const auto source = static_cast<std::size_t>(line->source);

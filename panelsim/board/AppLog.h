@@ -82,6 +82,8 @@ public:
     bool find(std::string_view text, Position& position) const;
 
 private:
+    using Lock = std::lock_guard<std::mutex>;
+
     LogLine& lineAt(std::uint64_t number) { return lines[static_cast<std::size_t>(number - firstLine)]; }
     std::optional<std::uint64_t>& begunBy(LogLine::Source source) { return begun.at(static_cast<std::size_t>(source)); }
     LogLine& openLine(LogLine::Source source);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <string>
 
 namespace panelsim {
@@ -18,12 +19,19 @@ struct AppState {
 
     /** @return as a shell has it: the exit status, or 128 more than the signal's number */
     int shellStatus() const { return phase == Phase::Killed ? 128 + status : status; }
-
-    bool operator==(const AppState& other) const { return phase == other.phase && status == other.status; }
-    bool operator!=(const AppState& other) const { return !(*this == other); }
 };
 
 /** @return "not started", "running", "ended with status 1" or "ended by signal 11 (Segmentation fault)" */
-std::string describe(const AppState& state);
+inline std::string describe(const AppState& state)
+{
+    if (!state.hasEnded()) {
+        return state.phase == AppState::Phase::Running ? "running" : "not started";
+    }
+    const std::string number = std::to_string(state.status);
+    const char* const name = state.phase == AppState::Phase::Killed ? sigdescr_np(state.status) : nullptr;
+    return state.phase == AppState::Phase::Exited
+               ? "ended with status " + number
+               : "ended by signal " + number + (name == nullptr ? "" : " (" + std::string(name) + ")");
+}
 
 } // namespace panelsim

@@ -12,9 +12,6 @@ namespace panelsim {
 
 namespace {
 
-constexpr unsigned idLineCount = 4;
-constexpr unsigned dataLineCount = 8;
-
 /** The LCD's other lines, in the order of their GPIO numbers. */
 constexpr std::array controlLines = {&LcdLevels::registerSelect, &LcdLevels::chipSelect, &LcdLevels::readStrobe,
                                      &LcdLevels::writeStrobe, &LcdLevels::reset};
@@ -27,12 +24,6 @@ constexpr std::array controlLines = {&LcdLevels::registerSelect, &LcdLevels::chi
 bool bitOf(unsigned value, unsigned index)
 {
     return (value >> index & 1U) != 0;
-}
-
-void setBit(unsigned char& byte, unsigned index, bool value)
-{
-    const unsigned bit = 1U << index;
-    byte = static_cast<unsigned char>(value ? byte | bit : byte & ~bit);
 }
 
 LineLevel toLevel(bool high)
@@ -62,10 +53,8 @@ Board::Board(BoardConfig boardConfig, Clock boardClock)
     addLines(Role::Key, config.keyGpioBase, config.keyCount);
     addLines(Role::Light, config.ledGpioBase, config.ledCount + (config.hasLcd ? 1 : 0));
     if (config.hasLcd) {
-        const unsigned firstControl = config.lcdGpioBase + dataLineCount;
         addLines(Role::LcdData, config.lcdGpioBase, dataLineCount);
-        addLines(Role::LcdControl, firstControl, controlLines.size(), LineLevel::High);
-        lineAt(firstControl).pull = LineLevel::Floating;
+        addLines(Role::LcdControl, config.lcdGpioBase + dataLineCount, controlLines.size());
     }
     for (const auto& stuck : config.stuckLines) {
         if (lines.count(stuck.first) == 0) {
@@ -75,10 +64,10 @@ Board::Board(BoardConfig boardConfig, Clock boardClock)
     }
 }
 
-void Board::addLines(Role role, unsigned firstGpio, unsigned count, LineLevel pull)
+void Board::addLines(Role role, unsigned firstGpio, unsigned count)
 {
     for (unsigned i = 0; i < count; ++i) {
-        if (!lines.emplace(firstGpio + i, Line{role, firstGpio + i, i, pull}).second) {
+        if (!lines.emplace(firstGpio + i, Line{role, firstGpio + i, i}).second) {
             throw std::invalid_argument("GPIO " + std::to_string(firstGpio + i) + " is wired twice");
         }
     }
@@ -103,14 +92,11 @@ void Board::setOperationTime(std::optional<std::chrono::nanoseconds> newTime)
     operationTime = newTime;
 }
 
-void Board::press(unsigned key, Hand hand)
+void Board::releaseAll(Hand hand)
 {
-    setKey(key, hand, true);
-}
-
-void Board::release(unsigned key, Hand hand)
-{
-    setKey(key, hand, false);
+    for (unsigned key = 0; key < keys.size(); ++key) {
+        release(key, hand);
+    }
 }
 
 void Board::setKey(unsigned number, Hand hand, bool pressed)
@@ -129,7 +115,7 @@ void Board::setKey(unsigned number, Hand hand, bool pressed)
     if (key.hands.empty() == before) {
         key.seen = false;
         notifyObserver(lineAt(config.keyGpioBase + number));
-        notifyListener();
+        listener();
     }
 }
 
@@ -168,7 +154,7 @@ void Board::onChange(std::function<void()> newListener)
 void Board::failPin(const PinFault& fault)
 {
     const Lock lock(mutex);
-    faults.push_back({fault});
+    faults.push_back(fault);
 }
 
 void Board::clearPinFaults()
@@ -206,7 +192,7 @@ void Board::clearBusFaults()
 {
     const Lock lock(mutex);
     bus.clearFaults();
-    notifyListener();
+    listener();
 }
 
 LineLevel Board::lineLevel(unsigned gpio) const
@@ -238,15 +224,13 @@ bool Board::admit(PinOperation operation, std::optional<unsigned> gpio)
     const Lock lock(mutex);
     ++operations;
     std::optional<PinFault::Kind> due;
-    for (ArmedFault& armed : faults) {
-        if (matches(armed.fault, operation, gpio) && ++armed.calls >= armed.fault.call) {
-            due = armed.fault.kind;
+    for (PinFault& fault : faults) {
+        if (matches(fault, operation, gpio) && (fault.call == 0 || --fault.call == 0)) {
+            due = fault.kind;
+            fault.calls = fault.calls ? std::optional(*fault.calls - 1) : std::nullopt;
         }
     }
-    const auto isSpent = [](const ArmedFault& armed) {
-        return armed.calls >= armed.fault.call && armed.fault.calls &&
-               armed.calls - armed.fault.call + 1 >= *armed.fault.calls;
-    };
+    const auto isSpent = [](const PinFault& fault) { return fault.calls == 0; };
     faults.erase(std::remove_if(faults.begin(), faults.end(), isSpent), faults.end());
     if (due == PinFault::Kind::Throw) {
         throw std::runtime_error((gpio ? "GPIO " + std::to_string(*gpio) : "pin factory") + ": made to fail");
@@ -271,23 +255,23 @@ void Board::unclaim(unsigned gpio)
 void Board::makeInput(unsigned gpio)
 {
     const Lock lock(mutex);
-    setLine(lineAt(gpio), false, false);
+    setOutput(lineAt(gpio), std::nullopt);
 }
 
 void Board::makeOutput(unsigned gpio, bool level)
 {
     const Lock lock(mutex);
-    setLine(lineAt(gpio), true, level);
+    setOutput(lineAt(gpio), level);
 }
 
 void Board::drive(unsigned gpio, bool level)
 {
     const Lock lock(mutex);
     Line& line = lineAt(gpio);
-    if (!line.driven) {
+    if (!line.output) {
         throwGpioError(gpio, EPERM, "the line is an input");
     }
-    setLine(line, true, level);
+    setOutput(line, level);
 }
 
 bool Board::read(unsigned gpio)
@@ -297,7 +281,7 @@ bool Board::read(unsigned gpio)
     if (line.role == Role::Key) {
         ++keys[line.index].reads;
         if (!std::exchange(keys[line.index].seen, true)) {
-            notifyListener();
+            listener();
         }
     }
     return levelOf(line) == LineLevel::High;
@@ -317,14 +301,13 @@ const Board::Line& Board::lineAt(unsigned gpio) const
     return found->second;
 }
 
-void Board::setLine(Line& line, bool driven, bool level)
+void Board::setOutput(Line& line, std::optional<bool> output)
 {
-    if (line.driven == driven && line.output == level) {
+    if (line.output == output) {
         return;
     }
     const LineLevel before = levelOf(line);
-    line.driven = driven;
-    line.output = level;
+    line.output = output;
     if (levelOf(line) != before) {
         notifyObserver(line);
     }
@@ -337,8 +320,8 @@ LineLevel Board::levelOf(const Line& line) const
     if (stuck != config.stuckLines.end()) {
         return toLevel(stuck->second);
     }
-    if (line.driven) {
-        return toLevel(line.output);
+    if (line.output) {
+        return toLevel(*line.output);
     }
     if (line.role == Role::Id) {
         return toLevel(bitOf(config.panelId, line.index));
@@ -349,7 +332,8 @@ LineLevel Board::levelOf(const Line& line) const
     if (line.role == Role::LcdData && bus.drivenByte()) {
         return toLevel(bitOf(*bus.drivenByte(), line.index));
     }
-    return line.pull;
+    const bool isPulledUp = line.role == Role::LcdControl && LcdLevels().*controlLines.at(line.index);
+    return isPulledUp ? LineLevel::High : LineLevel::Floating;
 }
 
 bool Board::isLit(unsigned gpio, bool inverted) const
@@ -364,13 +348,6 @@ void Board::notifyObserver(const Line& line)
     }
 }
 
-void Board::notifyListener()
-{
-    if (listener) {
-        listener();
-    }
-}
-
 void Board::follow(const Line& line)
 {
     const bool high = levelOf(line) == LineLevel::High;
@@ -379,11 +356,11 @@ void Board::follow(const Line& line)
     case Role::Key:
         break;
     case Role::Light:
-        notifyListener();
+        listener();
         break;
     case Role::LcdData:
-        setBit(levels.data, line.index, line.driven && high);
-        setBit(levels.dataDriven, line.index, line.driven);
+        levels.data[line.index] = line.output && high;
+        levels.dataDriven[line.index] = line.output.has_value();
         updateBus();
         break;
     case Role::LcdControl:
@@ -400,12 +377,12 @@ void Board::updateBus()
     bus.update(levels, time());
     for (unsigned i = 0; i < dataLineCount && bus.drivenByte() != drivenBefore; ++i) {
         const Line& line = lineAt(config.lcdGpioBase + i);
-        if (!line.driven) {
+        if (!line.output) {
             notifyObserver(line);
         }
     }
     if (bus.changeCount() != before) {
-        notifyListener();
+        listener();
     }
 }
 

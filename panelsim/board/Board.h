@@ -1,10 +1,8 @@
 #pragma once
 
 #include "panelsim/board/BoardConfig.h"
-#include "panelsim/board/BusFault.h"
 #include "panelsim/board/LcdBus.h"
 #include "panelsim/board/PanelView.h"
-#include "panelsim/board/PinFault.h"
 
 #include <chrono>
 #include <cstddef>
@@ -17,6 +15,23 @@
 #include <vector>
 
 namespace panelsim {
+
+/** The operations of a pin and, first, of the factory that makes it. */
+enum class PinOperation { Create, Export, Init, Deinit, SetDirection, SetValue, GetValue };
+
+/** Lets pin operations of a board fail, before they have any effect; only deinit releases the line all the same. */
+struct PinFault {
+    enum class Kind {
+        Throw, ///< a std::runtime_error
+        False  ///< returns false; init and setValue only, other operations do not match
+    };
+
+    std::optional<unsigned> gpio = {};          ///< the line; any when empty, and none for Create
+    std::optional<PinOperation> operation = {}; ///< the operation; any when empty
+    std::uint64_t call = 1;                     ///< first matching call from now on that fails, the next being 1
+    std::optional<std::uint64_t> calls = 1;     ///< how many fail from that one on; all of them when empty
+    Kind kind = Kind::Throw;
+};
 
 /** Electrical level of a line; floating when nothing drives or pulls it. */
 enum class LineLevel { Low, High, Floating };
@@ -65,9 +80,11 @@ public:
     /** @name The person in front of the panel; for a key that does not exist std::out_of_range is thrown */
     ///@{
     /** A key is pressed as long as at least one hand holds it. */
-    void press(unsigned key, Hand hand = 0);
+    void press(unsigned key, Hand hand = 0) { setKey(key, hand, true); }
     /** No effect on a key that the hand does not hold. */
-    void release(unsigned key, Hand hand = 0);
+    void release(unsigned key, Hand hand = 0) { setKey(key, hand, false); }
+    /** Takes the hand off all keys. */
+    void releaseAll(Hand hand);
     /** @return how often the key's line was read */
     std::uint64_t keyReads(unsigned key) const;
     PanelView view() const;
@@ -130,11 +147,9 @@ private:
     struct Line {
         Role role;
         unsigned gpio;
-        unsigned index;                       ///< among the lines of its role
-        LineLevel pull = LineLevel::Floating; ///< level while nobody drives it
+        unsigned index; ///< among the lines of its role
         bool claimed = false;
-        bool driven = false;
-        bool output = false; ///< level that the processor drives it to
+        std::optional<bool> output = {}; ///< level that the processor drives it to
     };
 
     struct Key {
@@ -143,21 +158,15 @@ private:
         std::uint64_t reads = 0;
     };
 
-    struct ArmedFault {
-        PinFault fault;
-        std::uint64_t calls = 0; ///< that matched so far
-    };
-
-    void addLines(Role role, unsigned firstGpio, unsigned count, LineLevel pull = LineLevel::Floating);
+    void addLines(Role role, unsigned firstGpio, unsigned count);
     std::chrono::nanoseconds time() const;
     Line& lineAt(unsigned gpio);
     const Line& lineAt(unsigned gpio) const;
     void setKey(unsigned key, Hand hand, bool pressed);
-    void setLine(Line& line, bool driven, bool level);
+    void setOutput(Line& line, std::optional<bool> output);
     LineLevel levelOf(const Line& line) const;
     bool isLit(unsigned gpio, bool inverted) const;
     void notifyObserver(const Line& line);
-    void notifyListener();
     void follow(const Line& line);
     void updateBus();
 
@@ -170,10 +179,10 @@ private:
     std::vector<Key> keys;
     LcdBus bus; ///< stands still on a board without LCD
     LcdLevels levels;
-    std::vector<ArmedFault> faults;
+    std::vector<PinFault> faults; ///< that are to come, with the calls until then and those that fail
     std::uint64_t operations = 0;
     std::function<void(const LineChange&)> observer;
-    std::function<void()> listener;
+    std::function<void()> listener = [] {};
 };
 
 } // namespace panelsim

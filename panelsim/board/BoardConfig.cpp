@@ -35,11 +35,6 @@ const PanelKind& panelKind(std::string_view name)
     return rowOf(panelKinds, "panel", name);
 }
 
-const LedColour& ledColour(std::string_view name)
-{
-    return rowOf(ledColours, "LED colour", name);
-}
-
 std::string keyName(const BoardConfig& config, unsigned key)
 {
     return config.keyNames.empty() ? std::to_string(key) : config.keyNames.at(key);
@@ -52,7 +47,7 @@ std::string ledName(const BoardConfig& config, unsigned led)
 
 const LedColour& ledColour(const BoardConfig& config, unsigned led)
 {
-    return config.ledColours.empty() ? ledColours.front() : ledColour(config.ledColours.at(led));
+    return config.ledColours.empty() ? ledColours.front() : rowOf(ledColours, "LED colour", config.ledColours.at(led));
 }
 
 } // namespace panelsim

@@ -1,8 +1,6 @@
 #pragma once
 
-#include "panelsim/board/LedColour.h"
-#include "panelsim/board/PanelKind.h"
-
+#include <array>
 #include <chrono>
 #include <map>
 #include <string>
@@ -10,6 +8,39 @@
 #include <vector>
 
 namespace panelsim {
+
+/** A kind of front panel that is made. */
+struct PanelKind {
+    const char* name;
+    unsigned id; ///< level of the four ID lines, bit 0 first
+    unsigned keyCount;
+    unsigned ledCount;
+    bool hasLcd;
+    bool isVariable; ///< whether numbers and polarities of its keys and LEDs can be chosen
+};
+
+/** All kinds; the first one is simulated unless another is wanted. */
+inline constexpr std::array panelKinds = {
+    PanelKind{"indoor", 15, 3, 8, true, true},
+    PanelKind{"outdoor", 5, 2, 8, false, false},
+};
+
+/** A colour that a LED lights in. */
+struct LedColour {
+    const char* name;
+    const char* lamp;   ///< in pictures, as in CSS
+    const char* escape; ///< sequence that switches a terminal to it
+};
+
+/** All of them; a LED has the first one unless another is configured. */
+inline constexpr std::array ledColours = {
+    LedColour{"green", "#5df06c", "\033[32m"},  LedColour{"red", "#ff5c4d", "\033[31m"},
+    LedColour{"yellow", "#ffe14d", "\033[33m"}, LedColour{"orange", "#ffa033", "\033[33m"},
+    LedColour{"blue", "#5aa9ff", "\033[34m"},   LedColour{"white", "#f4f6f8", "\033[37m"},
+};
+
+constexpr unsigned idLineCount = 4;
+constexpr unsigned dataLineCount = 8; ///< of the LCD, whose other lines follow them
 
 /** Variants of the LCD's controller chip. */
 enum class ChipVariant { Ra8803, Ra8806 };
@@ -49,7 +80,5 @@ std::string keyName(const BoardConfig& config, unsigned key);
 std::string ledName(const BoardConfig& config, unsigned led);
 /** @return the LED's colour, the first of panelsim::ledColours unless another is configured */
 const LedColour& ledColour(const BoardConfig& config, unsigned led);
-/** @return the colour of that name @throws std::invalid_argument when there is none */
-const LedColour& ledColour(std::string_view name);
 
 } // namespace panelsim

@@ -13,12 +13,22 @@ namespace panelsim {
  */
 class ChangeSignal {
 public:
-    using Clock = std::chrono::steady_clock;
+    using Lock = std::unique_lock<std::mutex>;
 
-    void notify();
-    std::uint64_t count() const;
+    void notify()
+    {
+        const Lock lock(mutex);
+        ++changes;
+        changed.notify_all();
+    }
+    std::uint64_t count() const { return wait(0, {}); }
     /** @return the count, once it differs from the one seen or the deadline is over */
-    std::uint64_t wait(std::uint64_t seen, Clock::time_point deadline) const;
+    std::uint64_t wait(std::uint64_t seen, std::chrono::steady_clock::time_point deadline) const
+    {
+        Lock lock(mutex);
+        changed.wait_until(lock, deadline, [&] { return changes != seen; });
+        return changes;
+    }
 
 private:
     mutable std::mutex mutex;

@@ -1,6 +1,7 @@
 #include "panelsim/board/LcdBus.h"
 
 #include <cstddef>
+#include <iterator>
 
 namespace panelsim {
 
@@ -8,12 +9,27 @@ namespace {
 
 constexpr std::size_t faultsKept = 100;
 
+constexpr const char* faultNames[] = {"data or register select changed during a strobe",
+                                      "read and write strobe asserted at once",
+                                      "strobe too short",
+                                      "chip select changed during a strobe",
+                                      "access while the chip is held in reset",
+                                      "processor and chip drive the data lines at once"};
+static_assert(std::size(faultNames) == static_cast<std::size_t>(BusFault::Kind::Contention) + 1,
+              "a name for each kind");
+
 bool selected(const LcdLevels& levels)
 {
     return !levels.chipSelect;
 }
 
 } // namespace
+
+std::string describe(const BusFault& fault)
+{
+    return std::string(faultNames[static_cast<std::size_t>(fault.kind)]) + " at " + std::to_string(fault.time.count()) +
+           " ns";
+}
 
 LcdBus::LcdBus(ChipVariant variant, std::chrono::nanoseconds shortest, bool silentChip)
     : lcdChip(variant), shortestStrobe(shortest), silent(silentChip)
@@ -78,7 +94,7 @@ void LcdBus::checkStates(const LcdLevels& levels, std::chrono::nanoseconds now)
     if (!levels.reset) {
         report(BusFault::Kind::AccessDuringReset, now);
     }
-    if (driven && levels.dataDriven != 0) {
+    if (driven && levels.dataDriven.any()) {
         report(BusFault::Kind::Contention, now);
     }
 }
@@ -89,7 +105,7 @@ void LcdBus::endCycle(std::chrono::nanoseconds now)
         report(BusFault::Kind::ShortStrobe, now);
     }
     if (writing && !spoilt && !silent) {
-        lcdChip.write(last.registerSelect, last.data);
+        lcdChip.write(last.registerSelect, static_cast<unsigned char>(last.data.to_ulong()));
         ++changes;
     }
     writing = false;

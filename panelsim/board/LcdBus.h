@@ -1,19 +1,38 @@
 #pragma once
 
-#include "panelsim/board/BusFault.h"
 #include "panelsim/board/LcdChip.h"
 
+#include <bitset>
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace panelsim {
 
+/** Something on the LCD bus that a real chip would suffer from. */
+struct BusFault {
+    enum class Kind {
+        DataChanged,       ///< a data line or register select moved during a strobe
+        BothStrobes,       ///< read and write strobe asserted at once
+        ShortStrobe,       ///< a strobe shorter than the bus takes
+        ChipSelectMoved,   ///< chip select moved during a strobe
+        AccessDuringReset, ///< a strobe while the chip was held in reset
+        Contention         ///< processor and chip drove the data lines at once
+    };
+
+    Kind kind;
+    std::chrono::nanoseconds time; ///< of the board's clock
+};
+
+/** @return one line of text that says what happened and when */
+std::string describe(const BusFault& fault);
+
 /** Electrical levels of the LCD's bus and reset lines, as the processor drives them; the control lines idle high. */
 struct LcdLevels {
-    unsigned char data = 0;       ///< of the lines that the processor drives; 0 for the others
-    unsigned char dataDriven = 0; ///< which data lines the processor drives
+    std::bitset<8> data = {};       ///< of the lines that the processor drives; 0 for the others
+    std::bitset<8> dataDriven = {}; ///< which data lines the processor drives
     bool registerSelect = false;
     bool chipSelect = true;
     bool readStrobe = true;

@@ -23,12 +23,6 @@ struct LcdView {
     bool backlight = false;
     std::optional<unsigned> contrast = {};        ///< 0 to 31; empty on a chip that has no contrast register
     std::vector<std::vector<LcdCell>> lines = {}; ///< the page that is shown, top line first
-
-    bool operator==(const LcdView& other) const
-    {
-        return chip == other.chip && identified == other.identified && displayOn == other.displayOn &&
-               backlight == other.backlight && contrast == other.contrast && lines == other.lines;
-    }
 };
 
 /** What a person in front of the panel sees. */
@@ -36,12 +30,6 @@ struct PanelView {
     std::vector<bool> leds = {};     ///< true = lit
     std::vector<bool> keys = {};     ///< true = pressed
     std::optional<LcdView> lcd = {}; ///< empty on a panel without one
-
-    bool operator==(const PanelView& other) const
-    {
-        return leds == other.leds && keys == other.keys && lcd == other.lcd;
-    }
-    bool operator!=(const PanelView& other) const { return !(*this == other); }
 };
 
 } // namespace panelsim

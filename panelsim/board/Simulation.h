@@ -1,11 +1,11 @@
 #pragma once
 
 #include "panelsim/board/AppLog.h"
-#include "panelsim/board/AppStatus.h"
+#include "panelsim/board/AppState.h"
 #include "panelsim/board/Board.h"
 #include "panelsim/board/ChangeSignal.h"
-#include "panelsim/board/HeldKeys.h"
 
+#include <atomic>
 #include <utility>
 
 namespace panelsim {
@@ -18,11 +18,10 @@ struct Simulation {
         board.onChange([this] { changes.notify(); });
     }
 
-    ChangeSignal changes; ///< of all the others
+    ChangeSignal changes; ///< of all the others; of the application's state notified by who sets it
     Board board;
-    HeldKeys keys{board};
     AppLog log{changes};
-    AppStatus app{changes};
+    std::atomic<AppState> app{AppState()};
 };
 
 } // namespace panelsim

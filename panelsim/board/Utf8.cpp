@@ -1,6 +1,7 @@
 #include "panelsim/board/Utf8.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace panelsim {
 
@@ -11,23 +12,19 @@ constexpr std::size_t longestExcerpt = 60; ///< bytes
 /** @return bytes of the first character, 0 when it is none */
 std::size_t firstLength(std::string_view bytes)
 {
-    const auto byteAt = [&](std::size_t i) { return i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0U; };
-    const unsigned lead = byteAt(0);
-    const std::size_t length = lead < 0x80   ? 1
-                               : lead < 0xC2 ? 0
-                               : lead < 0xE0 ? 2
-                               : lead < 0xF0 ? 3
-                               : lead < 0xF5 ? 4
-                                             : 0;
+    const auto lead = static_cast<unsigned char>(bytes.front());
+    const std::size_t length = lead < 0x80 ? 1 : lead < 0xC0 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    constexpr std::uint32_t least[] = {0, 0, 0x80, 0x800, 0x10000};
+    std::uint32_t code = length == 1 ? lead : lead & (0x7FU >> length);
     for (std::size_t i = 1; i < length; ++i) {
-        if ((byteAt(i) & 0xC0U) != 0x80U) {
+        const unsigned byte = i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0U;
+        if ((byte & 0xC0U) != 0x80U) {
             return 0;
         }
+        code = code << 6U | (byte & 0x3FU);
     }
-    const unsigned second = byteAt(1);
-    const bool isOverlong = (lead == 0xE0 && second < 0xA0) || (lead == 0xF0 && second < 0x90);
-    const bool isNoCodePoint = (lead == 0xED && second > 0x9F) || (lead == 0xF4 && second > 0x8F);
-    return isOverlong || isNoCodePoint ? 0 : length;
+    const bool isSurrogate = code >= 0xD800 && code <= 0xDFFF;
+    return lead >= 0xF8 || code < least[length] || code > 0x10FFFF || isSurrogate ? 0 : length;
 }
 
 bool isControl(std::string_view character)
@@ -42,12 +39,8 @@ bool isControl(std::string_view character)
 std::size_t validUtf8(std::string_view bytes)
 {
     std::size_t valid = 0;
-    while (valid < bytes.size()) {
-        const std::size_t length = firstLength(bytes.substr(valid));
-        if (length == 0) {
-            break;
-        }
-        valid += length;
+    for (std::size_t length = 1; valid < bytes.size() && length != 0; valid += length) {
+        length = firstLength(bytes.substr(valid));
     }
     return valid;
 }
@@ -58,11 +51,7 @@ std::string printable(std::string_view bytes)
     while (!bytes.empty()) {
         const std::size_t length = firstLength(bytes);
         const std::string_view character = bytes.substr(0, std::max<std::size_t>(length, 1));
-        if (length == 0) {
-            text += "\uFFFD";
-        } else {
-            text += isControl(character) ? "\u00B7" : character;
-        }
+        text += length == 0 ? "\uFFFD" : isControl(character) ? "\u00B7" : character;
         bytes.remove_prefix(character.size());
     }
     return text;

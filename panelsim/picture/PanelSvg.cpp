@@ -1,6 +1,5 @@
 #include "panelsim/picture/PanelSvg.h"
 
-#include "panelsim/picture/Glyph.h"
 #include "panelsim/picture/PanelText.h"
 
 #include <algorithm>
@@ -64,11 +63,7 @@ std::string filled(const char* colour)
 
 std::string opacity(unsigned percent)
 {
-    return join(" fill-opacity=\"",
-                percent >= 100 ? "1"
-                : percent < 10 ? "0.0"
-                               : "0.",
-                percent >= 100 ? "" : join(percent), '"');
+    return join(" fill-opacity=\"", std::min(percent, 100U) / 100.0, '"');
 }
 
 std::string group(Units x, Units y, const std::string& content)

@@ -1,8 +1,5 @@
 #include "panelsim/picture/PanelText.h"
 
-#include "panelsim/board/LedColour.h"
-#include "panelsim/picture/Glyph.h"
-
 #include <algorithm>
 #include <cstddef>
 
@@ -76,6 +73,18 @@ std::string drawLed(const BoardConfig& config, unsigned led, bool lit, TextStyle
 }
 
 } // namespace
+
+std::string glyph(unsigned char code)
+{
+    const bool control = code < 0x20 || (code >= 0x7F && code < 0xA0);
+    if (control) {
+        return "\u00B7";
+    }
+    if (code < 0x80) {
+        return std::string(1, static_cast<char>(code));
+    }
+    return {static_cast<char>(0xC0 | code >> 6), static_cast<char>(0x80 | (code & 0x3F))};
+}
 
 std::string describe(const LcdView& lcd)
 {

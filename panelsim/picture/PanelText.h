@@ -21,6 +21,9 @@ enum class TextStyle {
  */
 std::string drawPanel(const BoardConfig& config, const PanelView& view, TextStyle style);
 
+/** @return what a character code of the LCD is shown as, in UTF-8: Latin-1, and a middle dot for control codes */
+std::string glyph(unsigned char code);
+
 /** @return "display on, backlight off, contrast 15/31"; contrast only if the LCD has a register for it */
 std::string describe(const LcdView& lcd);
 

@@ -12,8 +12,6 @@ namespace panelsim {
 
 namespace {
 
-constexpr unsigned idLineCount = 4;
-constexpr unsigned dataLineCount = 8;
 constexpr std::size_t mostWaitingBytes = 64UL * 1024 * 1024;
 constexpr std::chrono::milliseconds flushInterval{100};
 constexpr std::chrono::seconds patienceAtEnd{2};
@@ -102,7 +100,8 @@ std::string VcdTrace::header()
                        "$timescale 1 ns $end\n"
                        "$scope module panel $end\n";
     const auto wire = [&](const std::string& name, unsigned gpio) {
-        const std::string& identifier = wires[gpio] = identifierOf(wires.size());
+        const std::string identifier = identifierOf(wires.size());
+        wires[gpio].identifier = identifier;
         text += "$var wire 1 " + identifier + " " + name + " $end\n";
     };
     const struct {
@@ -138,21 +137,18 @@ std::string VcdTrace::header()
 void VcdTrace::record(const LineChange& change)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    // The board begins with the levels that all lines have at one time.
-    if (levels.empty()) {
-        begin = change.time;
-    }
-    const bool isFirst = levels.count(change.gpio) == 0;
-    LineLevel& level = levels[change.gpio];
-    if (!isFirst && level == change.level) {
+    Wire& wire = wires.at(change.gpio);
+    if (wire.level == change.level) {
         return;
     }
-    level = change.level;
-    const char value = level == LineLevel::Low ? '0' : level == LineLevel::High ? '1' : 'z';
-    waiting += timeStamp(change.time) + value + wires.at(change.gpio) + '\n';
-    if (isFirst && levels.size() == wires.size()) {
-        waiting += "$end\n";
+    // The board begins with the levels that all lines have at one time.
+    if (begun == 0) {
+        begin = change.time;
     }
+    const bool endsDump = !wire.level && ++begun == wires.size();
+    wire.level = change.level;
+    const char value = change.level == LineLevel::Low ? '0' : change.level == LineLevel::High ? '1' : 'z';
+    waiting += timeStamp(change.time) + value + wire.identifier + (endsDump ? "\n$end\n" : "\n");
     if (std::chrono::steady_clock::now() - written >= flushInterval) {
         write();
     }

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace panelsim {
@@ -49,6 +50,11 @@ public:
     void close();
 
 private:
+    struct Wire {
+        std::string identifier;
+        std::optional<LineLevel> level = {}; ///< written last
+    };
+
     std::string header();
     void record(const LineChange& change);
     std::string timeStamp(std::chrono::nanoseconds time);
@@ -57,9 +63,9 @@ private:
     Board& board;
     const std::filesystem::path path;
     FileDescriptor file;
-    std::mutex mutex;                      ///< of all that follows; the board's lock is taken first
-    std::map<unsigned, std::string> wires; ///< identifier by GPIO
-    std::map<unsigned, LineLevel> levels;  ///< written last, by GPIO
+    std::mutex mutex;               ///< of all that follows; the board's lock is taken first
+    std::map<unsigned, Wire> wires; ///< by GPIO
+    std::size_t begun = 0;          ///< wires that have a level
     std::chrono::nanoseconds begin{0};
     std::chrono::nanoseconds last{0}; ///< time written last, since the beginning
     std::string waiting;              ///< lines that are not in the file yet

@@ -1,8 +1,9 @@
 #pragma once
 
-#include "panelsim/board/PinFault.h"
+#include "panelsim/board/Board.h"
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -30,8 +31,8 @@ struct Step {
     bool is = true;                    ///< whether something is to be on or inverted
     unsigned status = 0;               ///< as a shell has it
     PinFault fault = {};
-    std::optional<std::filesystem::path> saveTo = {};
-    std::optional<std::filesystem::path> compareWith = {};
+    std::filesystem::path saveTo = {};      ///< empty for none
+    std::filesystem::path compareWith = {}; ///< empty for none
 };
 
 /** What a person in front of the panel does, in turn, and what the panel is to show meanwhile. */
@@ -40,5 +41,19 @@ struct Scenario {
     std::string name; ///< printable
     std::vector<Step> steps;
 };
+
+constexpr std::size_t largestScenario = std::size_t{1} << 20U; ///< bytes
+
+/**
+ * Reads a scenario from a file. Files that it names are relative to the file's directory; those that it compares with
+ * have to be there.
+ * @param board that it is to be played on
+ * @throws std::runtime_error with file, line and column of the first thing that is wrong, in one line, or when the file
+ *         cannot be read
+ */
+Scenario readScenario(const std::filesystem::path& file, const Board& board);
+
+/** Makes a scenario of a file's content. @param file where it comes from; otherwise as readScenario */
+Scenario parseScenario(const std::string& content, const std::filesystem::path& file, const Board& board);
 
 } // namespace panelsim

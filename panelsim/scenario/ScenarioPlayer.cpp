@@ -2,10 +2,12 @@
 
 #include "panelsim/board/Duration.h"
 #include "panelsim/board/Utf8.h"
-#include "panelsim/scenario/Situation.h"
+#include "panelsim/picture/PanelText.h"
 
+#include <algorithm>
 #include <chrono>
 #include <system_error>
+#include <vector>
 
 namespace panelsim {
 
@@ -14,17 +16,27 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Outcome = ScenarioResult::Outcome;
 
+constexpr std::size_t reportedLines = 10;
+
 std::string say(const Step& step, const BoardConfig& board)
 {
     return step.kind->say(step, board) + (step.waits ? " within " + describe(step.time) : "");
 }
 
-std::string endText(const AppState& app)
-{
-    return "the application has " + describe(app);
-}
-
 } // namespace
+
+std::string describeSituation(const Simulation& simulation)
+{
+    std::vector<LogLine> lines = simulation.log.linesFrom(0).lines;
+    const auto isRemark = [](const LogLine& line) { return line.source == LogLine::Source::Simulator; };
+    lines.erase(std::remove_if(lines.begin(), lines.end(), isRemark), lines.end());
+    std::string text = lines.empty() ? "The application has written nothing." : "The last lines of the application:";
+    for (std::size_t i = lines.size() - std::min(lines.size(), reportedLines); i < lines.size(); ++i) {
+        text += "\n  " + printable(lines[i].text);
+    }
+    return "The panel shows:\n" + drawPanel(simulation.board.getConfig(), simulation.board.view(), TextStyle::Plain) +
+           text;
+}
 
 ScenarioPlayer::ScenarioPlayer(const Scenario& itsScenario, Simulation& itsSimulation)
     : scenario(itsScenario), simulation(itsSimulation), stage{itsSimulation}
@@ -34,7 +46,7 @@ ScenarioPlayer::ScenarioPlayer(const Scenario& itsScenario, Simulation& itsSimul
 
 ScenarioPlayer::~ScenarioPlayer()
 {
-    simulation.keys.leave(Stage::hand);
+    simulation.board.releaseAll(Stage::hand);
 }
 
 void ScenarioPlayer::begin()
@@ -51,7 +63,7 @@ std::optional<ScenarioResult> ScenarioPlayer::advance()
 {
     while (next < scenario.steps.size()) {
         const std::size_t played = next;
-        const auto failure = play(scenario.steps[next]);
+        auto failure = play(scenario.steps[next]);
         if (failure || next == played) {
             return failure;
         }
@@ -67,26 +79,29 @@ std::optional<ScenarioResult> ScenarioPlayer::play(const Step& step)
     const bool isAction = step.kind->form == StepKind::Form::Action;
     // Before the look, so that it sees the last of the time and of the application.
     const bool isOver = !step.waits || Clock::now() >= stage.begun + step.time;
-    const AppState app = simulation.app.get();
+    const AppState app = simulation.app;
+    const std::string end = "the application has " + describe(app);
     if (isAction && app.hasEnded() && !app.succeeded() && !stage.endAccepted) {
-        return fail(Outcome::ApplicationFailed, endText(app));
+        return fail(Outcome::ApplicationFailed, end);
     }
     try {
         const auto objection = step.kind->play(step, stage);
+        const std::string expected = "expected " + say(step, simulation.board.getConfig());
         if (!objection) {
             ++next;
-        } else if (!isAction && (isOver || app.hasEnded())) {
-            return disappoint(step, *objection, app);
+        } else if (isAction || (!isOver && !app.hasEnded())) {
+            return std::nullopt;
+        } else if (!app.hasEnded() || stage.endAccepted) {
+            return fail(Outcome::Failed, expected + ", but " + *objection);
+        } else if (app.succeeded()) {
+            return fail(Outcome::Failed, expected + ", but " + end + " and " + *objection);
+        } else {
+            return fail(Outcome::ApplicationFailed, end + "; " + expected + ", but " + *objection);
         }
-        return std::nullopt;
     } catch (const std::system_error& e) {
         return fail(Outcome::FileError, printable(e.what()));
     }
-}
-
-ScenarioResult ScenarioPlayer::stop() const
-{
-    return fail(Outcome::Stopped, "stopped");
+    return std::nullopt;
 }
 
 ScenarioResult ScenarioPlayer::fail(Outcome outcome, const std::string& text) const
@@ -96,18 +111,6 @@ ScenarioResult ScenarioPlayer::fail(Outcome outcome, const std::string& text) co
     const bool concernsPanel = outcome == Outcome::Failed || outcome == Outcome::ApplicationFailed;
     return {outcome, scenario.file + place + ": step " + std::to_string(next + 1) + ", " + step.name + ": " + text +
                          (concernsPanel ? "\n" + describeSituation(simulation) : "")};
-}
-
-ScenarioResult ScenarioPlayer::disappoint(const Step& step, const std::string& objection, const AppState& app) const
-{
-    const std::string expected = "expected " + say(step, simulation.board.getConfig()) + ", but ";
-    if (!app.hasEnded() || stage.endAccepted) {
-        return fail(Outcome::Failed, expected + objection);
-    }
-    if (app.succeeded()) {
-        return fail(Outcome::Failed, expected + endText(app) + " and " + objection);
-    }
-    return fail(Outcome::ApplicationFailed, endText(app) + "; " + expected + objection);
 }
 
 } // namespace panelsim

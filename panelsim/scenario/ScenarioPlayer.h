@@ -2,7 +2,6 @@
 
 #include "panelsim/board/Simulation.h"
 #include "panelsim/scenario/Scenario.h"
-#include "panelsim/scenario/ScenarioResult.h"
 #include "panelsim/scenario/StepKind.h"
 
 #include <cstddef>
@@ -10,6 +9,24 @@
 #include <string>
 
 namespace panelsim {
+
+/** How a scenario has ended. */
+struct ScenarioResult {
+    enum class Outcome {
+        Passed,
+        Failed,            ///< something was not as a step expected it
+        ApplicationFailed, ///< the application ended, not with status 0, while steps were left
+        FileError,         ///< a picture could not be read or written
+        Stopped            ///< from outside
+    };
+
+    Outcome outcome = Outcome::Passed;
+    std::string message = {};  ///< what has gone wrong: UTF-8, one line or more without a newline at the end
+    bool exitAccepted = false; ///< whether a step waited for the application's end and found it as it was to be
+};
+
+/** @return what the panel shows and the last lines of the application, as text of several lines for a failure report */
+std::string describeSituation(const Simulation& simulation);
 
 /** Plays a scenario on a panel, with a hand of its own on the keys, while an application runs it. */
 class ScenarioPlayer {
@@ -30,13 +47,12 @@ public:
     std::optional<ScenarioResult> advance();
 
     /** @return the result of a scenario that is ended where it is */
-    ScenarioResult stop() const;
+    ScenarioResult stop() const { return fail(ScenarioResult::Outcome::Stopped, "stopped"); }
 
 private:
     void begin();
     std::optional<ScenarioResult> play(const Step& step);
     ScenarioResult fail(ScenarioResult::Outcome outcome, const std::string& text) const;
-    ScenarioResult disappoint(const Step& step, const std::string& objection, const AppState& app) const;
 
     const Scenario& scenario;
     Simulation& simulation;

@@ -6,11 +6,12 @@
 #include "panelsim/picture/PanelText.h"
 
 #include <cerrno>
-#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <fcntl.h>
+#include <fstream>
+#include <iterator>
 #include <sstream>
-#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -18,7 +19,7 @@ namespace panelsim {
 
 namespace {
 
-constexpr std::size_t largestPicture = std::size_t{1} << 20U; ///< bytes
+constexpr std::uintmax_t largestPicture = std::uintmax_t{1} << 20U; ///< bytes
 
 bool isText(const std::filesystem::path& file)
 {
@@ -37,7 +38,7 @@ std::string firstDifference(const std::string& expected, const std::string& actu
     std::istringstream actualLines(actual);
     std::string expectedLine;
     std::string actualLine;
-    for (std::size_t number = 1;; ++number) {
+    for (unsigned number = 1;; ++number) {
         const bool hasExpected = !std::getline(expectedLines, expectedLine).fail();
         const bool hasActual = !std::getline(actualLines, actualLine).fail();
         if (!hasExpected && !hasActual) {
@@ -49,11 +50,6 @@ std::string firstDifference(const std::string& expected, const std::string& actu
                    "\n  panel: " + (hasActual ? printable(actualLine) : "(at its end)");
         }
     }
-}
-
-[[noreturn]] void fail(int error, const std::string& what)
-{
-    throw std::system_error(error, std::generic_category(), what);
 }
 
 } // namespace
@@ -69,26 +65,24 @@ void saveScreenshot(const BoardConfig& config, const PanelView& view, const std:
     if (!isWhole || std::rename(fresh.c_str(), file.c_str()) != 0) {
         const int error = written >= 0 && !isWhole ? ENOSPC : errno;
         std::remove(fresh.c_str());
-        fail(error, failure);
+        throw std::system_error(error, std::generic_category(), failure);
     }
 }
 
 std::string readPictureFile(const std::filesystem::path& file)
 {
-    const std::string failure = "cannot read " + file.string();
-    // Without O_NONBLOCK, opening a named pipe waits for its writer.
-    const FileDescriptor opened(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC), failure.c_str());
-    struct stat status {};
-    if (fstat(opened.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, failure);
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(file, error); // of a named pipe an error
+    std::ifstream stream;
+    if (!error && size > largestPicture) {
+        error = std::make_error_code(std::errc::file_too_large);
+    } else if (!error && (stream.open(file, std::ios::binary), !stream)) {
+        error = {errno, std::generic_category()};
     }
-    std::string content(largestPicture + 1, '\0');
-    const ssize_t size = read(opened.get(), content.data(), content.size());
-    if (size < 0 || size > static_cast<ssize_t>(largestPicture)) {
-        fail(size < 0 ? errno : EFBIG, failure);
+    if (error) {
+        throw std::system_error(error, "cannot read " + file.string());
     }
-    content.resize(static_cast<std::size_t>(size));
-    return content;
+    return {std::istreambuf_iterator(stream), {}};
 }
 
 std::optional<std::string> compareScreenshot(const BoardConfig& config, const PanelView& view,

@@ -3,17 +3,11 @@
 #include "panelsim/board/Duration.h"
 #include "panelsim/board/LcdChip.h"
 #include "panelsim/board/Utf8.h"
-#include "panelsim/picture/Glyph.h"
+#include "panelsim/picture/PanelText.h"
 #include "panelsim/scenario/Screenshot.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <limits>
-#include <system_error>
 #include <utility>
-#include <yaml-cpp/exceptions.h>
-#include <yaml-cpp/node/impl.h>
-#include <yaml-cpp/node/iterator.h>
 
 namespace panelsim {
 
@@ -23,11 +17,7 @@ using namespace std::chrono_literals;
 using Objection = std::optional<std::string>;
 using Form = StepKind::Form;
 
-constexpr auto usualWait = 5s;
-constexpr auto usualTap = 100ms;
 constexpr auto readPatience = 1s; ///< in which an application should read a key that was pressed or released
-constexpr unsigned highestStatus = 255;
-constexpr unsigned mostFailingCalls = 1'000'000;
 constexpr std::size_t reportedFaults = 5;
 
 std::string number(const char* what, unsigned value)
@@ -40,19 +30,14 @@ std::string keyText(const Step& step, const BoardConfig& board)
     return "key " + keyName(board, step.part);
 }
 
-std::string ledText(const Step& step, const BoardConfig& board)
+std::string sayLight(const std::string& name, const Step& step)
 {
-    return "LED " + ledName(board, step.part);
+    return name + (step.is ? " to be on" : " to be off");
 }
 
-Objection lightObjection(const std::string& name, bool lit, bool expected)
+Objection lookAtLight(const std::string& name, bool lit, const Step& step)
 {
-    return lit == expected ? Objection() : name + (lit ? " is on" : " is off");
-}
-
-std::string toBe(bool is)
-{
-    return is ? " to be on" : " to be off";
+    return lit == step.is ? Objection() : name + (lit ? " is on" : " is off");
 }
 
 std::string withoutTrailingBlanks(const std::string& text)
@@ -70,112 +55,6 @@ std::string shownLine(const LcdView& lcd, unsigned line)
     return text;
 }
 
-/** Refuses what can never be on the display: its codes are Latin-1. */
-std::string shownText(const FieldValue& value)
-{
-    std::string text = value.text();
-    const auto isFirstByte = [](unsigned char byte) { return (byte & 0xC0U) != 0x80U; };
-    const auto isBeyondLatin1 = [](unsigned char byte) { return byte > 0xC3; };
-    if (std::any_of(text.begin(), text.end(), isBeyondLatin1)) {
-        throw YAML::Exception(value.place, "text: the display has no characters but those of Latin-1");
-    }
-    if (static_cast<std::size_t>(std::count_if(text.begin(), text.end(), isFirstByte)) > LcdChip::columns) {
-        throw YAML::Exception(value.place, number("text: a line has", LcdChip::columns) + " characters at most");
-    }
-    return text;
-}
-
-unsigned gpioOf(const FieldValue& value, const Board& board)
-{
-    const unsigned gpio = value.number(0, std::numeric_limits<unsigned>::max());
-    try {
-        board.lineLevel(gpio);
-    } catch (const std::system_error&) {
-        throw YAML::Exception(value.place, number("gpio: this board has no GPIO", gpio));
-    }
-    return gpio;
-}
-
-std::filesystem::path pictureOf(const FieldValue& value, const std::filesystem::path& folder)
-{
-    const std::filesystem::path file = value.filledText();
-    if (file.extension() != ".svg" && file.extension() != ".txt") {
-        value.refuse("the name of a file that ends in .svg or .txt");
-    }
-    std::error_code ignored;
-    const std::filesystem::path itsFolder = (folder / file).parent_path();
-    if (!itsFolder.empty() && !std::filesystem::is_directory(itsFolder, ignored)) {
-        throw YAML::Exception(value.place, value.name + ": there is no folder " + printable(itsFolder.string()));
-    }
-    return folder / file;
-}
-
-std::filesystem::path goldenOf(const FieldValue& value, const std::filesystem::path& folder)
-try {
-    std::filesystem::path file = pictureOf(value, folder);
-    readPictureFile(file);
-    return file;
-} catch (const std::system_error& e) {
-    throw YAML::Exception(value.place, "compare-with: " + printable(e.what()));
-}
-
-/** Reads a field, which means the same in each step that has it. */
-void readField(const FieldValue& value, const Board& board, const std::filesystem::path& folder, Step& step)
-{
-    const BoardConfig& config = board.getConfig();
-    const std::string& name = value.name;
-    if (name == "key") {
-        step.part = value.part(config.keyCount, config.keyNames);
-    } else if (name == "led") {
-        step.part = value.part(config.ledCount, config.ledNames);
-    } else if (name == "line") {
-        step.line = value.part(LcdChip::rows);
-    } else if (name == "from") {
-        step.from = value.part(LcdChip::columns);
-    } else if (name == "to") {
-        step.to = value.part(LcdChip::columns);
-    } else if (name == "text") {
-        step.text = step.kind->needsDisplay ? shownText(value) : value.filledText();
-    } else if (name == "whole") {
-        step.whole = value.choice({{"true", true}, {"false", false}});
-    } else if (name == "is") {
-        step.is = value.choice({{"on", true}, {"off", false}, {"true", true}, {"false", false}});
-    } else if (name == "status") {
-        step.status = value.number(0, highestStatus);
-    } else if (name == "gpio") {
-        step.fault.gpio = gpioOf(value, board);
-    } else if (name == "calls") {
-        step.fault.calls = value.number(1, mostFailingCalls);
-    } else if (name == "with") {
-        const bool throws = value.choice({{"throw", true}, {"false", false}});
-        step.fault.kind = throws ? PinFault::Kind::Throw : PinFault::Kind::False;
-    } else if (name == "save-to") {
-        step.saveTo = pictureOf(value, folder);
-    } else if (name == "compare-with") {
-        step.compareWith = goldenOf(value, folder);
-    } else { // for, within and the value of delay
-        step.time = value.duration();
-    }
-}
-
-/** Refuses fields that do not go together. */
-void checkFields(const FieldValue::Fields& fields, const Step& step, const YAML::Mark& place)
-{
-    if (step.text.empty() && !step.whole && fields.count("text") != 0) {
-        fields.at("text").refuse("a text that is not empty");
-    }
-    if (step.from > step.to) {
-        const YAML::Mark& from = fields.at(fields.count("from") != 0 ? "from" : "to").place;
-        throw YAML::Exception(from, number("from:", step.from) + number(" is greater than to,", step.to));
-    }
-    if (step.name == "take-screenshot" && fields.empty()) {
-        throw YAML::Exception(place, "take-screenshot: save-to or compare-with is missing");
-    }
-    if (step.saveTo && step.compareWith && step.saveTo->lexically_normal() == step.compareWith->lexically_normal()) {
-        throw YAML::Exception(fields.at("compare-with").place, "compare-with: this is the file that save-to writes");
-    }
-}
-
 std::chrono::steady_clock::duration played(const Stage& stage)
 {
     return std::chrono::steady_clock::now() - stage.begun;
@@ -185,7 +64,7 @@ std::chrono::steady_clock::duration played(const Stage& stage)
 Objection playTap(const Step& step, Stage& stage)
 {
     Simulation& simulation = stage.simulation;
-    const bool givenUp = played(stage) >= step.time + readPatience || simulation.app.get().hasEnded();
+    const bool givenUp = played(stage) >= step.time + readPatience || simulation.app.load().hasEnded();
     const bool isRead = stage.phase != 0 && simulation.board.keyReads(step.part) != stage.keyReads;
     if (stage.phase == 1 && (played(stage) < step.time || (!isRead && !givenUp))) {
         return "the key is held";
@@ -194,12 +73,12 @@ Objection playTap(const Step& step, Stage& stage)
         return isRead || givenUp ? Objection() : "the key is released";
     }
     if (stage.phase++ == 0) {
-        simulation.keys.press(Stage::hand, step.part);
+        simulation.board.press(step.part, Stage::hand);
     } else {
-        simulation.keys.release(Stage::hand, step.part);
+        simulation.board.release(step.part, Stage::hand);
     }
     stage.keyReads = simulation.board.keyReads(step.part);
-    return playTap(step, stage);
+    return "the key has just moved";
 }
 
 Objection lookAtText(const Step& step, Stage& stage)
@@ -236,7 +115,7 @@ Objection lookAtInversion(const Step& step, Stage& stage)
 
 Objection lookAtExit(const Step& step, Stage& stage)
 {
-    const AppState app = stage.simulation.app.get();
+    const AppState app = stage.simulation.app.load();
     stage.endAccepted = app.hasEnded();
     if (app.hasEnded() && app.shellStatus() == static_cast<int>(step.status)) {
         return std::nullopt;
@@ -262,51 +141,17 @@ Objection takeScreenshot(const Step& step, Stage& stage)
 {
     const BoardConfig& board = stage.simulation.board.getConfig();
     const PanelView view = stage.simulation.board.view();
-    if (step.saveTo) {
-        saveScreenshot(board, view, *step.saveTo);
+    if (!step.saveTo.empty()) {
+        saveScreenshot(board, view, step.saveTo);
     }
-    Objection difference = step.compareWith ? compareScreenshot(board, view, *step.compareWith) : std::nullopt;
+    Objection difference = step.compareWith.empty() ? std::nullopt : compareScreenshot(board, view, step.compareWith);
     if (difference) {
-        *difference +=
-            "\nTo accept the panel as it is, " +
-            (step.saveTo ? "copy " + printable(step.saveTo->string()) + " to " + printable(step.compareWith->string())
-                         : "write save-to in place of compare-with for one run");
+        *difference += "\nTo accept the panel as it is, " + (step.saveTo.empty()
+                                                                 ? "write save-to in place of compare-with for one run"
+                                                                 : "copy " + printable(step.saveTo.string()) + " to " +
+                                                                       printable(step.compareWith.string()));
     }
     return difference;
-}
-
-Objection pressKey(const Step& step, Stage& stage)
-{
-    stage.simulation.keys.press(Stage::hand, step.part);
-    return std::nullopt;
-}
-
-Objection releaseKey(const Step& step, Stage& stage)
-{
-    stage.simulation.keys.release(Stage::hand, step.part);
-    return std::nullopt;
-}
-
-Objection failPin(const Step& step, Stage& stage)
-{
-    stage.simulation.board.failPin(step.fault);
-    return std::nullopt;
-}
-
-Objection passTime(const Step& step, Stage& stage)
-{
-    return played(stage) < step.time ? Objection("the time is not over") : std::nullopt;
-}
-
-Objection lookAtLed(const Step& step, Stage& stage)
-{
-    const bool lit = stage.simulation.board.view().leds.at(step.part);
-    return lightObjection(ledText(step, stage.simulation.board.getConfig()), lit, step.is);
-}
-
-Objection lookAtBacklight(const Step& step, Stage& stage)
-{
-    return lightObjection("it", stage.simulation.board.view().lcd->backlight, step.is);
 }
 
 Objection lookAtOutput(const Step& step, Stage& stage)
@@ -337,26 +182,35 @@ std::string sayFault(const Step& step, const BoardConfig& /*board*/)
 
 std::string sayFiles(const Step& step, const BoardConfig& /*board*/)
 {
-    return (step.compareWith ? "the panel to look as in " + printable(step.compareWith->string()) : std::string()) +
-           (step.saveTo && step.compareWith ? ", " : "") +
-           (step.saveTo ? "saved to " + printable(step.saveTo->string()) : std::string());
+    const std::string saved = step.saveTo.empty() ? "" : "saved to " + printable(step.saveTo.string());
+    const std::string look = "the panel to look as in " + printable(step.compareWith.string());
+    return step.compareWith.empty() ? saved : look + (saved.empty() ? "" : ", " + saved);
 }
+
+} // namespace
 
 // clang-format off
 const std::vector<StepKind> stepKinds = {
     {"delay", Form::Action, false, {""}, {},
-     [](const Step& step, const BoardConfig&) { return describe(step.time); }, passTime},
-    {"press", Form::Action, false, {"key"}, {}, keyText, pressKey},
-    {"release", Form::Action, false, {"key"}, {}, keyText, releaseKey},
+     [](const Step& step, const BoardConfig&) { return describe(step.time); },
+     [](const Step& step, Stage& stage) { return played(stage) < step.time ? Objection("it is not over") : std::nullopt; }},
+    {"press", Form::Action, false, {"key"}, {}, keyText,
+     [](const Step& step, Stage& stage) { stage.simulation.board.press(step.part, Stage::hand); return Objection(); }},
+    {"release", Form::Action, false, {"key"}, {}, keyText,
+     [](const Step& step, Stage& stage) { stage.simulation.board.release(step.part, Stage::hand); return Objection(); }},
     {"tap", Form::Action, false, {"key"}, {"for"},
      [](const Step& step, const BoardConfig& board) { return keyText(step, board) + " for " + describe(step.time); },
      playTap},
     {"text", Form::Observation, true, {"text"}, {"line", "whole"}, sayText, lookAtText},
     {"inverted", Form::Observation, true, {"line"}, {"from", "to", "is"}, sayInversion, lookAtInversion},
     {"led", Form::Observation, false, {"led", "is"}, {},
-     [](const Step& step, const BoardConfig& board) { return ledText(step, board) + toBe(step.is); }, lookAtLed},
+     [](const Step& step, const BoardConfig& board) { return sayLight("LED " + ledName(board, step.part), step); },
+     [](const Step& step, Stage& stage) {
+         const Board& board = stage.simulation.board;
+         return lookAtLight("LED " + ledName(board.getConfig(), step.part), board.view().leds.at(step.part), step); }},
     {"backlight", Form::Observation, true, {"is"}, {},
-     [](const Step& step, const BoardConfig&) { return "the backlight" + toBe(step.is); }, lookAtBacklight},
+     [](const Step& step, const BoardConfig&) { return sayLight("the backlight", step); },
+     [](const Step& step, Stage& stage) { return lookAtLight("it", stage.simulation.board.view().lcd->backlight, step); }},
     {"output", Form::Observation, false, {"text"}, {},
      [](const Step& step, const BoardConfig&) { return "the application to write " + inQuotes(step.text); },
      lookAtOutput},
@@ -365,88 +219,10 @@ const std::vector<StepKind> stepKinds = {
      lookAtExit},
     {"expect-no-bus-faults", Form::Check, false, {}, {},
      [](const Step&, const BoardConfig&) { return std::string("no faults on the LCD bus"); }, lookAtBus},
-    {"fail-pin", Form::Action, false, {"gpio"}, {"calls", "with"}, sayFault, failPin},
+    {"fail-pin", Form::Action, false, {"gpio"}, {"calls", "with"}, sayFault,
+     [](const Step& step, Stage& stage) { stage.simulation.board.failPin(step.fault); return Objection(); }},
     {"take-screenshot", Form::Check, false, {}, {"save-to", "compare-with"}, sayFiles, takeScreenshot},
 };
 // clang-format on
-
-/** @return the step of that name, with what its fields are when they are not given */
-Step stepOf(const std::string& name, const YAML::Mark& place)
-{
-    std::string names;
-    for (const StepKind& kind : stepKinds) {
-        const bool observes = kind.form == Form::Observation;
-        for (const bool waits : observes ? std::vector<bool>{false, true} : std::vector<bool>{false}) {
-            const std::string full = (observes ? waits ? "wait-" : "expect-" : "") + std::string(kind.name);
-            if (full == name) {
-                Step step;
-                step.kind = &kind;
-                step.name = name;
-                step.waits = waits;
-                step.time = waits ? usualWait : usualTap;
-                step.whole = !waits;
-                step.to = LcdChip::columns - 1;
-                return step;
-            }
-            names += (names.empty() ? "" : ", ") + full;
-        }
-    }
-    throw YAML::Exception(place, "there is no step " + excerpt(name) + "; the steps are " + names);
-}
-
-Step readNamed(const FieldValue& value, const Board& board, const std::filesystem::path& folder)
-{
-    Step step = stepOf(value.name, value.place);
-    const StepKind& kind = *step.kind;
-    if (kind.needsDisplay && !board.getConfig().hasLcd) {
-        throw YAML::Exception(value.place, value.name + ": this panel has no display");
-    }
-    FieldValue content = value;
-    content.place = value.node.IsMap() || value.node.IsNull() ? value.place : value.node.Mark();
-    if (!kind.required.empty() && kind.required.front().empty()) {
-        readField(content, board, folder, step);
-        return step;
-    }
-    std::vector<std::string_view> known = kind.required;
-    known.insert(known.end(), kind.optional.begin(), kind.optional.end());
-    if (step.waits) {
-        known.push_back("within");
-    }
-    const auto fields = content.fields(known);
-    for (const std::string_view name : kind.required) {
-        if (fields.count(name) == 0) {
-            throw YAML::Exception(value.place, value.name + ": the field " + inQuotes(name) + " is missing");
-        }
-    }
-    for (const std::string_view name : known) {
-        if (const auto field = fields.find(name); field != fields.end()) {
-            readField(field->second, board, folder, step);
-        }
-    }
-    checkFields(fields, step, value.place);
-    return step;
-}
-
-} // namespace
-
-Step readStep(const YAML::Node& node, const Board& board, const std::filesystem::path& folder, YAML::Mark& place)
-{
-    place = node.Mark();
-    if (node.IsScalar()) {
-        return readNamed({node.Scalar(), YAML::Node(), place}, board, folder);
-    }
-    if (!node.IsMap() || node.size() == 0) {
-        FieldValue{"steps", node, place}.refuse("a step such as press: {key: 0}");
-    }
-    const YAML::Node name = node.begin()->first;
-    if (node.size() > 1) {
-        const YAML::Node second = (++node.begin())->first;
-        throw YAML::Exception(second.Mark(), excerpt(second.IsScalar() ? second.Scalar() : "") +
-                                                 " follows in the same step: a step begins with a dash of its own, "
-                                                 "and its fields are indented further");
-    }
-    place = name.Mark();
-    return readNamed({name.IsScalar() ? name.Scalar() : "", node.begin()->second, place}, board, folder);
-}
 
 } // namespace panelsim

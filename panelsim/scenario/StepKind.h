@@ -1,15 +1,10 @@
 #pragma once
 
-#include "panelsim/board/AppLog.h"
-#include "panelsim/board/Board.h"
-#include "panelsim/board/ChangeSignal.h"
 #include "panelsim/board/Simulation.h"
-#include "panelsim/scenario/FieldValue.h"
 #include "panelsim/scenario/Scenario.h"
 
 #include <chrono>
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,7 +15,7 @@ namespace panelsim {
 /** What a step is played on, and how far that has come. */
 struct Stage {
     /** Of the one that scenarios press keys with. */
-    static constexpr HeldKeys::Hand hand = 0;
+    static constexpr Board::Hand hand = 0;
 
     Simulation& simulation;
     AppLog::Position output = {}; ///< what has been searched for text
@@ -55,12 +50,7 @@ struct StepKind {
     std::optional<std::string> (*play)(const Step& step, Stage& stage);
 };
 
-/**
- * Reads a step: a mapping of its name to what it needs, or the name alone. The place in the file is left open.
- * @param board  that the step is to be possible on
- * @param folder that files in it are relative to
- * @throws YAML::Exception
- */
-Step readStep(const YAML::Node& node, const Board& board, const std::filesystem::path& folder, YAML::Mark& place);
+/** All of them. */
+extern const std::vector<StepKind> stepKinds;
 
 } // namespace panelsim

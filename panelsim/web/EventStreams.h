@@ -1,8 +1,6 @@
 #pragma once
 
-#include "panelsim/board/HeldKeys.h"
 #include "panelsim/board/Simulation.h"
-#include "panelsim/web/PageInfo.h"
 
 #include <atomic>
 #include <chrono>
@@ -10,7 +8,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <sys/types.h>
@@ -24,8 +21,8 @@ namespace panelsim {
 /** The pages that are connected: follows the simulation from a thread of its own and sends them what has changed. */
 class EventStreams {
 public:
-    /** @param simulation must outlive this object */
-    EventStreams(Simulation& simulation, PageInfo info);
+    /** @param simulation must outlive this object @param command the application's, for the pages to show */
+    EventStreams(Simulation& simulation, std::string command);
     ~EventStreams() { finish(); }
 
     EventStreams(const EventStreams&) = delete;
@@ -33,7 +30,7 @@ public:
 
     /** @return the events for the page of that connection; null when there are too many pages */
     MHD_Response* open(MHD_Connection* connection);
-    bool isConnected(HeldKeys::Hand page);
+    bool isConnected(Board::Hand page);
 
     /** Says from now on whether the application can be started again, which it cannot at first. From any thread. */
     void offerRestart(bool offered);
@@ -48,35 +45,35 @@ private:
     struct Stream {
         EventStreams& owner;
         MHD_Connection* connection;
-        HeldKeys::Hand page;
+        Board::Hand page;
         std::string unsent;
-        std::shared_ptr<const std::string> state = {}; ///< that was sent
-        std::uint64_t log = 0;                         ///< version that was sent
-        std::uint64_t nextLine = 0;                    ///< of the log
-        std::uint64_t beat = 0;                        ///< the last that was answered
+        std::uint64_t state = 0;    ///< version that was sent
+        std::uint64_t log = 0;      ///< version that was sent
+        std::uint64_t nextLine = 0; ///< of the log
+        bool due = false;           ///< whether something has to be sent
         bool suspended = false;
     };
 
     ssize_t read(Stream& stream, char* bytes, std::size_t most);
     std::string newEvents(Stream& stream) const;
-    void close(HeldKeys::Hand page);
+    void close(Board::Hand page);
     void follow();
     void publish();
 
     Simulation& simulation;
-    const PageInfo info;
+    const std::string command;
     std::atomic<bool> restart{false};
     std::atomic<bool> finishing{false};
     std::mutex mutex; ///< guards what follows
     std::condition_variable closed;
-    std::map<HeldKeys::Hand, Stream> streams;
-    HeldKeys::Hand lastPage = 0;
-    std::shared_ptr<const std::string> state; ///< as stateJson makes it; another object for another state
-    std::uint64_t log = 0;                    ///< version that the pages are to have
-    std::uint64_t beat = 0;                   ///< how often there was something to send
-    bool last = false;                        ///< whether nothing more is to come
-    Clock::time_point logDue;                 ///< when the next lines may be sent
-    Clock::time_point beatDue;                ///< when something has to be sent
+    std::map<Board::Hand, Stream> streams;
+    Board::Hand lastPage = 0;
+    std::string state; ///< the event that shows it
+    std::uint64_t stateVersion = 0;
+    std::uint64_t log = 0;     ///< version that the pages are to have
+    bool last = false;         ///< whether nothing more is to come
+    Clock::time_point logDue;  ///< when the next lines may be sent
+    Clock::time_point beatDue; ///< when something has to be sent
     std::thread follower;
 };
 

@@ -48,13 +48,6 @@ constexpr std::pair<const char*, const char*> securityHeaders[] = {
     {"Cache-Control", "no-store"},
     {"Referrer-Policy", "no-referrer"}};
 
-const Route* findRoute(std::string_view path)
-{
-    const auto* const route =
-        std::find_if(std::begin(routes), std::end(routes), [&](const Route& each) { return each.path == path; });
-    return route == std::end(routes) ? nullptr : route;
-}
-
 bool isWildcard(const HttpAddress& address)
 {
     return address.host == "0.0.0.0" || address.host == "::";
@@ -121,10 +114,10 @@ MHD_Daemon* startDaemon(const HttpAddress& address, MHD_AccessHandlerCallback an
 
 } // namespace
 
-PanelServer::PanelServer(Simulation& itsSimulation, PageInfo info, const HttpAddress& itsAddress,
+PanelServer::PanelServer(Simulation& itsSimulation, std::string command, const HttpAddress& itsAddress,
                          std::function<void()> restart)
     : simulation(itsSimulation), address(itsAddress), onRestart(std::move(restart)),
-      streams(itsSimulation, std::move(info)),
+      streams(itsSimulation, std::move(command)),
       daemon(startDaemon(
                  itsAddress,
                  [](void* itself, MHD_Connection* connection, const char* path, const char* method,
@@ -162,51 +155,41 @@ std::string PanelServer::url() const
     return "http://" + describe(seen) + "/";
 }
 
-/** Answers all but the body of a POST that is still to come. */
+/**
+ * Answers all but the body of a POST that is still to come. Pages of other sites reach this server by a name of their
+ * own for its address, or with an Origin of their own.
+ */
 bool PanelServer::begin(MHD_Connection* connection, std::string_view method, std::string_view path)
-{
-    const Answer refused = refusal(connection, method, path);
-    if (refused.status != MHD_HTTP_OK) {
-        return sendText(connection, refused.status, refused.text);
-    }
-    const Route& route = *findRoute(path);
-    if (route.method == "POST") {
-        return true;
-    }
-    if (route.file != nullptr) {
-        return send(connection, MHD_HTTP_OK, route.type, pageFile(route.file));
-    }
-    MHD_Response* const events = streams.open(connection);
-    return events != nullptr ? send(connection, MHD_HTTP_OK, route.type, events)
-                             : sendText(connection, MHD_HTTP_SERVICE_UNAVAILABLE,
-                                        "there are too many pages; close one and try again");
-}
-
-/** Pages of other sites reach this server by a name of their own for its address, or with an Origin of their own. */
-PanelServer::Answer PanelServer::refusal(MHD_Connection* connection, std::string_view method,
-                                         std::string_view path) const
 {
     const char* const host = headerOf(connection, MHD_HTTP_HEADER_HOST);
     const char* const origin = headerOf(connection, MHD_HTTP_HEADER_ORIGIN);
     const char* const type = headerOf(connection, MHD_HTTP_HEADER_CONTENT_TYPE);
-    const Route* const route = findRoute(path);
+    const auto* const route =
+        std::find_if(std::begin(routes), std::end(routes), [&](const Route& each) { return each.path == path; });
     MHD_Daemon* const asked = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_DAEMON)->daemon;
     if (host == nullptr || !isServedAs(host, portOf(asked))) {
-        return {MHD_HTTP_FORBIDDEN, "refused: the Host header does not name this server"};
+        return sendText(connection, MHD_HTTP_FORBIDDEN, "refused: the Host header does not name this server");
     }
     if (origin != nullptr && origin != "http://" + std::string(host)) {
-        return {MHD_HTTP_FORBIDDEN, "refused: the request comes from another site"};
+        return sendText(connection, MHD_HTTP_FORBIDDEN, "refused: the request comes from another site");
     }
-    if (route == nullptr) {
-        return {MHD_HTTP_NOT_FOUND, "there is no such page"};
+    if (route == std::end(routes)) {
+        return sendText(connection, MHD_HTTP_NOT_FOUND, "there is no such page");
     }
     if (route->method != method) {
-        return {MHD_HTTP_METHOD_NOT_ALLOWED, "this takes " + std::string(route->method) + " only"};
+        return sendText(connection, MHD_HTTP_METHOD_NOT_ALLOWED, "this takes " + std::string(route->method) + " only");
     }
-    if (method == "POST" && (type == nullptr || type != std::string_view(route->type))) {
-        return {MHD_HTTP_UNSUPPORTED_MEDIA_TYPE, "the Content-Type has to be application/json"};
+    if (method == "POST") {
+        return (type != nullptr && type == std::string_view(route->type)) ||
+               sendText(connection, MHD_HTTP_UNSUPPORTED_MEDIA_TYPE, "the Content-Type has to be application/json");
     }
-    return {};
+    if (route->file != nullptr) {
+        return send(connection, MHD_HTTP_OK, route->type, pageFile(route->file));
+    }
+    MHD_Response* const events = streams.open(connection);
+    return events != nullptr ? send(connection, MHD_HTTP_OK, route->type, events)
+                             : sendText(connection, MHD_HTTP_SERVICE_UNAVAILABLE,
+                                        "there are too many pages; close one and try again");
 }
 
 bool PanelServer::isServedAs(std::string host, std::uint16_t port) const
@@ -228,27 +211,22 @@ PanelServer::Answer PanelServer::finishPost(std::string_view path, const std::st
     if (body.size() > mostBodyBytes) {
         return {MHD_HTTP_CONTENT_TOO_LARGE, "the body may have " + std::to_string(mostBodyBytes) + " bytes at most"};
     }
-    if (path == "/keys") {
-        return moveKey(body);
+    if (path == "/restart") {
+        if (!streams.offersRestart()) {
+            return {MHD_HTTP_CONFLICT, "the application cannot be started again now"};
+        }
+        onRestart();
+        return {MHD_HTTP_ACCEPTED, "the application is started again"};
     }
-    if (!streams.offersRestart()) {
-        return {MHD_HTTP_CONFLICT, "the application cannot be started again now"};
-    }
-    onRestart();
-    return {MHD_HTTP_ACCEPTED, "the application is started again"};
-}
-
-PanelServer::Answer PanelServer::moveKey(const std::string& body)
-{
     try {
         const json request = json::parse(body);
-        const auto page = request.at("client").get<HeldKeys::Hand>();
+        const auto page = request.at("client").get<Board::Hand>();
         const auto key = request.at("key").get<unsigned>();
         const bool pressed = request.at("pressed").get<bool>();
         if (!streams.isConnected(page)) {
             return {MHD_HTTP_CONFLICT, "client " + std::to_string(page) + " is not connected"};
         }
-        pressed ? simulation.keys.press(page, key) : simulation.keys.release(page, key);
+        pressed ? simulation.board.press(key, page) : simulation.board.release(key, page);
         return {MHD_HTTP_NO_CONTENT};
     } catch (const json::exception& error) {
         return {MHD_HTTP_BAD_REQUEST, error.what()};

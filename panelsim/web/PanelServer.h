@@ -3,7 +3,6 @@
 #include "panelsim/board/Simulation.h"
 #include "panelsim/web/EventStreams.h"
 #include "panelsim/web/HttpAddress.h"
-#include "panelsim/web/PageInfo.h"
 
 #include <cstdint>
 #include <functional>
@@ -22,11 +21,13 @@ public:
     /**
      * Serves from now on.
      * @param simulation must outlive the server
+     * @param command   the application's, for the page to show
      * @param onRestart called from a thread of the server when a page wants the application to start again; must not
      * destroy the server
      * @throws std::system_error with a text that names the address and says what to do when it is taken
      */
-    PanelServer(Simulation& simulation, PageInfo info, const HttpAddress& address, std::function<void()> onRestart);
+    PanelServer(Simulation& simulation, std::string command, const HttpAddress& address,
+                std::function<void()> onRestart);
 
     /** Sends the newest state to the pages that are connected, and ends. */
     ~PanelServer();
@@ -47,10 +48,8 @@ private:
     };
 
     bool begin(MHD_Connection* connection, std::string_view method, std::string_view path);
-    Answer refusal(MHD_Connection* connection, std::string_view method, std::string_view path) const;
     bool isServedAs(std::string host, std::uint16_t port) const;
     Answer finishPost(std::string_view path, const std::string& body);
-    Answer moveKey(const std::string& body);
 
     Simulation& simulation;
     const HttpAddress address;

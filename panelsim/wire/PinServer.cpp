@@ -123,21 +123,19 @@ void PinServer::serve()
 
 void PinServer::accept()
 {
-    FileDescriptor connection;
-    try {
-        connection = FileDescriptor(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC), "accept");
-    } catch (const std::system_error& error) {
-        complainOnce("cannot take a connection of the application: " + error.code().message());
+    const int number = accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC);
+    if (number < 0) {
+        complainOnce("cannot take a connection of the application: " + std::generic_category().message(errno));
         // Out of descriptors, say: the connection waits, and would be tried again at once.
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         return;
     }
-    if (!isOfSameUser(connection.get())) {
+    FileDescriptor connection(number, "");
+    if (!isOfSameUser(number)) {
         complainOnce("a connection of another user was refused");
     } else if (connections.size() >= mostConnections) {
         complainOnce("an application was refused: " + std::to_string(mostConnections) + " processes use pins already");
     } else {
-        const int number = connection.get();
         connections[number] = std::move(connection);
     }
 }

@@ -16,19 +16,19 @@ namespace panelsim {
 /** Environment variable that holds the name of the socket, in the abstract namespace and without its leading zero. */
 constexpr const char* socketVariable = "PANELSIM_SOCKET";
 
-constexpr std::uint32_t protocolVersion = 2;
+constexpr std::uint8_t protocolVersion = 3;
 
 struct Request {
-    enum class Operation : std::uint8_t { Create, Export, Init, Deinit, SetDirection, SetValue, GetValue, Destroy };
+    enum class Operation : std::uint32_t { Create, Export, Init, Deinit, SetDirection, SetValue, GetValue, Destroy };
 
-    std::uint32_t version = protocolVersion;
-    std::uint32_t pin = 0;  ///< as Create returned it
-    std::int64_t time = 0;  ///< CLOCK_MONOTONIC of the application, nanoseconds
-    std::uint32_t gpio = 0; ///< Export only
     Operation operation = Operation::Create;
-    std::uint8_t inverted = 0; ///< Init only
-    std::uint8_t output = 0;   ///< Init and SetDirection: 1 for an output
+    std::uint32_t pin = 0;     ///< as Create returned it
+    std::uint32_t gpio = 0;    ///< Export only
     std::uint8_t level = 0;    ///< Init and SetValue
+    std::uint8_t output = 0;   ///< Init and SetDirection: 1 for an output
+    std::uint8_t inverted = 0; ///< Init only
+    std::uint8_t version = protocolVersion;
+    std::int64_t time = 0; ///< CLOCK_MONOTONIC of the application, nanoseconds
 };
 static_assert(sizeof(Request) == 24, "there are no bytes between the members");
 

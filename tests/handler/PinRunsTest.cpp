@@ -7,15 +7,13 @@
 #include <gtest/gtest.h>
 
 using namespace frontpanelhw;
-using sysfs::PinDirectionEn;
 
 TEST(GpioVectorCreator, ConfiguresAllPinsEvenIfOneRefusesAndReplacesThemInPlace)
 {
     FakePins pins;
     pins.refused = {"init 7 inverted out 1"};
     handler::GpioVectorCreator creator(pins, 7, 2);
-    EXPECT_EQ(pins.take(), "");
-    auto& gpios = creator.createAndInit(true, PinDirectionEn::Output, true);
+    auto& gpios = creator.createAndInit(true, sysfs::PinDirectionEn::Output, true);
     EXPECT_EQ(pins.take(), "create export 7 create export 8 init 7 inverted out 1 init 8 inverted out 1");
     EXPECT_EQ(&creator.createOnlyExported(), &gpios);
     EXPECT_EQ(gpios.size(), 2U);
@@ -36,31 +34,24 @@ TEST(LedCreator, GivesEachLedItsPolarityAndLevel)
 
 TEST(PanelType, IsReadFromFourLines)
 {
-    struct Case {
+    const std::string failure = "! ERROR: unable to read led gpio for HW ID check: 16\n";
+    const std::string outdoor = "INFO: detected outdoor front panel type\n";
+    const struct {
         unsigned levels; ///< of the lines 16 to 19, the first in bit 0
-        std::set<std::string> broken;
         FrontPanelType type;
-        std::string log;
-    };
-    const Case cases[] = {
-        {5, {}, FrontPanelType::Outdoor, "INFO: detected outdoor front panel type\n"},
-        {15, {}, FrontPanelType::Indoor, "INFO: detected indoor front panel type\n"},
-        {0, {}, FrontPanelType::Unknown, "WARNING: detected unknown front panel type: 0\n"},
-        {10, {}, FrontPanelType::Unknown, "WARNING: detected unknown front panel type: a\n"},
-        {10,
-         {"16?"},
-         FrontPanelType::Outdoor,
-         "! ERROR: unable to read led gpio for HW ID check: 16\nINFO: detected outdoor front panel type\n"},
-    };
+        std::string log, broken = "";
+    } cases[] = {{5, FrontPanelType::Outdoor, outdoor},
+                 {15, FrontPanelType::Indoor, "INFO: detected indoor front panel type\n"},
+                 {10, FrontPanelType::Unknown, "WARNING: detected unknown front panel type: a\n"},
+                 {10, FrontPanelType::Outdoor, failure + outdoor, "16?"}};
     FakePins pins;
     CapturedOutput output;
-    std::cout << std::hex;
-    std::cerr << std::hex;
-    for (const Case& c : cases) {
+    (std::cout << std::hex, std::cerr << std::hex);
+    for (const auto& c : cases) {
         for (unsigned i = 0; i < 4; ++i) {
             pins.levels.at(16 + i) = (c.levels >> i & 1U) != 0;
         }
-        pins.broken = c.broken;
+        pins.broken = {c.broken};
         EXPECT_EQ(detectType(pins, 16), c.type);
         EXPECT_EQ(output.take(), c.log);
         EXPECT_EQ(pins.take(), "create export 16 create export 17 create export 18 create export 19 "

@@ -1,83 +1,130 @@
-/* The tool as it is installed, on the kernel's own GPIO interface, with the module panel_gpio's lines under it. */
+/* The installed tool on the kernel's GPIO interfaces, with a simulated board behind the lines of module panel_gpio. */
 #include "panelsim/board/Board.h"
 #include "panelsim/picture/PanelText.h"
-#include "tests/kernel/Child.h"
-#include "tests/kernel/ModuleBridge.h"
 
-#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <csignal>
-#include <filesystem>
+#include <cstdlib>
+#include <fcntl.h>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <gtest/gtest.h>
-#include <iostream>
-#include <iterator>
+#include <initializer_list>
 #include <map>
-#include <sstream>
-#include <stdexcept>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
-#include <vector>
+#include <unistd.h>
 
 using panelsim::BoardConfig;
 using panelsim::ChipVariant;
 
 namespace {
 
-const std::filesystem::path gpioDirectory = "/sys/class/gpio";
-const std::filesystem::path moduleParameters = "/sys/module/panel_gpio/parameters";
-constexpr unsigned heldLine = 63; // by the module itself, see the guest's init
-
-std::string contentOf(const std::filesystem::path& path)
-{
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void write(const std::filesystem::path& path, const std::string& text)
-{
-    std::ofstream file(path);
-    file << text << std::flush;
-    EXPECT_TRUE(file) << path;
-}
-
-std::string missedRequests()
-{
-    return contentOf(moduleParameters / "missed");
-}
-
-/** @return the number that the kernel has given to the module's first line */
-unsigned findBase()
-{
-    for (const auto& entry : std::filesystem::directory_iterator(gpioDirectory)) {
-        if (contentOf(entry.path() / "label") == "panel-gpio\n") {
-            return static_cast<unsigned>(std::stoul(contentOf(entry.path() / "base")));
+/** A shell command that runs next to the tests. */
+class Process {
+public:
+    explicit Process(const std::string& command) : pid(fork())
+    {
+        if (pid == 0) {
+            execl("/bin/sh", "sh", "-c", ("exec >/tmp/$$ 2>&1; " + command).c_str(), nullptr);
+            _exit(127);
         }
     }
-    throw std::runtime_error("no GPIO controller has the label panel-gpio");
+
+    /** @return what it has written up to now, without the library's messages */
+    std::string output() const
+    {
+        std::ifstream file("/tmp/" + std::to_string(pid));
+        std::string text;
+        for (std::string line; std::getline(file, line);) {
+            text += line.rfind("INFO: ", 0) == 0 ? "" : line + "\n";
+        }
+        return text;
+    }
+
+    void send(int signal) const { kill(pid, signal); }
+
+    /** Waits for its end. @return status and output, with a blank between them */
+    std::string end() const
+    {
+        int status = 0;
+        waitpid(pid, &status, 0);
+        return std::to_string(WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status)) + " " + output();
+    }
+
+private:
+    pid_t pid;
+};
+
+std::string run(const std::string& command)
+{
+    return Process(command).end();
 }
 
-/** @return the number that the kernel has given to a line of the module */
-std::string number(unsigned offset)
-{
-    static const unsigned base = findBase();
-    return std::to_string(base + offset);
-}
+/** A board behind the module's lines, whose numbers are the board's. There is one at a time. */
+class Rig {
+public:
+    /** As the module writes it: i makes the line an input, o an output of that level; s sets its level, g gets it. */
+    struct Operation {
+        char letter;
+        unsigned char gpio;
+        bool level;
+    };
 
-/** @return numbers of the lines that are exported */
-std::vector<std::string> exportedLines()
-{
-    std::vector<std::string> lines;
-    for (const auto& entry : std::filesystem::directory_iterator(gpioDirectory)) {
-        if (std::filesystem::exists(entry.path() / "direction")) {
-            lines.push_back(entry.path().filename().string().substr(4)); // after "gpio"
+    explicit Rig(const BoardConfig& config) : board(config)
+    {
+        current = this;
+        static const bool serving = (std::thread(serve).detach(), true);
+        EXPECT_TRUE(serving);
+    }
+    ~Rig() { current = nullptr; }
+
+    Rig(const Rig&) = delete;
+    Rig& operator=(const Rig&) = delete;
+
+    std::string drawn() const { return drawPanel(board.getConfig(), board.view(), panelsim::TextStyle::Plain); }
+
+    panelsim::Board board;
+    std::function<void(const Operation&)> before = [](const Operation&) {}; ///< each operation, on another thread
+
+private:
+    static void serve()
+    {
+        const int device = open("/dev/panel-gpio", O_RDWR | O_CLOEXEC);
+        Operation operation{};
+        while (read(device, &operation, sizeof operation) == sizeof operation) {
+            const int result = current.load()->perform(operation);
+            if (write(device, &result, sizeof result) != sizeof result) {
+                break;
+            }
+        }
+        std::abort();
+    }
+
+    int perform(const Operation& operation)
+    {
+        before(operation);
+        switch (operation.letter) {
+        case 'i':
+            board.makeInput(operation.gpio);
+            return 0;
+        case 'o':
+            board.makeOutput(operation.gpio, operation.level);
+            return 0;
+        case 's':
+            board.drive(operation.gpio, operation.level);
+            return 0;
+        default:
+            return board.read(operation.gpio) ? 1 : 0;
         }
     }
-    return lines;
-}
 
-/** Waits for something, but not forever: when it does not come, the expectation fails. */
+    static inline std::atomic<Rig*> current;
+};
+
 bool waitUntil(const std::function<bool()>& happened)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
@@ -87,80 +134,6 @@ bool waitUntil(const std::function<bool()>& happened)
     return happened();
 }
 
-bool contains(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
-
-/** @return the lines about keys, each after a "|", once where a line repeats the one before */
-std::string keyEvents(const std::string& output)
-{
-    std::istringstream lines(output);
-    std::string events;
-    std::string last;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.substr(0, 4) == "key " && line != last) {
-            events += "|" + line;
-            last = line;
-        }
-    }
-    return events;
-}
-
-const std::string edge = "───────────────────────────";
-const std::string top = "┌" + edge + "┐\n";
-const std::string bottom = "└" + edge + "┘\n";
-const std::string blank = "│                           │\n";
-const std::string inverted = "│ ^^^^^^^^^^^^^^^^^^^^^^^^^ │\n";
-const std::string darkLeds = "LEDs ○ ○ ○ ○ ○ ○ ○ ○   keys  0   1   2\n";
-
-std::string wiring()
-{
-    return " --id-base " + number(4) + " --key-base " + number(10) + " --led-base " + number(20) + " --lcd-base " +
-           number(40);
-}
-
-/** Starts frontpanel. @param words its arguments, with a blank between two; _ is a blank within one */
-Child start(const std::string& words, const std::string& lines = wiring())
-{
-    std::vector<std::string> command = {"frontpanel"};
-    std::istringstream stream(words + lines);
-    for (std::string word; stream >> word;) {
-        std::replace(word.begin(), word.end(), '_', ' ');
-        command.push_back(word);
-    }
-    return Child(command);
-}
-
-Child::End run(const std::string& words, const std::string& lines = wiring())
-{
-    return start(words, lines).wait();
-}
-
-/** A panel on the module's lines. */
-struct Rig {
-    explicit Rig(const BoardConfig& config) : board(config), bridge(board) {}
-
-    std::string drawn() const { return drawPanel(board.getConfig(), board.view(), panelsim::TextStyle::Plain); }
-
-    /** Holds an operation on a line when it comes the nth time; an operation that is given no level has level 0. */
-    void hold(panel_gpio_operation operation, unsigned line, unsigned level, unsigned nth)
-    {
-        bridge.hold([=, count = 0U](const panel_gpio_request& request) mutable {
-            const bool matches = request.operation == operation && request.offset == line && request.value == level;
-            return matches && ++count == nth;
-        });
-    }
-
-    bool waitForHold() const
-    {
-        return waitUntil([this] { return bridge.isHolding(); });
-    }
-
-    panelsim::Board board;
-    ModuleBridge bridge;
-};
-
 BoardConfig indoorBoard(ChipVariant chip)
 {
     BoardConfig config;
@@ -168,96 +141,67 @@ BoardConfig indoorBoard(ChipVariant chip)
     return config;
 }
 
+/** @return how an indoor panel is drawn when its LCD has these rows and its LEDs are these */
+std::string drawnPage(std::initializer_list<std::string> rows, const std::string& contrast = "",
+                      const std::string& leds = "○ ○ ○ ○ ○ ○ ○ ○")
+{
+    const std::string edge = "───────────────────────────";
+    std::string text = "┌" + edge + "┐\n";
+    for (const std::string& row : rows) {
+        text += "│ " + row + std::string(25 - row.size(), ' ') + " │\n";
+    }
+    return text + "└" + edge + "┘\ndisplay on, backlight on" + contrast + "\nLEDs " + leds + "   keys  0   1   2\n";
+}
+
 class KernelTest : public testing::Test {
 protected:
-    void TearDown() override
-    {
-        EXPECT_EQ(missedRequests(), "0\n") << "the board may not be as the kernel believes";
-        EXPECT_EQ(exportedLines(), std::vector<std::string>());
-    }
+    void TearDown() override { EXPECT_EQ(run("find /sys/class/gpio/ -name 'gpio[0-9]*'"), "0 ") << "left exported"; }
 };
 
-TEST_F(KernelTest, DetectsTheFittedPanel)
+/** What holds on each of the kernel's interfaces. */
+class BackendTest : public KernelTest, public testing::WithParamInterface<const char*> {
+protected:
+    void SetUp() override { setenv("SYSFSGPIO_BACKEND", GetParam(), 1); }
+    void TearDown() override
+    {
+        unsetenv("SYSFSGPIO_BACKEND");
+        KernelTest::TearDown();
+    }
+    bool isSysfs() const { return GetParam() == std::string("sysfs"); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Kernel, BackendTest, testing::Values("chardev", "sysfs"),
+                         [](const auto& test) { return std::string(test.param); });
+
+TEST_P(BackendTest, DetectsAPanelSwitchesItsLedsAndShowsAPage)
 {
+    const std::string print = "print 'Hello everybody, 21.5 C' '' '~! 1234567890 abcdefghijk' "
+                              "--invert 0:0-4 --invert 1:24 --invert 2";
+    const auto page = [](const std::string& contrast) {
+        return drawnPage({"Hello everybody, 21.5 C", "^^^^^", "", "                        ^",
+                          "~! 1234567890 abcdefghijk", "^^^^^^^^^^^^^^^^^^^^^^^^^"},
+                         contrast);
+    };
+    const BoardConfig outdoor = boardOf(panelsim::panelKind("outdoor"));
     const struct {
         BoardConfig config;
-        std::string name;
-    } cases[] = {{BoardConfig(), "indoor"}, {panelsim::boardOf(panelsim::panelKind("outdoor")), "outdoor"}};
+        std::string command, result, drawn;
+    } cases[] = {
+        {outdoor, "detect", "outdoor\n", "LEDs ○ ○ ○ ○ ○ ○ ○ ○   keys  0   1\n"},
+        {outdoor, "leds on", "", "LEDs ● ● ● ● ● ● ● ●   keys  0   1\n"},
+        {outdoor, "led 3 on", "", "LEDs ○ ○ ○ ● ○ ○ ○ ○   keys  0   1\n"},
+        {indoorBoard(ChipVariant::Ra8803), print, "", page(", contrast 15/31")},
+        {indoorBoard(ChipVariant::Ra8806), print, "", page("")},
+    };
     for (const auto& row : cases) {
         const Rig rig(row.config);
-        const Child::End end = run("detect");
-        EXPECT_EQ(end.status, 0) << end.error;
-        EXPECT_EQ(end.output, "INFO: detected " + row.name + " front panel type\n" + row.name + "\n");
-    }
-}
-
-TEST_F(KernelTest, SwitchesTheLedsOfAnOutdoorPanel)
-{
-    const Rig rig(panelsim::boardOf(panelsim::panelKind("outdoor")));
-    const struct {
-        std::string words, leds;
-    } cases[] = {{"leds on", "● ● ● ● ● ● ● ●"},
-                 {"led 7 off", "● ● ● ● ● ● ● ○"},
-                 {"leds off", "○ ○ ○ ○ ○ ○ ○ ○"},
-                 {"led 3 on", "○ ○ ○ ● ○ ○ ○ ○"},
-                 {"lamptest 0", "○ ○ ○ ○ ○ ○ ○ ○"}};
-    for (const auto& row : cases) {
-        const Child::End end = run(row.words);
-        EXPECT_EQ(end.status, 0) << end.error;
-        EXPECT_EQ(rig.drawn(), "LEDs " + row.leds + "   keys  0   1\n") << row.words;
-    }
-}
-
-TEST_F(KernelTest, ReportsKeysAndRepeatsThemWhileTheyAreHeld)
-{
-    for (const BoardConfig& config : {panelsim::boardOf(panelsim::panelKind("outdoor")), BoardConfig()}) {
-        const unsigned last = config.keyCount - 1;
-        const std::string key = "key " + std::to_string(last) + " ";
-        Rig rig(config);
-        rig.hold(PANEL_GPIO_GET, config.keyGpioBase + last, 0, 5); // keys are polled by then
-        Child keys = start("keys");
-        EXPECT_TRUE(rig.waitForHold());
-        rig.board.press(last);
-        rig.bridge.letGo();
-        EXPECT_TRUE(waitUntil([&] {
-            const std::string text = keys.output();
-            const std::string repeated = key + "repeated\n";
-            return text.find(repeated) != text.rfind(repeated);
-        }));
-        rig.board.release(last);
-        EXPECT_TRUE(waitUntil([&] { return contains(keys.output(), key + "released\n"); }));
-        rig.board.press(0);
-        EXPECT_TRUE(waitUntil([&] { return contains(keys.output(), "key 0 repeated\n"); }));
-        keys.sendSignal(SIGTERM);
-        const Child::End end = keys.wait();
-        EXPECT_EQ(end.status, 0);
-        EXPECT_EQ(keyEvents(end.output),
-                  "|" + key + "pressed|" + key + "repeated|" + key + "released|key 0 pressed|key 0 repeated");
-        EXPECT_EQ(end.error, "");
-    }
-}
-
-TEST_F(KernelTest, ShowsThePageThatIsPrinted)
-{
-    for (const ChipVariant chip : {ChipVariant::Ra8803, ChipVariant::Ra8806}) {
-        const Rig rig(indoorBoard(chip));
-        const auto begin = std::chrono::steady_clock::now();
-        const Child::End end = run("print Grüße_an_alle,_21.5_°C _ ñ~!_1234567890_abcdefghij "
-                                   "--invert 0:0-4 --invert 1:24 --invert 2");
-        const auto time = std::chrono::steady_clock::now() - begin;
-        EXPECT_EQ(end.status, 0) << end.error;
-        EXPECT_EQ(rig.drawn(), top + "│ Grüße an alle, 21.5 °C    │\n│ ^^^^^                     │\n" + blank +
-                                   "│                         ^ │\n│ ñ~! 1234567890 abcdefghij │\n" + inverted +
-                                   bottom + "display on, backlight on" +
-                                   (chip == ChipVariant::Ra8803 ? ", contrast 15/31\n" : "\n") + darkLeds);
+        EXPECT_EQ(run("frontpanel " + row.command), "0 " + row.result);
+        EXPECT_EQ(rig.drawn(), row.drawn) << row.command;
         EXPECT_EQ(rig.board.busFaultCount(), 0U);
-        std::cout << "measured: the start and a page take "
-                  << std::chrono::duration_cast<std::chrono::milliseconds>(time).count() << " ms and "
-                  << rig.bridge.answered() << " operations\n";
     }
 }
 
-TEST_F(KernelTest, TakesInvertedLedsToTheirLevelWithoutAnyOther)
+TEST_P(BackendTest, TakesInvertedLedsToTheirLevelWithoutAnyOther)
 {
     BoardConfig config;
     config.invertedLeds = {1, 6};
@@ -270,8 +214,7 @@ TEST_F(KernelTest, TakesInvertedLedsToTheirLevelWithoutAnyOther)
         }
     });
     for (const std::string words : {"leds off", "led 6 on", "led 0 on", "leds off", "print x --panel indoor"}) {
-        const Child::End end = run(words + " --inverted-leds 1,6," + number(28));
-        EXPECT_EQ(end.status, 0) << end.error;
+        EXPECT_EQ(run("frontpanel " + words + " --inverted-leds 1,6,28"), "0 ");
     }
     rig.board.observe(nullptr);
     const std::map<unsigned, std::string> expected = {{20, "z010"}, {21, "z1"},   {22, "z0"}, {23, "z0"}, {24, "z0"},
@@ -279,133 +222,118 @@ TEST_F(KernelTest, TakesInvertedLedsToTheirLevelWithoutAnyOther)
     EXPECT_EQ(levels, expected);
 }
 
-TEST_F(KernelTest, ShowsTheRightPageAfterAKillInTheMiddleOfAnother)
+TEST_P(BackendTest, ShowsTheRightPageAfterAKillInTheMiddleOfAnother)
 {
-    const unsigned writeStrobe = 51;
-    const unsigned reset = 52;
-    const unsigned char cursorColumn = 0x60; // register
-    for (const unsigned level : {0U, 1U}) {  // of the strobe, in which it is left
-        Rig rig(indoorBoard(ChipVariant::Ra8806));
-        rig.hold(PANEL_GPIO_SET, writeStrobe, level, 150);
-        Child killed = start("print Killed_while_it_prints Killed_while_it_prints x --invert 0 --invert 1");
-        EXPECT_TRUE(rig.waitForHold());
-        killed.sendSignal(SIGKILL);
-        rig.bridge.letGo();
-        EXPECT_EQ(killed.wait().status, 128 + SIGKILL);
-        EXPECT_EQ(rig.board.lineLevel(writeStrobe), level == 0 ? panelsim::LineLevel::Low : panelsim::LineLevel::High);
-        EXPECT_EQ(exportedLines().size(), 14U);
-        EXPECT_GT(rig.board.lcdRegister(cursorColumn), 0U) << "not in the middle of a line";
+    constexpr unsigned char writeStrobe = 51;
+    constexpr unsigned char reset = 52;
+    for (const bool level : {false, true}) { // of the strobe, in which it is left
+        std::promise<void> inTheMiddle;
+        std::promise<void> killed;
+        Rig rig{BoardConfig()};
+        rig.before = [&, count = 0](const Rig::Operation& operation) mutable {
+            if (operation.letter == 's' && operation.gpio == writeStrobe && operation.level == level &&
+                ++count == 150) {
+                inTheMiddle.set_value();
+                killed.get_future().wait();
+            }
+        };
+        const Process victim(
+            "exec frontpanel print 'Killed while it prints' 'Killed while it prints' x --invert 0 --invert 1");
+        EXPECT_EQ(inTheMiddle.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
+        victim.send(SIGKILL);
+        killed.set_value();
+        EXPECT_EQ(victim.end().substr(0, 3), "137");
+        EXPECT_EQ(rig.board.lineLevel(writeStrobe), level ? panelsim::LineLevel::High : panelsim::LineLevel::Low);
+        EXPECT_GT(rig.board.lcdRegister(0x60), 0U) << "not in the middle of a line: the cursor's column";
 
-        rig.hold(PANEL_GPIO_SET, reset, 0, 1);
-        Child next = start("print Here_again --invert 0:5-9");
-        EXPECT_TRUE(rig.waitForHold());
-        rig.board.clearBusFaults(); // of a strobe that nobody ended; the reset makes the chip forget it
-        rig.bridge.letGo();
-        const Child::End end = next.wait();
-        EXPECT_EQ(end.status, 0) << end.error;
-        EXPECT_EQ(rig.drawn(), top + "│ Here again                │\n│      ^^^^^                │\n" + blank + blank +
-                                   bottom + "display on, backlight on\n" + darkLeds);
+        const std::string left = run("ls /sys/class/gpio | grep -c 'gpio[0-9]'");
+        EXPECT_EQ(left.substr(2), isSysfs() ? "14\n" : "0\n");
+        rig.before = [&](const Rig::Operation& operation) {
+            if (operation.letter == 's' && operation.gpio == reset && !operation.level) {
+                rig.board.clearBusFaults(); // of a strobe that nobody ended; the reset makes the chip forget it
+            }
+        };
+        // Lines that are exported are used in sysfs and left as they are, unless a backend is forced.
+        EXPECT_EQ(run("SYSFSGPIO_BACKEND= frontpanel print 'Here again' --invert 0:5-9 --panel indoor"), "0 ");
+        EXPECT_EQ(rig.drawn(), drawnPage({"Here again", "     ^^^^^", "", ""}));
         EXPECT_EQ(rig.board.busFaultCount(), 0U);
-        for (const std::string& line : exportedLines()) { // by the one that was killed, so they are left as found
-            write(gpioDirectory / "unexport", line);
-        }
+        EXPECT_EQ(run("ls /sys/class/gpio | grep -c 'gpio[0-9]'"), left);
+        run("cd /sys/class/gpio && for line in gpio[0-9]*; do echo ${line#gpio} >unexport; done");
     }
 }
 
-TEST_F(KernelTest, SaysInOneLineWhyALineCannotBeHad)
+TEST_P(BackendTest, LetsAUserInTheGroupUseTheLines)
 {
-    Rig rig{BoardConfig()};
-    rig.hold(PANEL_GPIO_GET, 10, 0, 5);
-    Child other = start("keys --key-count 1");
-    EXPECT_TRUE(rig.waitForHold());
-    rig.bridge.letGo();
+    const Rig rig{BoardConfig()};
+    EXPECT_EQ(run("/lib/systemd/systemd-udevd --daemon && udevadm settle &&"
+                  "udevadm trigger --settle --action=add --subsystem-match=gpio")
+                  .substr(0, 1),
+              "0");
+    EXPECT_EQ(run("su -s /bin/sh -c 'frontpanel detect' stranger"),
+              std::string("1 frontpanel: GPIO 4: cannot open ") +
+                  (isSysfs() ? "/sys/class/gpio/export" : "/dev/gpiochip1") +
+                  " (run as root or in the group that owns the file): Permission denied\n");
+    EXPECT_EQ(run("su -s /bin/sh -c 'frontpanel print Operator --panel indoor' operator"), "0 ");
+    EXPECT_EQ(rig.drawn(), drawnPage({"Operator", "", ""}));
+    EXPECT_EQ(run("udevadm control --exit"), "0 ");
+}
+
+TEST_F(KernelTest, GivesALineToOneProcessByTheCharacterDeviceUnlessItIsForced)
+{
+    const std::string requested = "cannot request line 10 of /dev/gpiochip1 (";
+    const std::string busy = "): Device or resource busy\n";
+    const std::string taken = requested + "in use by 'libsysfsgpio'" + busy;
+    const std::string exported = requested + "exported in /sys/class/gpio): File exists";
+    const std::string locked =
+        "cannot lock /sys/class/gpio/gpio10/value (in use by another process or pin object" + busy;
     const struct {
-        std::string words, line, error;
+        std::string first, second, error;
     } cases[] = {
-        {"led 0 on --led-base ", number(heldLine),
-         "cannot write /sys/class/gpio/export (the kernel or a driver holds the line, see /sys/kernel/debug/gpio): "
-         "Device or resource busy"},
-        {"led 0 on --led-base ", "999999",
-         "cannot write /sys/class/gpio/export (no such GPIO; /sys/class/gpio/gpiochip*/base and ngpio show which "
-         "exist): Invalid argument"},
-        {"keys --key-count 1 --key-base ", number(10),
-         "cannot lock /sys/class/gpio/gpio" + number(10) +
-             "/value (in use by another process or pin object): Device or resource busy"},
+        {"", "", taken},
+        {"chardev", "chardev", taken},
+        {"chardev", "sysfs",
+         "cannot write /sys/class/gpio/export (the kernel or a driver holds the line, see /sys/kernel/debug/gpio" +
+             busy},
+        {"sysfs", "", exported + "; " + locked},
+        {"sysfs", "chardev", exported + "\n"},
+        {"sysfs", "sysfs", locked},
     };
     for (const auto& row : cases) {
-        const Child::End end = run(row.words, row.line);
-        EXPECT_EQ(end.status, 1);
-        EXPECT_EQ(end.output, "");
-        EXPECT_EQ(end.error, "frontpanel: GPIO " + row.line + ": " + row.error + "\n");
+        Rig rig(boardOf(panelsim::panelKind("outdoor")));
+        const Process first("exec env SYSFSGPIO_BACKEND=" + row.first + " frontpanel keys");
+        EXPECT_TRUE(waitUntil([&] { return rig.board.keyReads(1) > 5; })) << "keys are not polled";
+        EXPECT_EQ(run("SYSFSGPIO_BACKEND=" + row.second + " frontpanel keys"), "1 frontpanel: GPIO 10: " + row.error);
+        rig.board.press(1);
+        EXPECT_TRUE(waitUntil([&] { return first.output().rfind("key 1 pressed\n", 0) == 0; })) << first.output();
+        first.send(SIGTERM);
+        EXPECT_EQ(first.end().substr(0, 2), "0 ");
     }
-    const std::string users = contentOf("/sys/kernel/debug/gpio"); // which the first error refers to
-    for (const std::string& user : {number(10) + " (                    |sysfs               )",
-                                    number(heldLine) + " (                    |held-by-module      )"}) {
-        EXPECT_TRUE(contains(users, " gpio-" + user)) << users;
-    }
-    other.sendSignal(SIGTERM);
-    EXPECT_EQ(other.wait().status, 0);
 }
 
-TEST_F(KernelTest, FailsWhenTheHardwareDoesNotAnswer)
+TEST_F(KernelTest, NumbersLinesByAFileOrWithoutSysfs)
 {
-    const std::string error = "frontpanel: GPIO " + number(23) + ": cannot write /sys/class/gpio/gpio" + number(23) +
-                              "/direction: Input/output error\n";
-    EXPECT_EQ(run("led 3 on").error, error) << "nobody has the device open";
-    EXPECT_EQ(missedRequests(), "1\n");
-
-    Rig rig(panelsim::boardOf(panelsim::panelKind("outdoor")));
-    EXPECT_EQ(run("led 3 on").error, error) << "until the module is reset";
-    EXPECT_EQ(missedRequests(), "1\n");
-    write(moduleParameters / "missed", "0");
-
-    write(gpioDirectory / "export", number(24)); // so that the first request of "led 4 on" is to make it an output
-
-    // The kernel cannot tell a process that a level was not set; the module can.
-    write(moduleParameters / "timeout_ms", "2000");
-    rig.hold(PANEL_GPIO_SET, 23, 1, 1);
-    EXPECT_EQ(run("led 3 on").status, 0);
-    EXPECT_EQ(missedRequests(), "1\n");
-    write(moduleParameters / "missed", "0");
-    write(moduleParameters / "timeout_ms", "10000");
-
-    Child late = start("led 4 on");
-    EXPECT_TRUE(waitUntil([&late] { return late.isInKernel(); }));
-    rig.bridge.letGo(); // the reply comes too late, and is for none of the other requests
-    EXPECT_EQ(late.wait().status, 0);
-    write(gpioDirectory / "unexport", number(24));
-    EXPECT_EQ(rig.drawn(), "LEDs ○ ○ ○ ● ● ○ ○ ○   keys  0   1\n");
-}
-
-TEST_F(KernelTest, LetsAUserInTheGroupUseTheLines)
-{
-    const auto runAs = [](const std::string& user, const std::string& words) {
-        return Child({"su", "-s", "/bin/sh", "-c", "frontpanel " + words + wiring(), user}).wait();
+    const std::string withFile = "SYSFSGPIO_CONFIG=/tmp/chips ";
+    const std::string chip = "gpiochip1, label 'panel-gpio', 64 lines\n";
+    const struct {
+        std::string command, output;
+    } cases[] = {
+        {"frontpanel chips | grep panel-gpio", "0 panel-gpio # to 63 by /sys/class/gpio/gpiochip0/base: " + chip},
+        {"echo '1000 panel-gpio # moved' >/tmp/chips", ""},
+        {withFile + "frontpanel chips | grep panel-gpio", "1000 panel-gpio # to 1063 by /tmp/chips:1: " + chip},
+        {withFile + "SYSFSGPIO_BACKEND=sysfs frontpanel led 3 on --led-base 1020", ""},
+        {"mount -t tmpfs none /sys/class/gpio", ""},
+        {withFile + "frontpanel led 5 on --led-base 1020", ""},
+        {"frontpanel led 6 on --led-base 28", ""}, // after the 8 lines of the machine's own chip
+        {"echo '0 panel-gpio' >/tmp/chips", ""},
+        {withFile + "frontpanel print Hidden --panel indoor", ""},
+        {"umount /sys/class/gpio", ""},
     };
-    const Child udev({"/lib/systemd/systemd-udevd", "--resolve-names=never"});
-    EXPECT_TRUE(waitUntil([] { return std::filesystem::exists("/run/udev/control"); }));
-    EXPECT_EQ(Child({"udevadm", "trigger", "--action=add", "--subsystem-match=gpio"}).wait().status, 0);
-    EXPECT_EQ(Child({"udevadm", "settle"}).wait().status, 0);
-
-    const Rig rig(indoorBoard(ChipVariant::Ra8803));
-    const Child::End stranger = runAs("stranger", "detect");
-    EXPECT_EQ(stranger.status, 1);
-    EXPECT_EQ(stranger.error, "frontpanel: GPIO " + number(4) +
-                                  ": cannot open /sys/class/gpio/export (run as root or in the group that owns the "
-                                  "file): Permission denied\n");
-    const Child::End detected = runAs("operator", "detect");
-    EXPECT_EQ(detected.status, 0) << detected.error;
-    EXPECT_TRUE(contains(detected.output, "\nindoor\n")) << detected.output;
-    const Child::End printed = runAs("operator", "print 'Not root'");
-    EXPECT_EQ(printed.status, 0) << printed.error;
-    EXPECT_TRUE(contains(rig.drawn(), "│ Not root                  │\n")) << rig.drawn();
-}
-
-TEST_F(KernelTest, RunsAnApplicationOnTheSimulatedPanel)
-{
-    const Child::End end =
-        Child({"panelsim", "--scenario", "indoor.yaml", "--timeout", "2m", "--", "./IndoorExample"}).wait();
-    EXPECT_EQ(end.status, 0) << end.output << end.error;
+    const Rig rig{BoardConfig()};
+    for (const auto& row : cases) {
+        EXPECT_EQ(run(row.command), "0 " + row.output) << row.command;
+    }
+    EXPECT_EQ(rig.drawn(), drawnPage({"Hidden", "", ""}, "", "○ ○ ○ ● ○ ● ● ○"));
+    EXPECT_EQ(rig.board.busFaultCount(), 0U);
 }
 
 } // namespace

@@ -3,8 +3,8 @@
 #include <exception>
 #include <stdexcept>
 
-using panelsim::PinOperation;
-using sysfs::PinDirectionEn;
+using Op = panelsim::PinOperation;
+using Direction = sysfs::PinDirectionEn;
 
 namespace {
 
@@ -18,34 +18,40 @@ public:
     LabPin(const LabPin&) = delete;
     LabPin& operator=(const LabPin&) = delete;
 
-    bool init(bool inverted, PinDirectionEn direction, bool value) override
+    bool init(bool inverted, Direction direction, bool value) override
     {
-        return pins.perform(PinOperation::Init, gpio, [&] { return pin->init(inverted, direction, value); });
+        return pins.perform(Op::Init, gpio, [&] { return pin->init(inverted, direction, value); });
     }
     void deinit() override
     {
-        pins.perform(PinOperation::Deinit, gpio, [&] { return pin->deinit(), true; });
+        effect(Op::Deinit, [&] { pin->deinit(); });
     }
-    void setDirection(PinDirectionEn direction) override
+    void setDirection(Direction direction) override
     {
-        pins.perform(PinOperation::SetDirection, gpio, [&] { return pin->setDirection(direction), true; });
+        effect(Op::SetDirection, [&] { pin->setDirection(direction); });
     }
     bool setValue(bool value) override
     {
-        return pins.perform(PinOperation::SetValue, gpio, [&] { return pin->setValue(value); });
+        return pins.perform(Op::SetValue, gpio, [&] { return pin->setValue(value); });
     }
     bool getValue() const override
     {
-        return pins.perform(PinOperation::GetValue, gpio, [&] { return pin->getValue(); });
+        return pins.perform(Op::GetValue, gpio, [&] { return pin->getValue(); });
     }
     void exportGpio(unsigned number) override
     {
         gpio = number;
-        pins.perform(PinOperation::Export, gpio, [&] { return pin->exportGpio(number), true; });
+        effect(Op::Export, [&] { pin->exportGpio(number); });
     }
     unsigned getGpioNumber() const override { return gpio; }
 
 private:
+    template <typename Effect>
+    void effect(Op operation, Effect done)
+    {
+        pins.perform(operation, gpio, [&] { return done(), true; });
+    }
+
     const LabPins& pins;
     std::unique_ptr<sysfs::ISysfsGpio> pin;
     unsigned gpio = 0;
@@ -56,62 +62,52 @@ private:
 std::unique_ptr<sysfs::ISysfsGpio> LabPins::create() const
 {
     std::unique_ptr<sysfs::ISysfsGpio> pin;
-    perform(PinOperation::Create, 0, [&] { return pin = std::make_unique<LabPin>(*this, factory.create()), true; });
+    perform(Op::Create, 0, [&] { return pin = std::make_unique<LabPin>(*this, factory.create()), true; });
     return pin;
 }
 
-bool LabPins::perform(PinOperation operation, unsigned gpio, const std::function<bool()>& effect) const
+bool LabPins::perform(Op operation, unsigned gpio, const std::function<bool()>& effect) const
 {
+    using Kind = PinFailure::Kind;
     const bool ownThread = std::this_thread::get_id() == owner;
     PinRecord& now = ownThread ? record : polled;
-    const bool canRefuse = operation == PinOperation::Init || operation == PinOperation::SetValue;
     ++operations;
     const bool due = failure.operation != 0 &&
                      (failure.lasting ? operations >= failure.operation : operations == failure.operation) &&
-                     (failure.kind != PinFailure::Kind::False || canRefuse) &&
-                     (failure.kind != PinFailure::Kind::Foreign || ownThread);
-    now.ledWrites += isLed(gpio) && operation == PinOperation::SetValue ? 1 : 0;
-    const bool isRead = operation == PinOperation::GetValue && !isLcd(gpio);
+                     (failure.kind != Kind::False || operation == Op::Init || operation == Op::SetValue) &&
+                     (failure.kind != Kind::Foreign || ownThread);
+    everFailed |= due;
+    const bool isLedWrite = operation == Op::SetValue && gpio >= board.getConfig().ledGpioBase && gpio < backlight();
+    now.ledWrites += isLedWrite ? 1 : 0;
+    const bool isLcd = board.getConfig().hasLcd && (gpio >= board.getConfig().lcdGpioBase || gpio == backlight());
+    const bool isRead = operation == Op::GetValue && !isLcd;
     if (isRead) {
         now.reads.emplace_back(gpio, std::nullopt);
     }
+    if (due && failure.kind == Kind::False) {
+        now.refused = true;
+        now.lcdInitRefused |= operation == Op::Init && isLcd;
+        now.backlightRefused |= gpio == backlight();
+        return false;
+    }
     try {
-        const bool result = due ? fail(now, operation, gpio, effect) : effect();
+        const bool result = (due && failure.kind != Kind::After) || effect();
+        if (due && failure.kind == Kind::Foreign) {
+            throw ForeignException();
+        }
+        if (due) {
+            throw std::runtime_error("made to fail");
+        }
         if (isRead) {
             now.reads.back().second = result;
         }
         return result;
-    } catch (const std::exception&) { // also one of the pin's own, after an earlier failure
-        ++now.thrown;
-        note(now, operation, gpio);
+    } catch (...) { // also one of the pin's own, after an earlier failure
+        const bool foreign = due && failure.kind == Kind::Foreign;
+        now.foreign |= foreign;
+        now.thrown += foreign ? 0 : 1;
+        now.setUpThrew |= operation < Op::SetDirection;
+        now.ledThrew |= isLedWrite;
         throw;
     }
-}
-
-bool LabPins::fail(PinRecord& now, PinOperation operation, unsigned gpio, const std::function<bool()>& effect) const
-{
-    everFailed = true;
-    switch (failure.kind) {
-    case PinFailure::Kind::False:
-        now.refused = true;
-        now.lcdInitRefused |= operation == PinOperation::Init && isLcd(gpio);
-        now.backlightRefused |= gpio == backlight();
-        return false;
-    case PinFailure::Kind::Foreign:
-        now.foreign = true;
-        note(now, operation, gpio);
-        throw ForeignException();
-    case PinFailure::Kind::After:
-        effect();
-        break;
-    case PinFailure::Kind::Before:
-        break;
-    }
-    throw std::runtime_error("made to fail");
-}
-
-void LabPins::note(PinRecord& now, PinOperation operation, unsigned gpio) const
-{
-    now.setUpThrew |= operation < PinOperation::SetDirection;
-    now.ledThrew |= isLed(gpio) && operation == PinOperation::SetValue;
 }

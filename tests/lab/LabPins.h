@@ -2,7 +2,6 @@
 
 #include "panelsim/board/Board.h"
 #include "panelsim/board/BoardGpioFactory.h"
-#include "panelsim/board/PinFault.h"
 #include "sysfs/ISysfsGpioFactory.h"
 #include "tests/lab/PanelLab.h"
 
@@ -47,11 +46,6 @@ public:
     bool perform(panelsim::PinOperation operation, unsigned gpio, const std::function<bool()>& effect) const;
 
     unsigned backlight() const { return board.getConfig().ledGpioBase + board.getConfig().ledCount; }
-    bool isLed(unsigned gpio) const { return gpio >= board.getConfig().ledGpioBase && gpio < backlight(); }
-    bool isLcd(unsigned gpio) const
-    {
-        return board.getConfig().hasLcd && (gpio >= board.getConfig().lcdGpioBase || gpio == backlight());
-    }
 
     panelsim::Board& board;
     PinFailure failure;
@@ -62,10 +56,6 @@ public:
     mutable int livePins = 0;
 
 private:
-    bool fail(PinRecord& now, panelsim::PinOperation operation, unsigned gpio,
-              const std::function<bool()>& effect) const;
-    void note(PinRecord& now, panelsim::PinOperation operation, unsigned gpio) const;
-
     panelsim::BoardGpioFactory factory;
     const std::thread::id owner = std::this_thread::get_id();
 };

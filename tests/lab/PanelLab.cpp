@@ -1,6 +1,5 @@
 #include "tests/lab/PanelLab.h"
 
-#include "frontpanelhw/FrontPanelType.h"
 #include "frontpanelhw/fp/FpBase.h"
 #include "frontpanelhw/fp/Indoor.h"
 #include "frontpanelhw/fp/Outdoor.h"
@@ -81,11 +80,11 @@ public:
             found->second(*this);
             compare();
         }
-        destroy();
         const LivedPanel lived{constructed, pins.operations, pins.everFailed};
         if (pins.everFailed) {
             recover();
         }
+        destroy();
         return lived;
     }
 
@@ -114,13 +113,37 @@ private:
     void recover()
     {
         pins.failure = {};
-        construct();
+        display != nullptr ? restart() : construct();
         drawing::DisplayBuffer page(LcdChip::columns, LcdChip::rows);
         page.setLineContent(1, u"Recovered");
         page.setInverted(2, true, 3, 7);
         onDisplay([&](auto& on) { return on.printBuffer(page); });
+        require(display == nullptr || (model.lcdReady && model.pageKnown && model.onKnown),
+                "a restart brings the display back");
         compare();
-        destroy();
+        scan(1);
+    }
+
+    /** Brings the display up again. */
+    void restart()
+    {
+        if (display == nullptr) {
+            return;
+        }
+        board.clearBusFaults(); // those of the cycle in which an operation before failed
+        const std::optional<bool> result = run([this] { return display->restartDisplay(); }, false);
+        const PinRecord& record = pins.record;
+        const std::string log = output.take();
+        const bool identified = log.find("INFO: LcdControl ") != std::string::npos;
+        model.lcdReady = identified || (record.foreign && model.lcdReady);
+        model.on = model.backlight = true;
+        model.written = 0;
+        model.pages.fill(PanelModel::blank);
+        model.pageKnown = model.onKnown = !record.failed();
+        // A pin that ignores a level spoils what is read back; reads of identity and status do not count.
+        require(!result || (*result ? identified && !record.backlightRefused : record.failed()),
+                "a restart returns whether all went well");
+        requireErrors(log, caught(false) + (identified || record.setUpThrew || record.foreign ? 0 : 1));
     }
 
     /** Does an operation of the panel. @return its result, empty when an exception left it that had to */
@@ -173,11 +196,8 @@ private:
             model.setLed(led, true);
         }
         const bool built = run([this] { return makePanel(), true; }, true).has_value();
-        for (const auto& [gpio, level] : pins.record.reads) {
-            if (!level) {
-                break;
-            }
-            model.keys.push_back(*level);
+        for (auto read = pins.record.reads.begin(); read != pins.record.reads.end() && read->second; ++read) {
+            model.keys.push_back(*read->second);
         }
         const std::string log = output.take();
         if (!built) {
@@ -201,9 +221,8 @@ private:
             if (config.backlightInverted) {
                 inverted.push_back(pins.backlight());
             }
-            std::unique_ptr<fp::ILcdFp> indoor =
-                std::make_unique<fp::Indoor>(config.keyGpioBase, config.ledGpioBase, config.lcdGpioBase,
-                                             config.keyCount, config.ledCount, inverted, ledsInitiallyOn);
+            auto indoor = std::make_unique<fp::Indoor>(config.keyGpioBase, config.ledGpioBase, config.lcdGpioBase,
+                                                       config.keyCount, config.ledCount, inverted, ledsInitiallyOn);
             display = indoor.get();
             panel = std::move(indoor);
         } else if (config.keyCount == 2 && config.ledCount == 8 && inverted.empty() && ledsInitiallyOn.empty()) {
@@ -235,24 +254,6 @@ private:
             std::this_thread::yield();
         }
         return false;
-    }
-
-    /** Detects the panel, from the ID lines that can be read. */
-    void detect()
-    {
-        FrontPanelType type{};
-        const bool done =
-            run([&] { return type = detectType(pins, board.getConfig().idGpioBase), true; }, true).has_value();
-        unsigned id = 0;
-        unsigned bit = 0;
-        for (const auto& [gpio, level] : pins.record.reads) {
-            id |= level ? static_cast<unsigned>(*level) << bit++ : 0;
-        }
-        require(!done || type == (id == 15  ? FrontPanelType::Indoor
-                                  : id == 5 ? FrontPanelType::Outdoor
-                                            : FrontPanelType::Unknown),
-                "the panel is the one of the ID");
-        requireErrors(caught(!done));
     }
 
     /** An operation on the display, if there is one, and on the model. */
@@ -418,14 +419,13 @@ private:
     LabPins pins;
     InstalledPins installed{pins};
     std::unique_ptr<fp::IFp> panel;
-    fp::ILcdFp* display = nullptr; ///< the panel, if it has one
+    fp::Indoor* display = nullptr; ///< the panel, if it has one
     PanelModel model;
     Reaction reaction = Reaction::NoCallback;
     std::vector<std::pair<unsigned, bool>> events; ///< since the last scan; the polling thread sleeps meanwhile
 };
 
 const std::map<char, void (*)(Laboratory&)> Laboratory::operations = {
-    {'d', [](Laboratory& lab) { lab.detect(); }},
     {'p',
      [](Laboratory& lab) {
          const unsigned row = lab.choices.below(PanelModel::memoryColumns); // mostly 0 to 2 in inputs written by hand
@@ -444,6 +444,8 @@ const std::map<char, void (*)(Laboratory&)> Laboratory::operations = {
     {'c', [](Laboratory& lab) { lab.onDisplay([](auto& on) { return on.clear(); }); }},
     {'e', [](Laboratory& lab) { lab.onDisplay([on = lab.choices.flag()](auto& of) { return of.enable(on); }); }},
     {'x', [](Laboratory& lab) { lab.onDisplay([](auto& on) { return on.resetController(); }); }},
+    {'B', [](Laboratory& lab) { lab.onDisplay([on = lab.choices.flag()](auto& of) { return of.setBacklight(on); }); }},
+    {'r', [](Laboratory& lab) { lab.restart(); }},
     {'l',
      [](Laboratory& lab) {
          const unsigned led = lab.choices.below(mostLeds + 1);

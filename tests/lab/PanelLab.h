@@ -37,8 +37,9 @@ struct LivedPanel {
 
 /**
  * Lives a panel on the simulated board by a list of operations and compares each with a model of what results,
- * exceptions, error lines, LEDs, key events and page must be. A panel that an operation failed on is constructed again
- * at the end and has to show a page. No pin and no thread may be left.
+ * exceptions, error lines, LEDs, key events and page must be. After a failed operation a
+ * restart of the display, or a new panel where none was constructed, has to show a page at the end. No pin and no
+ * thread may be left.
  *
  * @param script panel and operations, in characters; PanelLab.cpp says what each means
  * @throws std::logic_error that names the operation and the rule that it broke

@@ -55,6 +55,7 @@ struct PanelModel {
     void swapPage() { written = 1 - written; }
     void clear() { pages.at(written) = blank; }
     void enable(bool value) { on = value; }
+    void setBacklight(bool value) { backlight = value; }
     void resetController() { pageKnown = on = backlight = false; }
     bool setLed(unsigned led, bool value)
     {

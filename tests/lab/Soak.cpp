@@ -2,16 +2,15 @@
 // descriptors and threads must be the same at the end as after two rounds.
 #include "tests/lab/PanelLab.h"
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <iterator>
 #include <new>
-#include <tuple>
 
 namespace {
 
@@ -23,9 +22,9 @@ std::size_t entriesOf(const char* directory)
 }
 
 /** @return objects on the heap, descriptors, threads */
-std::tuple<std::size_t, std::size_t, std::size_t> takeStock()
+std::array<std::size_t, 3> takeStock()
 {
-    return {heldObjects, entriesOf("/proc/self/fd"), entriesOf("/proc/self/task")};
+    return {heldObjects.load(), entriesOf("/proc/self/fd"), entriesOf("/proc/self/task")};
 }
 
 } // namespace
@@ -54,25 +53,18 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept
 int main(int argc, char** argv)
 {
     const unsigned long rounds = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 20000;
-    try {
-        const auto scripts = panelScripts();
-        std::uint64_t operations = 0;
-        std::tuple<std::size_t, std::size_t, std::size_t> first;
-        for (unsigned long round = 0; round < rounds; ++round) {
-            for (const PanelScript& script : scripts) {
-                operations += livePanel(script.text, {round, static_cast<PinFailure::Kind>(round % 4)}).operations;
-            }
-            first = round == 1 ? takeStock() : first;
+    std::uint64_t operations = 0;
+    std::array<std::size_t, 3> first{};
+    for (unsigned long round = 0; round < rounds; ++round) {
+        for (const PanelScript& script : panelScripts()) {
+            operations += livePanel(script.text, {round, static_cast<PinFailure::Kind>(round % 4)}).operations;
         }
-        const auto last = takeStock();
-        std::printf(
-            "soak: %lu rounds of %zu panels, %llu pin operations; %zu objects on the heap after 2 rounds, %zu at the "
-            "end; descriptors %zu, %zu; threads %zu, %zu\n",
-            rounds, scripts.size(), static_cast<unsigned long long>(operations), std::get<0>(first), std::get<0>(last),
-            std::get<1>(first), std::get<1>(last), std::get<2>(first), std::get<2>(last));
-        return rounds > 1 && first == last ? 0 : 1;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "soak: %s\n", error.what());
-        return 1;
+        first = round == 1 ? takeStock() : first;
     }
+    const auto last = takeStock();
+    std::printf("soak: %lu rounds, %llu pin operations; after 2 rounds and at the end: objects on the heap %zu, %zu; "
+                "descriptors %zu, %zu; threads %zu, %zu\n",
+                rounds, static_cast<unsigned long long>(operations), first[0], last[0], first[1], last[1], first[2],
+                last[2]);
+    return rounds > 1 && first == last ? 0 : 1;
 }

@@ -71,8 +71,7 @@ struct Served {
         if (prepare) {
             prepare(simulation);
         }
-        server.emplace(simulation, PageInfo{"1.0.0", "in\"door", "./app -x"}, parseHttpAddress(address),
-                       [this] { ++restarts; });
+        server.emplace(simulation, "./app \"x", parseHttpAddress(address), [this] { ++restarts; });
     }
 
     int port() const { return std::stoi(server->url().substr(server->url().rfind(':') + 1)); }
@@ -252,15 +251,16 @@ TEST(PanelServer, SendsThePanelAsJson)
                 application.readRegister();
             }
             simulation.board.press(1);
-            simulation.app.set(c.app);
+            simulation.app = c.app;
         });
         const auto page = served.page();
         page->readUntil("event: hello\ndata: ");
         nlohmann::json hello = nlohmann::json::parse(page->readUntil("\n"));
-        EXPECT_GT(std::stoll(hello["run"].get<std::string>()), 0);
+        EXPECT_TRUE(std::stoll(hello["run"].get<std::string>()) > 0 && hello["version"] != "");
         hello.erase("run");
+        hello.erase("version");
         EXPECT_EQ(hello.dump(),
-                  R"({"client":1,"command":"./app -x","keys":)" + c.keys + R"(,"panel":"in\"door","version":"1.0.0"})");
+                  R"({"client":1,"command":"./app \"x","keys":)" + c.keys + ",\"panel\":\"" + c.config.panel + "\"}");
         page->readUntil("event: state\ndata: ");
         nlohmann::json state = nlohmann::json::parse(page->readUntil("\n"));
         EXPECT_NE(state["svg"].get<std::string>().find("<desc>"), std::string::npos);
@@ -312,7 +312,8 @@ TEST(PanelServer, EndsWithTheNewestStateAndAllOfTheLog)
         EXPECT_TRUE(page->receives("0\r\n\r\n")) << "the end of the stream";
     });
     served.simulation.log.remark("the last line");
-    served.simulation.app.set({AppState::Phase::Exited, 7});
+    served.simulation.app = AppState{AppState::Phase::Exited, 7};
+    served.simulation.changes.notify();
     served.server.reset();
     reading.join();
 }

@@ -1,7 +1,7 @@
 #include "panelsim/wire/PinServer.h"
 
 #include "panelsim/board/BoardGpioFactory.h"
-#include "panelsim/wire/RemoteGpio.h"
+#include "sysfs/SysfsGpioFactory.h"
 
 #include <cerrno>
 #include <csignal>
@@ -90,9 +90,9 @@ protected:
     inline static std::string complaints;
 };
 
-std::unique_ptr<RemoteGpio> pinOn(unsigned gpio)
+std::unique_ptr<sysfs::ISysfsGpio> pinOn(unsigned gpio)
 {
-    auto pin = std::make_unique<RemoteGpio>();
+    auto pin = sysfs::SysfsGpioFactory().create();
     pin->exportGpio(gpio);
     return pin;
 }
@@ -118,7 +118,7 @@ TEST_F(PinServerTest, HasPinsThatFailAsThoseOfTheKernelDo)
             if (tested == &local) {
                 return BoardGpioFactory(local).create();
             }
-            return std::make_unique<RemoteGpio>();
+            return sysfs::SysfsGpioFactory().create();
         };
         tested->failPin({22, PinOperation::GetValue, 2, 2});
         tested->failPin({22, PinOperation::SetValue, 4, 1, PinFault::Kind::False});

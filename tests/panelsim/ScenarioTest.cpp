@@ -1,6 +1,6 @@
+#include "panelsim/scenario/Scenario.h"
 #include "panelsim/board/BoardGpioFactory.h"
 #include "panelsim/picture/PanelSvg.h"
-#include "panelsim/scenario/ScenarioFile.h"
 #include "panelsim/scenario/ScenarioPlayer.h"
 #include "tests/panelsim/FakeApplication.h"
 #include "tests/panelsim/TestFolder.h"
@@ -47,8 +47,8 @@ struct Rig {
     }
 
     void print(const std::string& text) { simulation.log.append(LogLine::Source::Output, text); }
-    void exit(int status) { simulation.app.set({AppState::Phase::Exited, status}); }
-    void crash() { simulation.app.set({AppState::Phase::Killed, 11}); }
+    void exit(int status) { simulation.app = AppState{AppState::Phase::Exited, status}; }
+    void crash() { simulation.app = AppState{AppState::Phase::Killed, 11}; }
 
     /**
      * @param text of the scenario, or steps, which begin in line 4
@@ -208,7 +208,7 @@ const char* const refusals = R"(
 - delay: 1s~foo: 1 => 5:1: a scenario has no field "foo"; it has name, version, steps
 - delay: 1s~---~- delay: 1s => 5:1: a second document begins here: a scenario is one, check the indentation if none
 [] => 1:1: a scenario: expected a mapping with name, version, steps, not a list
-name: '' => 1:7: name: expected a text that is not empty, not ""
+name: ''~version: 1~steps: => 1:7: name: expected a text that is not empty, not ""
 name: a~version: 2~steps: [] => 2:10: version: expected 1, not 2
 name: a~version: 1~steps: => 3:1: steps: expected a list of one step or more, but nothing is there
 name: a~version: 1~steps: [] => 3:8: steps: expected a list of one step or more, not a list

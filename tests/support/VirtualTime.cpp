@@ -1,19 +1,17 @@
 #include "tests/support/VirtualTime.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
+#include <iterator>
 #include <mutex>
 #include <thread>
 #include <utility>
 
 namespace {
-
-constexpr std::chrono::seconds patience(30);
 
 std::atomic<bool> active{false};
 std::thread::id owner;
@@ -28,15 +26,6 @@ std::uint64_t sleeping = 0;   // polling threads in their sleep
 std::uint64_t begun = 0;      // their sleeps so far
 std::uint64_t awakenings = 0; // sleeps that may end
 
-template <typename Condition>
-void await(std::unique_lock<std::mutex>& lock, Condition condition)
-{
-    if (!changed.wait_for(lock, patience, condition)) {
-        std::fputs("VirtualTime: no polling thread came to sleep\n", stderr);
-        std::abort();
-    }
-}
-
 void sleepUntilWoken()
 {
     std::unique_lock<std::mutex> lock(mutex);
@@ -48,27 +37,23 @@ void sleepUntilWoken()
     --sleeping;
 }
 
-std::int64_t nanosecondsOf(const timespec& sleep)
+std::string describe(std::chrono::nanoseconds sleep)
 {
-    return std::int64_t{sleep.tv_sec} * 1'000'000'000 + sleep.tv_nsec;
+    const auto in = [sleep](std::int64_t unit, const char* name) {
+        return sleep.count() % unit == 0 ? std::to_string(sleep.count() / unit) + name : "";
+    };
+    const std::string texts[] = {in(1'000'000'000, "s"), in(1'000'000, "ms"), in(1000, "us")};
+    return *std::find_if(std::begin(texts), std::end(texts), [](const std::string& text) { return !text.empty(); });
 }
 
-std::string describe(const timespec& sleep)
+int sleepOfOwner(std::chrono::nanoseconds wanted, timespec& remaining)
 {
-    std::string text = sleep.tv_sec != 0 ? std::to_string(sleep.tv_sec) + "s" : "";
-    if (sleep.tv_nsec % 1000000 != 0) {
-        return text + std::to_string(sleep.tv_nsec / 1000) + "us";
-    }
-    return sleep.tv_nsec != 0 ? text + std::to_string(sleep.tv_nsec / 1000000) + "ms" : text;
-}
-
-int sleepOfOwner(const timespec& wanted, timespec& remaining)
-{
-    clockNanoseconds += nanosecondsOf(wanted);
+    clockNanoseconds += wanted.count();
     if (!listener || listener(describe(wanted))) {
         return 0;
     }
-    remaining = {wanted.tv_sec / 2, wanted.tv_nsec / 2};
+    remaining.tv_sec /= 2;
+    remaining.tv_nsec /= 2;
     errno = EINTR;
     return -1;
 }
@@ -78,15 +63,16 @@ int sleepOfOwner(const timespec& wanted, timespec& remaining)
 // Stands before the C library's in the lookup of every library of this process.
 extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* wanted, timespec* remaining)
 {
-    const bool own = active && std::this_thread::get_id() == owner;
-    if (own) {
-        return sleepOfOwner(*wanted, *remaining);
+    const auto duration = std::chrono::seconds(wanted->tv_sec) + std::chrono::nanoseconds(wanted->tv_nsec);
+    if (active && std::this_thread::get_id() == owner) {
+        *remaining = *wanted;
+        return sleepOfOwner(duration, *remaining);
     }
     if (!active || others == VirtualTime::Others::Sleep) {
         errno = clock_nanosleep(CLOCK_MONOTONIC, 0, wanted, remaining);
         return errno == 0 ? 0 : -1;
     }
-    pauseNanoseconds = nanosecondsOf(*wanted);
+    pauseNanoseconds = duration.count();
     if (others == VirtualTime::Others::Wait) {
         sleepUntilWoken();
     }
@@ -123,7 +109,7 @@ std::chrono::nanoseconds VirtualTime::pause() const
 void VirtualTime::awaitSleeper()
 {
     std::unique_lock<std::mutex> lock(mutex);
-    await(lock, [] { return sleeping > 0 && awakenings == 0; });
+    changed.wait(lock, [] { return sleeping > 0 && awakenings == 0; });
 }
 
 void VirtualTime::scan()
@@ -132,7 +118,7 @@ void VirtualTime::scan()
     const std::uint64_t before = begun;
     ++awakenings;
     changed.notify_all();
-    await(lock, [before] { return begun > before; });
+    changed.wait(lock, [before] { return begun > before; });
 }
 
 void VirtualTime::wake()

@@ -4,14 +4,13 @@
 #include "sysfs/SysfsGpioFactory.h"
 #include "sysfs/SystemCalls.h"
 #include "tests/sysfs/FakeKernel.h"
+#include "tests/sysfs/PinLife.h"
 
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <gtest/gtest.h>
 #include <iterator>
-#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <unistd.h>
@@ -19,40 +18,10 @@
 namespace {
 
 using sysfs::PinDirectionEn;
+using tests::errorOf;
+using tests::live;
 
 const std::string root = "/sys/class/gpio";
-
-/**
- * All that can be done to an active-low pin: an output at a level, made an input and back; at the other level, made an
- * input and back; an input that becomes an output later.
- * @return what it reads in the end
- */
-bool live(sysfs::ISysfsGpio& pin)
-{
-    pin.exportGpio(40);
-    EXPECT_TRUE(pin.init(true, PinDirectionEn::Output, true));
-    pin.setDirection(PinDirectionEn::Input);
-    pin.setDirection(PinDirectionEn::Output);
-    EXPECT_TRUE(pin.setValue(false));
-    pin.setDirection(PinDirectionEn::Input);
-    pin.setDirection(PinDirectionEn::Output);
-    EXPECT_TRUE(pin.init(true, PinDirectionEn::Input, true));
-    pin.setDirection(PinDirectionEn::Output);
-    const bool level = pin.getValue();
-    pin.deinit();
-    return level;
-}
-
-/** @return the error that the action throws; without one, an error of code 0 */
-std::system_error errorOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const std::system_error& error) {
-        return error;
-    }
-    return {0, std::generic_category()};
-}
 
 TEST(LinuxGpio, LivesOnTheFewestSystemCallsAndUnlocksTheLineLast)
 {
@@ -107,22 +76,6 @@ TEST(LinuxGpio, SaysWhatFailedAndWhy)
     }
 }
 
-TEST(LinuxGpio, RefusesCallsOutOfOrderAndCanBeExportedAgain)
-{
-    FakeKernel kernel;
-    sysfs::LinuxGpio pin(root, kernel);
-    EXPECT_THROW(pin.setValue(true), std::logic_error);
-    pin.exportGpio(40);
-    EXPECT_THROW(pin.setDirection(PinDirectionEn::Output), std::logic_error);
-    EXPECT_THROW(pin.exportGpio(41), std::logic_error);
-    pin.deinit();
-    pin.deinit();
-    EXPECT_FALSE(kernel.line.exported);
-    EXPECT_THROW(pin.getGpioNumber(), std::logic_error);
-    pin.exportGpio(41);
-    EXPECT_EQ(pin.getGpioNumber(), 41U);
-}
-
 TEST(SystemCalls, TreatRealFilesAsTheKernelsOwn)
 {
     namespace fs = std::filesystem;
@@ -152,8 +105,7 @@ TEST(SystemCalls, TreatRealFilesAsTheKernelsOwn)
 TEST(SysfsGpioFactory, MakesPinsOfTheRunningKernel)
 {
     const std::string text = errorOf([] { sysfs::SysfsGpioFactory().create()->exportGpio(4294967295U); }).what();
-    EXPECT_EQ(text.rfind("GPIO 4294967295: cannot ", 0), 0U) << text;
-    EXPECT_NE(text.find(" /sys/class/gpio/export "), std::string::npos) << text;
+    EXPECT_EQ(text.rfind("GPIO 4294967295: ", 0), 0U) << text;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "frontpanelhw/fp/FpBase.h"
 #include "frontpanelhw/fp/IndoorFpImpl.h"
+#include "frontpanelhw/handler/KeyEventQueue.h"
 #include "panelsim/board/Board.h"
 #include "panelsim/board/BoardGpioFactory.h"
 #include "tests/support/CapturedOutput.h"
@@ -13,25 +14,15 @@
 #include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 
-using frontpanelhw::drawing::DisplayBuffer;
-using frontpanelhw::fp::FpBase;
-using frontpanelhw::fp::IFp;
-using frontpanelhw::fp::ILcdFp;
-using frontpanelhw::fp::IndoorFpImpl;
+using frontpanelhw::handler::KeyAction;
+using frontpanelhw::handler::KeyEventQueue;
 
 namespace {
 
-/** A panel of keys and LEDs on a board of its own. Nothing sleeps: keys are scanned without a pause. */
+/** Both panels on boards of their own. Nothing sleeps: keys are scanned without a pause. */
 class MisuseDeathTest : public testing::Test {
 protected:
-    std::unique_ptr<FpBase> makePanel()
-    {
-        return std::make_unique<FpBase>(factory, board.getConfig().keyGpioBase, 2U, board.getConfig().ledGpioBase, 8U,
-                                        std::vector<unsigned>(), std::vector<unsigned>());
-    }
-
     /** Presses and releases key 0 until the condition holds. */
     void typeUntil(const std::function<bool()>& condition)
     {
@@ -43,31 +34,22 @@ protected:
         }
     }
 
-    bool isLit(unsigned led) const { return board.view().leds.at(led); }
-
     VirtualTime time{VirtualTime::Others::Run};
     panelsim::Board board{panelsim::boardOf(panelsim::panelKind("outdoor"))};
     panelsim::BoardGpioFactory factory{board};
+    std::unique_ptr<frontpanelhw::fp::FpBase> panel = std::make_unique<frontpanelhw::fp::FpBase>(
+        factory, board.getConfig().keyGpioBase, 2U, board.getConfig().ledGpioBase, 8U, std::vector<unsigned>(),
+        std::vector<unsigned>());
 };
 
 class ThreadsTest : public MisuseDeathTest {
     CapturedOutput log;
 };
 
-std::string textOf(const std::vector<panelsim::LcdCell>& line)
-{
-    std::string text;
-    for (const panelsim::LcdCell& cell : line) {
-        text += static_cast<char>(cell.code);
-    }
-    return text;
-}
-
 } // namespace
 
 TEST_F(ThreadsTest, NoCallbackComesOnceStopHasReturned)
 {
-    const auto panel = makePanel();
     bool stopped = false; // unguarded: a callback beside the other thread's own use of it is a race
     unsigned late = 0;
     panel->connectAnyKeyChangedCb([&](unsigned, bool) { late += stopped ? 1 : 0; });
@@ -82,88 +64,71 @@ TEST_F(ThreadsTest, NoCallbackComesOnceStopHasReturned)
     EXPECT_EQ(late, 0U);
 }
 
-TEST_F(ThreadsTest, CallbackAndApplicationSwitchLedsUnderTheApplicationsLock)
+TEST_F(ThreadsTest, CallbackAndApplicationSwitchLedsUnderTheApplicationsLockAndAnyThreadTakesEvents)
 {
-    const auto panel = makePanel();
     std::mutex lock;
     std::atomic<unsigned> calls{0};
-    const auto switchLeds = [&](unsigned, bool) {
-        const std::lock_guard<std::mutex> guard(lock);
-        panel->setLed(1, calls++ % 2 == 0);
-        panel->setAllLeds(false);
-    };
+    std::atomic<unsigned> presses{0};
+    KeyEventQueue queue;
+    std::thread waiter([&] {
+        while (const auto event = queue.next(std::chrono::milliseconds(-1))) {
+            presses += event->action == KeyAction::Pressed ? 1 : 0;
+        }
+    });
     for (unsigned round = 0; round < 30; ++round) {
         const unsigned before = calls;
-        bool lit = false;
         panel->start(false, 0);
         typeUntil([&] {
             const std::lock_guard<std::mutex> guard(lock);
-            lit = !lit;
-            panel->connectAnyKeyChangedCb(switchLeds); // also while a call of it waits for the lock
-            panel->setLed(0, lit);
-            EXPECT_EQ(isLit(0), lit);
+            // Also replaced while a call of it waits for the lock.
+            panel->connectAnyKeyChangedCb([&, add = queue.callback()](unsigned key, bool level) {
+                const std::lock_guard<std::mutex> guardOfCall(lock);
+                panel->setLed(1, calls++ % 2 == 0);
+                add(key, level);
+            });
+            panel->setLed(0, true);
+            EXPECT_TRUE(board.view().leds.at(0));
             return calls > before + 10;
         });
         panel->stop(); // while calls may still come
-        EXPECT_FALSE(isLit(0) || isLit(1));
+        EXPECT_FALSE(board.view().leds.at(0) || board.view().leds.at(1));
     }
+    queue.close();
+    waiter.join();
+    EXPECT_GT(presses, 0U);
 }
 
-TEST_F(ThreadsTest, TwoPanelsRunAtOnceAndReportItToAnyThread)
+TEST_F(ThreadsTest, TwoPanelsRunAtOnceAndReportItToAnyThreadWhileTheDisplayRestarts)
 {
     panelsim::Board indoorBoard{panelsim::BoardConfig(), [this] { return time.now(); }};
     panelsim::BoardGpioFactory indoorFactory(indoorBoard);
-    const panelsim::BoardConfig& wiring = indoorBoard.getConfig();
-    IndoorFpImpl impl(indoorFactory, wiring.keyGpioBase, wiring.ledGpioBase, wiring.lcdGpioBase, wiring.keyCount,
-                      wiring.ledCount, {}, {});
-    ILcdFp& indoor = impl;
-    const auto outdoor = makePanel();
-    std::atomic<unsigned> calls{0};
-    for (IFp* panel : {static_cast<IFp*>(&indoor), static_cast<IFp*>(outdoor.get())}) {
-        panel->connectAnyKeyChangedCb([&calls](unsigned, bool) { ++calls; });
-        panel->start(false, 0);
-    }
-    board.press(1); // and held, so that both panels repeat
-    indoorBoard.press(2);
+    frontpanelhw::fp::IndoorFpImpl indoor(indoorFactory, 10, 20, 40, 3, 8, {}, {});
+    static_cast<frontpanelhw::fp::ILcdFp&>(indoor).start(false, 0);
+    panel->start(false, 0);
     std::atomic<bool> done{false};
     std::thread watcher([&] {
         while (!done) {
-            EXPECT_TRUE(indoor.isRunning());
-            EXPECT_TRUE(outdoor->isRunning());
+            EXPECT_TRUE(indoor.isRunning() && panel->isRunning());
         }
     });
-    std::thread keysAndLeds([&] {
-        for (unsigned round = 0; round < 200; ++round) {
-            outdoor->setAllLeds(round % 2 == 0);
-            indoorBoard.press(round % 2);
-            indoorBoard.release((round + 1) % 2);
-        }
-        typeUntil([&] { return calls > 100; });
-    });
-    DisplayBuffer page(25, 3);
-    for (unsigned round = 0; round < 5; ++round) {
-        page.setLineContent(round % 3, u"page " + std::u16string(1, static_cast<char16_t>('0' + round)));
-        EXPECT_TRUE(indoor.printBuffer(page));
-    }
-    keysAndLeds.join();
+    std::atomic<unsigned> calls{0}; // from both panels
+    panel->connectAnyKeyChangedCb([&calls](unsigned, bool) { ++calls; });
+    indoor.connectAnyKeyChangedCb([&calls](unsigned, bool) { ++calls; });
+    indoorBoard.press(2); // and held, so that it repeats
+    EXPECT_TRUE(indoor.restartDisplay() && indoor.printBuffer(frontpanelhw::drawing::DisplayBuffer(25, 3)));
+    typeUntil([&] { return calls > 100; });
     done = true;
     watcher.join();
-    indoor.stop();
-    outdoor->stop();
     EXPECT_EQ(indoorBoard.busFaultCount(), 0U);
-    EXPECT_EQ(textOf(indoorBoard.view().lcd->lines.at(1)).substr(0, 6), "page 4");
 }
 
 #ifndef NDEBUG
 TEST_F(MisuseDeathTest, StoppingOrDestroyingFromTheCallbackIsReported)
 {
-    using Misuse = void (*)(std::unique_ptr<FpBase>&);
-    for (const Misuse misuse :
-         {Misuse([](auto& panel) { panel->stop(); }), Misuse([](auto& panel) { panel.reset(); })}) {
+    for (const bool destroys : {false, true}) {
         EXPECT_EXIT(
             {
-                auto panel = makePanel();
-                panel->connectAnyKeyChangedCb([&](unsigned, bool) { misuse(panel); });
+                panel->connectAnyKeyChangedCb([&](unsigned, bool) { destroys ? panel.reset() : panel->stop(); });
                 panel->start(false, 0);
                 typeUntil([] { return false; });
             },

@@ -3,12 +3,45 @@
  * project. Its pins report on standard error what they are asked to do. The lines that DEVICE_GPIO_HIGH names, each
  * with a blank before and after, read high.
  */
-#include "SysfsGpioFactory.h"
-
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
-#include <stdexcept>
+#include <memory>
 #include <string>
+
+namespace sysfs {
+
+enum class PinDirectionEn { Input, Output };
+
+/** With more operations than the front panel's library knows of. */
+class ISysfsGpio {
+public:
+    virtual ~ISysfsGpio() = default;
+    virtual bool init(bool inverted, PinDirectionEn direction, bool initialValue) = 0;
+    virtual void deinit() = 0;
+    virtual void setInverted(bool) { std::abort(); }
+    virtual void setDirection(PinDirectionEn direction) = 0;
+    virtual void setEdge(bool, bool) { std::abort(); }
+    virtual int getEdgeDescriptor() const { std::abort(); }
+    virtual bool waitForEdge(std::chrono::milliseconds) { std::abort(); }
+    virtual bool setValue(bool value) = 0;
+    virtual bool getValue() const = 0;
+    virtual void exportGpio(unsigned gpioNumber) = 0;
+    virtual unsigned getGpioNumber() const = 0;
+};
+
+class ISysfsGpioFactory {
+public:
+    virtual ~ISysfsGpioFactory() = default;
+    virtual std::unique_ptr<ISysfsGpio> create() const = 0;
+};
+
+class SysfsGpioFactory : public ISysfsGpioFactory {
+public:
+    std::unique_ptr<ISysfsGpio> create() const override;
+};
+
+} // namespace sysfs
 
 namespace {
 
@@ -40,11 +73,6 @@ public:
         report("export");
     }
     unsigned getGpioNumber() const override { return number; }
-
-    void setInverted(bool) override { throw std::logic_error("setInverted is called"); }
-    void setEdge(bool, bool) override { throw std::logic_error("setEdge is called"); }
-    int getEdgeDescriptor() const override { throw std::logic_error("getEdgeDescriptor is called"); }
-    bool waitForEdge(std::chrono::milliseconds) override { throw std::logic_error("waitForEdge is called"); }
 
 private:
     static std::string name(sysfs::PinDirectionEn direction)

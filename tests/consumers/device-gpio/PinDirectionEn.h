@@ -1,7 +1,0 @@
-#pragma once
-
-namespace sysfs {
-
-enum class PinDirectionEn { Input, Output };
-
-} // namespace sysfs

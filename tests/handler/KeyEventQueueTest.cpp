@@ -1,0 +1,98 @@
+#include "frontpanelhw/handler/KeyEventQueue.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <memory>
+#include <poll.h>
+#include <string>
+
+using namespace frontpanelhw::handler;
+using namespace std::chrono_literals;
+
+namespace {
+
+class KeyEventQueueTest : public testing::Test {
+protected:
+    /** Reports keys: "0+" that key 0 is pressed, "0-" that it is released. */
+    void report(const std::string& keys)
+    {
+        for (std::size_t i = 0; i < keys.size(); i += 2) {
+            callback(static_cast<unsigned>(keys[i] - '0'), keys[i + 1] == '+');
+        }
+    }
+
+    /** @return the events that wait, such as "0p0" for a press of key 0, with its repeats */
+    std::string taken()
+    {
+        std::string events;
+        auto before = std::chrono::steady_clock::time_point::min();
+        while (const auto event = queue->next(0ms)) {
+            EXPECT_GE(event->when, before) << "in the order of time";
+            before = event->when;
+            events += std::to_string(event->key) + std::string(1, "p+r"[static_cast<int>(event->action)]) +
+                      std::to_string(event->repeats) + " ";
+        }
+        return events;
+    }
+
+    bool isReadable() const
+    {
+        pollfd polled{queue->descriptor(), POLLIN, 0};
+        return poll(&polled, 1, 0) == 1;
+    }
+
+    std::unique_ptr<KeyEventQueue> queue = std::make_unique<KeyEventQueue>();
+    std::function<void(unsigned, bool)> callback = queue->callback();
+};
+
+} // namespace
+
+TEST_F(KeyEventQueueTest, TellsPressesRepeatsAndReleasesAndMergesRepeatsThatWait)
+{
+    EXPECT_NE(fcntl(queue->descriptor(), F_GETFD) & FD_CLOEXEC, 0);
+    EXPECT_FALSE(isReadable());
+    report("2-0+0+1+0+0-1+1-0+");
+    EXPECT_TRUE(isReadable());
+    EXPECT_EQ(taken(), "2r0 0p0 1p0 0+2 0r2 1+1 1r1 0p0 ");
+    EXPECT_FALSE(isReadable());
+    report("0+");
+    EXPECT_EQ(taken(), "0+1 ") << "counted since the press that was taken";
+}
+
+TEST_F(KeyEventQueueTest, DropsTheOldestPressWithItsReleaseWhenFull)
+{
+    report("9+");
+    queue->next(0ms);
+    report("9-8+0+0+1+0-");
+    for (unsigned i = 6; i < 256; ++i) {
+        report(i % 2 == 0 ? "7+" : "7-");
+    }
+    report("1+");
+    EXPECT_EQ(queue->dropped(), 3U) << "press, repeat and release of key 0";
+    EXPECT_EQ(taken().substr(0, 24), "9r0 8p0 1p0 7p0 7r0 7p0 ");
+
+    for (unsigned key = 0; key < 300; ++key) {
+        callback(key + 10, true);
+    }
+    EXPECT_EQ(queue->next(0ms)->key, 54U);
+    EXPECT_EQ(queue->dropped(), 3U + 44U);
+}
+
+TEST_F(KeyEventQueueTest, ReturnsWhatWaitsWhenClosedAndThenNothing)
+{
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(queue->next(20ms));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 20ms);
+    report("0+");
+    queue->close();
+    report("0-");
+    EXPECT_EQ(taken(), "0p0 ");
+    EXPECT_TRUE(isReadable());
+    EXPECT_FALSE(queue->next(std::chrono::milliseconds::min()) || queue->next(std::chrono::milliseconds::max()));
+
+    const int descriptor = queue->descriptor();
+    queue.reset();
+    report("0+");
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
+}
