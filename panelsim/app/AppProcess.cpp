@@ -2,6 +2,7 @@
 
 #include "panelsim/wire/Protocol.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -88,11 +89,9 @@ AppProcess::AppProcess(const std::vector<std::string>& command, const sigset_t& 
     posix_spawnattr_setflags(&attributes,
                              static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | groupFlag));
 
-    std::vector<char*> arguments;
-    for (const std::string& argument : command) {
-        arguments.push_back(const_cast<char*>(argument.c_str()));
-    }
-    arguments.push_back(nullptr);
+    std::vector<char*> arguments(command.size() + 1); // the last one is null
+    std::transform(command.begin(), command.end(), arguments.begin(),
+                   [](const std::string& argument) { return const_cast<char*>(argument.c_str()); });
     const int failure = posix_spawnp(&pid, arguments.front(), &files, &attributes, arguments.data(), environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&files);
@@ -106,10 +105,9 @@ AppProcess::AppProcess(const std::vector<std::string>& command, const sigset_t& 
 
 void AppProcess::copyOutput(int otherDescriptor, int milliseconds)
 {
-    std::vector<pollfd> polled = {{otherDescriptor, POLLIN, 0}};
-    for (const OutputCopier& copier : copiers) {
-        polled.push_back(copier.awaited());
-    }
+    std::vector<pollfd> polled(1 + copiers.size(), pollfd{otherDescriptor, POLLIN, 0});
+    std::transform(copiers.begin(), copiers.end(), polled.begin() + 1,
+                   [](const OutputCopier& copier) { return copier.awaited(); });
     poll(polled.data(), polled.size(), milliseconds);
     for (std::size_t i = 0; i < copiers.size(); ++i) {
         if (polled[i + 1].revents != 0) {

@@ -123,10 +123,8 @@ std::pair<unsigned, bool> stuckLineOf(const std::string& text)
 template <typename Table>
 std::vector<std::string> namesIn(const Table& table)
 {
-    std::vector<std::string> found;
-    for (const auto& row : table) {
-        found.emplace_back(row.name);
-    }
+    std::vector<std::string> found(table.size());
+    std::transform(table.begin(), table.end(), found.begin(), [](const auto& row) { return row.name; });
     return found;
 }
 

@@ -51,8 +51,7 @@ void Simulator::openPage()
         command += (command.empty() ? "" : " ") + word;
     }
     const auto serve = [&](const HttpAddress& address) {
-        page.emplace(simulation, command, address,
-                     [this] { restartWanted = true; });
+        page.emplace(simulation, command, address, [this] { restartWanted = true; });
     };
     try {
         serve(options.http.value_or(HttpAddress{"127.0.0.1", usualPort}));

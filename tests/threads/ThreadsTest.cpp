@@ -13,9 +13,13 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <sys/epoll.h>
 #include <thread>
+#include <unistd.h>
+#include <utility>
 
 using frontpanelhw::handler::KeyAction;
+using frontpanelhw::handler::KeyEvent;
 using frontpanelhw::handler::KeyEventQueue;
 
 namespace {
@@ -64,27 +68,19 @@ TEST_F(ThreadsTest, NoCallbackComesOnceStopHasReturned)
     EXPECT_EQ(late, 0U);
 }
 
-TEST_F(ThreadsTest, CallbackAndApplicationSwitchLedsUnderTheApplicationsLockAndAnyThreadTakesEvents)
+TEST_F(ThreadsTest, CallbackAndApplicationSwitchLedsUnderTheApplicationsLock)
 {
     std::mutex lock;
     std::atomic<unsigned> calls{0};
-    std::atomic<unsigned> presses{0};
-    KeyEventQueue queue;
-    std::thread waiter([&] {
-        while (const auto event = queue.next(std::chrono::milliseconds(-1))) {
-            presses += event->action == KeyAction::Pressed ? 1 : 0;
-        }
-    });
     for (unsigned round = 0; round < 30; ++round) {
         const unsigned before = calls;
         panel->start(false, 0);
         typeUntil([&] {
             const std::lock_guard<std::mutex> guard(lock);
             // Also replaced while a call of it waits for the lock.
-            panel->connectAnyKeyChangedCb([&, add = queue.callback()](unsigned key, bool level) {
+            panel->connectAnyKeyChangedCb([&](unsigned, bool) {
                 const std::lock_guard<std::mutex> guardOfCall(lock);
                 panel->setLed(1, calls++ % 2 == 0);
-                add(key, level);
             });
             panel->setLed(0, true);
             EXPECT_TRUE(board.view().leds.at(0));
@@ -93,9 +89,51 @@ TEST_F(ThreadsTest, CallbackAndApplicationSwitchLedsUnderTheApplicationsLockAndA
         panel->stop(); // while calls may still come
         EXPECT_FALSE(board.view().leds.at(0) || board.view().leds.at(1));
     }
-    queue.close();
+}
+
+TEST_F(ThreadsTest, AnEpollLoopAndAWaitSeeTheSameEvents)
+{
+    KeyEventQueue polled;
+    KeyEventQueue awaited;
+    std::atomic<unsigned> changes{0};
+    panel->connectAnyKeyChangedCb(
+        [&, first = polled.callback(), second = awaited.callback(), held = false](unsigned key, bool level) mutable {
+            first(key, level);
+            second(key, level);
+            changes += level != std::exchange(held, level) ? 1 : 0;
+        });
+    std::string seen[2];
+    // Without repeats: those that wait may have been merged in one queue only.
+    const auto note = [&seen](int reader, const KeyEvent& event) {
+        seen[reader] += event.action == KeyAction::Repeated ? "" : event.action == KeyAction::Pressed ? "p" : "r";
+    };
+    std::thread poller([&] {
+        const int epoll = epoll_create1(EPOLL_CLOEXEC);
+        epoll_event ready{EPOLLIN, {}};
+        epoll_ctl(epoll, EPOLL_CTL_ADD, polled.descriptor(), &ready);
+        while (epoll_wait(epoll, &ready, 1, -1) == 1) {
+            const auto event = polled.next(std::chrono::milliseconds(0));
+            if (!event) {
+                break;
+            }
+            note(0, *event);
+        }
+        close(epoll);
+    });
+    std::thread waiter([&] {
+        while (const auto event = awaited.next(std::chrono::milliseconds(-1))) {
+            note(1, *event);
+        }
+    });
+    panel->start(false, 0);
+    typeUntil([&] { return changes > 100; }); // few enough for queues that nobody empties meanwhile
+    panel->stop();
+    polled.close();
+    awaited.close();
+    poller.join();
     waiter.join();
-    EXPECT_GT(presses, 0U);
+    EXPECT_EQ(seen[0], seen[1]);
+    EXPECT_GE(seen[0].size(), 100U);
 }
 
 TEST_F(ThreadsTest, TwoPanelsRunAtOnceAndReportItToAnyThreadWhileTheDisplayRestarts)
