@@ -266,7 +266,8 @@ TEST(AppLog, PutsPiecesTogetherToLinesAndKeepsTheLast)
     EXPECT_EQ(text(9), "5:");
     EXPECT_EQ(text(0, 4), "0: one; two; more");
     EXPECT_LE(std::chrono::system_clock::now() - log.linesFrom(0).lines.back().time, 1min);
-    log.append(Source::Output, std::string(AppLog::longestLine, 'x') + "y");
+    log.append(Source::Output, "x");
+    log.append(Source::Output, std::string(AppLog::longestLine - 1, 'x') + "y");
     EXPECT_EQ(log.linesFrom(5).lines.size(), 2U) << "a line that is too long";
     const auto append = [&](std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
