@@ -30,54 +30,35 @@ public:
     /** @param codes of the chip's characters */
     void show(unsigned char line, const std::string& codes, bool inverted = false)
     {
-        writeRegister(0x10, inverted == is8803 ? 0 : 0x20);
+        writeRegister(0x10, inverted ? 0x20 : 0);
         writeRegister(0x70, static_cast<unsigned char>(16 * line));
         writeRegister(0x60, 0);
         for (const char code : codes) {
-            is8803 ? write(true, static_cast<unsigned char>(code))
-                   : writeRegister(0xB0, static_cast<unsigned char>(code));
+            writeRegister(0xB0, static_cast<unsigned char>(code));
         }
     }
     void light(unsigned led, bool on = true) { board.makeOutput(board.getConfig().ledGpioBase + led, on); }
     void writeRegister(unsigned char reg, unsigned char value)
     {
-        write(!is8803, reg);
+        write(true, reg);
         write(false, value);
-    }
-    /** @return what the chip has in the register that was written last */
-    unsigned readRegister()
-    {
-        unsigned byte = 0;
-        board.makeOutput(48, false);
-        for (unsigned bit = 0; bit < 8; ++bit) {
-            board.makeInput(40 + bit);
-        }
-        strobe(readStrobe, [&] {
-            for (unsigned bit = 0; bit < 8; ++bit) {
-                byte |= board.read(40 + bit) ? 1U << bit : 0U;
-            }
-        });
-        return byte;
     }
     /** Selects the chip during a strobe, which is one fault. */
     void disturbBus()
     {
         board.makeOutput(writeStrobe, false);
-        strobe(writeStrobe, [] {});
+        strobe();
     }
 
 private:
     static constexpr unsigned chipSelect = 49;
-    static constexpr unsigned readStrobe = 50;
     static constexpr unsigned writeStrobe = 51;
 
-    template <typename Action>
-    void strobe(unsigned line, const Action& meanwhile)
+    void strobe()
     {
         board.makeOutput(chipSelect, false);
-        board.makeOutput(line, false);
-        meanwhile();
-        board.makeOutput(line, true);
+        board.makeOutput(writeStrobe, false);
+        board.makeOutput(writeStrobe, true);
         board.makeOutput(chipSelect, true);
     }
     void write(bool select, unsigned char byte)
@@ -86,9 +67,8 @@ private:
             board.makeOutput(40 + bit, (byte >> bit & 1U) != 0);
         }
         board.makeOutput(48, select);
-        strobe(writeStrobe, [] {});
+        strobe();
     }
 
     panelsim::Board& board;
-    const bool is8803 = board.getConfig().chip == panelsim::ChipVariant::Ra8803;
 };

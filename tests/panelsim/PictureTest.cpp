@@ -119,6 +119,7 @@ protected:
 
 TEST_F(VcdTraceTest, RecordsLevelsAndWhenTheyChange)
 {
+    folder.write("a.vcd", std::string(10000, 'x')); // from another time
     config.chip = ChipVariant::Ra8803;
     Board board(config, clock);
     VcdTrace trace(board, path);

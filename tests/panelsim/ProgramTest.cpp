@@ -74,7 +74,7 @@ const char* const commands = R"(
 0 $p --scenario led.yaml -- sh -c '$frontpanel led 3 on; exec sleep 100' => => the scenario 'n·[7m' passed~
 1 $p --scenario text.yaml -- sh -c 'echo words; exec sleep 100' => words => text.yaml:5:5: step 2, expect-text: expected 
 1 $p --scenario text.yaml --timeout 20s -- sh -c 'trap "" TERM; echo words; sleep 1' => words => step 2, expect-text
-42 $p --scenario never.yaml --timeout 300ms -- sleep 100 => => timeout after 300 ms~
+42 $p --scenario never.yaml --timeout 300ms -- sleep 100 => => never.yaml:4:5: step 1, wait-output: stopped~
 130 $p --scenario never.yaml -- sh -c 'kill -INT $PPID; exec sleep 100' => => wait-output: stopped~
 3 $p --scenario never.yaml -- sh -c 'kill -SEGV $$' => => ended by signal 11 (Segmentation fault)
 3 $p --scenario never.yaml -- sh -c 'exit 7' => => ended with status 7
@@ -111,6 +111,7 @@ const char* const commands = R"(
 2 $panelsim --stuck 20:high -- true => => --stuck: '20:high' is not GPIO:0 or GPIO:1~
 2 $panelsim --stuck 8:1 -- true => => --stuck: the panel has no GPIO 8~
 2 $panelsim --key-names A,B -- true => => --key-names: 2 names for 3~
+2 $panelsim --led-names A,B -- true => => --led-names: 2 names for 8~
 2 $panelsim --key-names A,B,A -- true => => --key-names: "A" is empty, given twice or not printable~
 2 $panelsim --led-colours pink -- true => => --led-colours: pink not in {green,
 2 $panelsim --led-colours green,red -- true => => --led-colours: 2 colours for 8 LEDs~

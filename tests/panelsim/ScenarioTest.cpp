@@ -137,8 +137,8 @@ off: expect-inverted: {line: 1, is: off}~- expect-text: {line: 1, text: ''}~-  e
  => failed 6:4: step 3, expect-text: expected a line to be "Not yet", but the display is off
 not yet: wait-inverted: {line: 1, from: 2, within: 1ms} => failed 4:3: step 1, wait-inverted: expected line 1 to be
  inverted from column 2 to 24 within 1 ms, but column 2 is not
-half inverted: expect-inverted: {line: 0, from: 1, to: 1, is: off}~- expect-inverted: {line: 0, from: 1, is: false}
- => failed 5:3: step 2, expect-inverted: expected line 0 not to be inverted from column 1 to 24, but column 2 is
+half inverted: expect-inverted: {line: 0, from: 1, to: 1, is: off}~- expect-inverted: {line: 0, from: 1, to: 2, is: false}
+ => failed 5:3: step 2, expect-inverted: expected line 0 not to be inverted from column 1 to 2, but column 2 is
 lit: expect-led: {led: 3, is: off} => failed 4:3: step 1, expect-led: expected LED D to be off, but LED D is on
 idle: wait-backlight: {is: on, within: 1ms} => failed 4:3: step 1, wait-backlight: expected the backlight to be on
  within 1 ms, but it is off
@@ -208,7 +208,7 @@ const char* const refusals = R"(
 - delay: 1s~foo: 1 => 5:1: a scenario has no field "foo"; it has name, version, steps
 - delay: 1s~---~- delay: 1s => 5:1: a second document begins here: a scenario is one, check the indentation if none
 [] => 1:1: a scenario: expected a mapping with name, version, steps, not a list
-name: '' => 1:1: a scenario: the field "version" is missing
+name: ''~version: 1~steps: => 1:7: name: expected a text that is not empty, not ""
 name: a~version: 2~steps: [] => 2:10: version: expected 1, not 2
 name: a~version: 1~steps: => 3:1: steps: expected a list of one step or more, but nothing is there
 name: a~version: 1~steps: [] => 3:8: steps: expected a list of one step or more, not a list
