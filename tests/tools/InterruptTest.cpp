@@ -39,6 +39,7 @@ TEST(Interrupt, EndsTheProcessOnlyWhenNobodyWaitedOrItsOutputStalls)
         for (int made = pipe2(ends, O_NONBLOCK); made == 0 && outputStalls && write(ends[1], "full", 4) > 0;) {
         }
         dup2(ends[1], STDOUT_FILENO);
+        std::signal(signal, SIG_DFL);
         std::optional<Interrupt> interrupt(std::in_place);
         kill(getpid(), signal);
         if (waits) {
