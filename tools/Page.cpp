@@ -21,7 +21,9 @@ DisplayBuffer blankPage(bool inverted)
 void writeLine(DisplayBuffer& page, unsigned line, const std::string& text, frontpanelhw::drawing::Align align)
 {
     constexpr char16_t missing = u'\0'; // the display has no such character
-    const std::string name = "LINE" + std::to_string(line) + ": ";
+    const auto refuse = [line](const std::string& reason) {
+        throw UsageError("LINE" + std::to_string(line) + ": " + reason);
+    };
     const auto beginsCharacter = [](unsigned char byte) { return (byte & 0xC0U) != 0x80; };
     for (std::size_t from = 0, to = 1; from < text.size(); from = to++) {
         while (to < text.size() && !beginsCharacter(static_cast<unsigned char>(text[to]))) {
@@ -30,16 +32,16 @@ void writeLine(DisplayBuffer& page, unsigned line, const std::string& text, fron
         const std::string character = text.substr(from, to - from);
         const std::u16string codeUnits = fromUtf8(character, missing);
         if (codeUnits.size() > 1 || (character.size() == 1 && static_cast<unsigned char>(character[0]) >= 0x80)) {
-            throw UsageError(name + "the text is not valid UTF-8");
+            refuse("the text is not valid UTF-8");
         }
         if (codeUnits[0] == missing) {
-            throw UsageError(name + "the display has no '" + character + "'");
+            refuse("the display has no '" + character + "'");
         }
     }
     const std::u16string codeUnits = fromUtf8(text);
     if (codeUnits.size() > displayChars) {
-        throw UsageError(name + "the text has " + std::to_string(codeUnits.size()) +
-                         " characters, a line of the display " + std::to_string(displayChars));
+        refuse("the text has " + std::to_string(codeUnits.size()) + " characters, a line of the display " +
+               std::to_string(displayChars));
     }
     page.setLineContent(line, aligned(codeUnits, displayChars, align));
 }

@@ -15,60 +15,53 @@ enum class PinDirectionEn { Input, Output };
 
 /** With more operations than the front panel's library knows of, which abort.
  */
-class ISysfsGpio {
-public:
-  virtual ~ISysfsGpio() { report("deleted"); }
-  virtual bool init(bool inverted, PinDirectionEn direction,
-                    bool initialValue) {
-    return report((inverted ? "init inverted" : "init") + name(direction) +
-                  (initialValue ? " 1" : " 0"));
-  }
-  virtual void deinit() { report("deinit"); }
-  virtual void setInverted(bool) { std::abort(); }
-  virtual void setDirection(PinDirectionEn direction) {
-    report("direction" + name(direction));
-  }
-  virtual void setEdge(bool, bool) { std::abort(); }
-  virtual int getEdgeDescriptor() const { std::abort(); }
-  virtual bool waitForEdge(unsigned) { std::abort(); }
-  virtual bool setValue(bool value) { return report(value ? "= 1" : "= 0"); }
-  virtual bool getValue() const {
-    const char *high = std::getenv("DEVICE_GPIO_HIGH");
-    return report("read") &&
-           std::string(high).find(" " + std::to_string(number) + " ") !=
-               std::string::npos;
-  }
-  virtual void exportGpio(unsigned gpioNumber) {
-    number = gpioNumber;
-    report("export");
-  }
-  virtual unsigned getGpioNumber() const { return number; }
+struct ISysfsGpio {
+    virtual ~ISysfsGpio() { report("deleted"); }
+    virtual bool init(bool inverted, PinDirectionEn direction, bool initialValue)
+    {
+        return report((inverted ? "init inverted" : "init") + name(direction) + (initialValue ? " 1" : " 0"));
+    }
+    virtual void deinit() { report("deinit"); }
+    virtual void setInverted(bool) { std::abort(); }
+    virtual void setDirection(PinDirectionEn direction) { report("direction" + name(direction)); }
+    virtual void setEdge(bool, bool) { std::abort(); }
+    virtual int getEdgeDescriptor() const { std::abort(); }
+    virtual bool waitForEdge(unsigned) { std::abort(); }
+    virtual bool setValue(bool value) { return report(value ? "= 1" : "= 0"); }
+    virtual bool getValue() const
+    {
+        const char* high = std::getenv("DEVICE_GPIO_HIGH");
+        return report("read") && std::string(high).find(" " + std::to_string(number) + " ") != std::string::npos;
+    }
+    virtual void exportGpio(unsigned gpioNumber)
+    {
+        number = gpioNumber;
+        report("export");
+    }
+    virtual unsigned getGpioNumber() const { return number; }
 
-private:
-  static std::string name(PinDirectionEn direction) {
-    return direction == PinDirectionEn::Input ? " in" : " out";
-  }
-  bool report(const std::string &event) const {
-    std::cerr << "gpio " << number << " " << event << "\n";
-    return true;
-  }
+    static std::string name(PinDirectionEn direction) { return direction == PinDirectionEn::Input ? " in" : " out"; }
+    bool report(const std::string& event) const
+    {
+        std::cerr << "gpio " << number << " " << event << "\n";
+        return true;
+    }
 
-  unsigned number = 0;
+    unsigned number = 0;
 };
 
-class ISysfsGpioFactory {
-public:
-  virtual ~ISysfsGpioFactory() = default;
-  virtual std::unique_ptr<ISysfsGpio> create() const = 0;
+struct ISysfsGpioFactory {
+    virtual ~ISysfsGpioFactory() = default;
+    virtual std::unique_ptr<ISysfsGpio> create() const = 0;
 };
 
-class SysfsGpioFactory : public ISysfsGpioFactory {
-public:
-  std::unique_ptr<ISysfsGpio> create() const override;
+struct SysfsGpioFactory : ISysfsGpioFactory {
+    std::unique_ptr<ISysfsGpio> create() const override;
 };
 
-std::unique_ptr<ISysfsGpio> SysfsGpioFactory::create() const {
-  return std::make_unique<ISysfsGpio>();
+std::unique_ptr<ISysfsGpio> SysfsGpioFactory::create() const
+{
+    return std::make_unique<ISysfsGpio>();
 }
 
 } // namespace sysfs
