@@ -164,7 +164,7 @@ TEST(Frontpanel, OperatesThePanelAndSaysInOneLineWhatFailed)
         {indoor, "detect", failed + "GPIO 5: made to fail", dark, badId},
         {inverted, "leds off --inverted-leds 3", "0", dark},
         {inverted, "leds on", "0", "LEDs ● ● ● ○ ● ● ● ●"}, // LED 3 was not said to be inverted
-        {inverted, "led 7 on", "0", "LEDs ○ ○ ○ ○ ○ ○ ○ ●"},
+        {inverted, "led 6 on", "0", "LEDs ○ ○ ○ ○ ○ ○ ● ○"},
         {indoor, "leds on", failed + refusal, "LEDs ● ○ ○ ", refused},
         {inverted, print + "--inverted-leds 28", "0", text},
         {indoor, word, "0" + again, "│ x ", lcdOnce},
