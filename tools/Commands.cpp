@@ -1,91 +1,84 @@
 #include "tools/Commands.h"
 
-#include "frontpanelhw/fp/FpBase.h"
+#include "frontpanelhw/handler/GpioVectorCreator.h"
 #include "sysfs/SysfsGpioFactory.h"
 #include "tools/Output.h"
 #include "tools/Panel.h"
 #include "tools/UsageError.h"
 
 #include <algorithm>
-#include <iostream>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 namespace tools {
 
 namespace {
 
-/** Brings a run of LEDs to one level. Their pins start at it, so that no LED shows the other one in between. */
-void switchRun(const Wiring& wiring, unsigned first, unsigned count, bool on)
+/** @return the chip's label, which another boot leaves as it is, or its name where the label does not single it out */
+std::string designationOf(const sysfs::GpioChip& chip, const std::vector<sysfs::GpioChip>& chips)
 {
-    std::vector<unsigned> inverted;
-    std::vector<unsigned> initiallyOn;
-    for (unsigned i = 0; i < count; ++i) {
-        if (std::count(wiring.invertedLeds.begin(), wiring.invertedLeds.end(), first + i) != 0) {
-            inverted.push_back(i);
-        }
-        if (on) {
-            initiallyOn.push_back(i);
-        }
-    }
-    sysfs::SysfsGpioFactory factory;
-    frontpanelhw::fp::FpBase leds(factory, wiring.keyBase, 0, wiring.ledBase + first, count, inverted, initiallyOn);
-    for (unsigned i = 0; i < count; ++i) {
-        // The constructor does not report whether a pin accepted its initial level, hence once more.
-        if (!leds.setLed(i, on)) {
-            throw std::runtime_error("LED " + std::to_string(first + i) + " on GPIO " +
-                                     std::to_string(wiring.ledBase + first + i) + " did not take its level");
-        }
-    }
-}
-
-std::string noDisplay(const Wiring& wiring)
-{
-    return std::string("the ") + wiring.kind().name + " panel has no display";
+    const auto hasLabel = [&chip](const sysfs::GpioChip& other) { return other.label == chip.label; };
+    const bool canBeRead = !chip.label.empty() && chip.label.find('#') == std::string::npos;
+    return canBeRead && std::count_if(chips.begin(), chips.end(), hasLabel) == 1 ? chip.label : chip.name;
 }
 
 } // namespace
 
-void printDetectedPanel(Wiring wiring, bool quiet)
+void printDetectedPanel(Wiring wiring)
 {
-    wiring.panel = nullptr;
-    std::cout.setstate(quiet ? std::ios::failbit : std::ios::goodbit); // which the library logs to
-    const char* const name = resolvePanel(wiring, 0).kind().name;
-    std::cout.clear();
-    printLine(name);
+    wiring.panel = &panelKinds.front();
+    printLine(resolvePanel(wiring, 0).panel->name);
 }
 
-void switchLed(const Wiring& wiring, unsigned led, bool on)
+std::string describeChips(const std::vector<sysfs::GpioChip>& chips)
 {
-    checkWiring(wiring, LedLines);
-    if (led >= wiring.ledCount()) {
-        throw UsageError(noLed(wiring, led));
+    std::string text = "# first number, chip";
+    for (const sysfs::GpioChip& chip : chips) {
+        text += "\n";
+        if (chip.base) {
+            const std::string designation = designationOf(chip, chips);
+            const unsigned last = *chip.base + std::max(chip.lines, 1U) - 1;
+            text += (designation.empty() ? "# " : "") + std::to_string(*chip.base) + " " + designation + " # to " +
+                    std::to_string(last) + " by " + chip.source;
+        } else {
+            text += "# no numbers";
+        }
+        text += ": " + (chip.name.empty() ? "not found in /dev" : chip.name) + ", label '" + chip.label + "', " +
+                (chip.lines == 0 ? "cannot be read" : std::to_string(chip.lines) + " lines");
     }
-    switchRun(wiring, led, 1, on);
+    return text;
 }
 
-void switchAllLeds(const Wiring& wiring, bool on)
+void switchLeds(const Wiring& wiring, std::optional<unsigned> led, bool on)
 {
     checkWiring(wiring, LedLines);
-    switchRun(wiring, 0, wiring.ledCount(), on);
+    if (led) {
+        requireLed(wiring, "N", *led);
+    }
+    const sysfs::SysfsGpioFactory factory;
+    unsigned index = led.value_or(0);
+    frontpanelhw::handler::GpioVectorCreator pins(factory, wiring.ledBase + index, led ? 1 : wiring.ledCount());
+    for (const auto& pin : pins.createOnlyExported()) {
+        // A pin starts at the level, so that the LED does not show the other one in between.
+        const bool isInverted = std::count(wiring.invertedLeds.begin(), wiring.invertedLeds.end(), index) != 0;
+        if (!pin->init(isInverted, sysfs::PinDirectionEn::Output, on)) {
+            throw std::runtime_error(ledFailure(wiring, index));
+        }
+        ++index;
+    }
 }
 
 void printPage(Wiring wiring, const frontpanelhw::drawing::DisplayBuffer& page, std::optional<unsigned> contrast)
 {
-    if (!wiring.kind().hasDisplay) {
-        throw UsageError(noDisplay(wiring));
-    }
     wiring = resolvePanel(wiring, DisplayLines);
-    if (!wiring.kind().hasDisplay) {
-        throw std::runtime_error(noDisplay(wiring));
+    if (!wiring.panel->hasDisplay) {
+        throw UsageError(std::string("the ") + wiring.panel->name + " panel has no display");
     }
     // Without keys and LEDs, the backlight is on the number of the first LED.
-    wiring.ledBase = wiring.backlight();
+    wiring.ledBase = static_cast<unsigned>(wiring.backlight());
     wiring.givenKeyCount = wiring.givenLedCount = 0;
     wiring.ledsOn.clear();
     Panel panel(wiring);
-    if (!panel.show(page) || (contrast && !panel.setContrast(*contrast))) {
+    if (!panel.show(page) || (contrast && !panel.withDisplay()->setContrast(*contrast))) {
         throw std::runtime_error("the display failed to show the text");
     }
 }

@@ -1,26 +1,28 @@
 #pragma once
 
 #include "frontpanelhw/drawing/DisplayBuffer.h"
+#include "sysfs/GpioChips.h"
 #include "tools/Interrupt.h"
 #include "tools/Wiring.h"
 
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace tools {
 
-/** Prints the name of the panel that the ID lines show, if quiet without the library's log on standard output. The
- * panel of the wiring is ignored. */
-void printDetectedPanel(Wiring wiring, bool quiet);
+/** Prints the name of the panel that the ID lines show. The panel of the wiring is ignored. */
+void printDetectedPanel(Wiring wiring);
+
+/** @return the chips as lines of a file that gives them the numbers they have; comments say what else is known */
+std::string describeChips(const std::vector<sysfs::GpioChip>& chips);
 
 /**
- * Switches one LED and uses no other line.
+ * Switches one LED or, when none is named, all, and uses no other line.
  * @throws UsageError when there is no such LED
- * @throws std::exception when its pin fails
+ * @throws std::exception when a pin fails
  */
-void switchLed(const Wiring& wiring, unsigned led, bool on);
-
-/** Switches every LED and uses no other line. @throws std::exception when a pin fails */
-void switchAllLeds(const Wiring& wiring, bool on);
+void switchLeds(const Wiring& wiring, std::optional<unsigned> led, bool on);
 
 /**
  * Shows a page, which stays, at a contrast in percent. Keys and LEDs are not used.

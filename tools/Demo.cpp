@@ -1,21 +1,19 @@
 #include "tools/Demo.h"
 
-#include "frontpanelhw/handler/KeyEventQueue.h"
 #include "tools/Keys.h"
-#include "tools/Output.h"
+#include "tools/Page.h"
 #include "tools/Panel.h"
 
+#include <stdexcept>
 #include <string>
-#include <utility>
 
 namespace tools {
 
 namespace {
 
+using frontpanelhw::drawing::Align;
 using frontpanelhw::handler::KeyAction;
 using frontpanelhw::handler::KeyEvent;
-
-constexpr const char* displayFailure = "the display failed";
 
 std::string sentence(const KeyEvent& event)
 {
@@ -26,85 +24,62 @@ std::string sentence(const KeyEvent& event)
     return key + (event.action == KeyAction::Pressed ? " pressed" : " released");
 }
 
-class Demo {
-public:
-    Demo(Wiring resolved, Interrupt& itsInterrupt) : wiring(std::move(resolved)), interrupt(itsInterrupt), panel(wiring)
-    {
-    }
-
-    bool play(const DemoTimes& times)
-    {
-        note(panel.testLamps(times.lampTest, interrupt), displayFailure);
-        std::optional<Interrupt::Clock::time_point> deadline;
-        if (times.afterLampTest) {
-            deadline = Interrupt::Clock::now() + std::chrono::seconds(*times.afterLampTest);
-        }
-        panel.keysAndLeds().connectAnyKeyChangedCb(reportTo(interrupt, events.callback()));
-        panel.keysAndLeds().start(false, 0);
-        showPage();
-        while (interrupt.wait(deadline)) {
-            // A page takes longer than a poll of the keys: only the last of several events is shown, but LEDs see all.
-            while (const auto event = events.next(std::chrono::milliseconds(0))) {
-                apply(*event);
-            }
-            showPage();
-        }
-        // Before stop, which does not return while the polling thread is blocked in writing to a pipe.
-        for (unsigned led = 0; led < wiring.ledCount(); ++led) {
-            panel.keysAndLeds().setLed(led, false);
-        }
-        note(panel.show(blankPage()), displayFailure);
-        panel.keysAndLeds().stop();
-        return !failed;
-    }
-
-private:
-    void apply(const KeyEvent& event)
-    {
-        ++eventCount;
-        lastEvent = sentence(event);
-        if (event.key < wiring.ledCount()) {
-            note(panel.keysAndLeds().setLed(event.key, event.action != KeyAction::Released),
-                 "LED " + std::to_string(event.key) + " on GPIO " + std::to_string(wiring.ledBase + event.key) +
-                     " did not take its level");
-        }
-    }
-
-    void showPage()
-    {
-        auto page = blankPage();
-        const std::string texts[displayLines] = {" Front panel", lastEvent, "Events: " + std::to_string(eventCount)};
-        for (unsigned line = 0; line < displayLines; ++line) {
-            page.setLineContent(line, std::u16string(texts[line].begin(), texts[line].end()).substr(0, displayChars));
-        }
-        page.setInverted(0, true, 0, displayChars - 1);
-        note(panel.show(page), displayFailure);
-    }
-
-    void note(bool ok, const std::string& failure)
-    {
-        if (!ok && !failed) {
-            complain(failure);
-            failed = true;
-        }
-    }
-
-    const Wiring wiring;
-    Interrupt& interrupt;
-    frontpanelhw::handler::KeyEventQueue events;
-    Panel panel;
-    unsigned eventCount = 0;
-    std::string lastEvent = "Press a key";
-    bool failed = false;
-};
+frontpanelhw::drawing::DisplayBuffer pageOf(const std::string& lastEvent, unsigned eventCount)
+{
+    auto page = blankPage();
+    writeLine(page, 0, " Front panel", Align::Left);
+    writeLine(page, 1, lastEvent.substr(0, displayChars), Align::Left);
+    writeLine(page, 2, "Events: " + std::to_string(eventCount), Align::Left);
+    page.setInverted(0, true, 0, displayChars - 1);
+    return page;
+}
 
 } // namespace
 
-bool runDemo(const Wiring& given, const DemoTimes& times, Interrupt& interrupt)
+void runDemo(Wiring wiring, unsigned lampSeconds, std::optional<unsigned> seconds, Interrupt& interrupt)
 {
-    const Wiring wiring = resolvePanel(given, PanelLines);
+    wiring = resolvePanel(wiring, PanelLines);
     requireReadable(wiring.keyBase, wiring.keyCount());
-    return Demo(wiring, interrupt).play(times);
+    frontpanelhw::handler::KeyEventQueue events;
+    Panel panel(wiring);
+    auto& keysAndLeds = panel.keysAndLeds();
+    std::string failure;
+    const auto note = [&failure](bool ok, const std::string& text) {
+        failure = ok || !failure.empty() ? failure : text;
+    };
+    const std::string displayFailure = "the display failed";
+
+    note(panel.testLamps(lampSeconds, interrupt), displayFailure);
+    std::optional<Interrupt::Clock::time_point> deadline;
+    if (seconds) {
+        deadline = Interrupt::Clock::now() + std::chrono::seconds(*seconds);
+    }
+    keysAndLeds.connectAnyKeyChangedCb(printAndPass(events, interrupt));
+    keysAndLeds.start(false, 0);
+    std::string lastEvent = "Press a key";
+    unsigned eventCount = 0;
+    do {
+        // A page takes longer than a poll of the keys: only the last of several events is shown, but LEDs see all.
+        while (const auto event = events.next(std::chrono::milliseconds(0))) {
+            ++eventCount;
+            lastEvent = sentence(*event);
+            if (event->key < wiring.ledCount()) {
+                note(keysAndLeds.setLed(event->key, event->action != KeyAction::Released),
+                     ledFailure(wiring, event->key));
+            }
+        }
+        note(panel.show(pageOf(lastEvent, eventCount)), displayFailure);
+    } while (interrupt.wait(deadline, events.descriptor()));
+
+    // Before stop, which does not return while the polling thread is blocked in writing to a pipe.
+    for (unsigned led = 0; led < wiring.ledCount(); ++led) {
+        keysAndLeds.setLed(led, false);
+    }
+    note(panel.show(blankPage()), displayFailure);
+    keysAndLeds.stop();
+    if (!failure.empty()) {
+        throw std::runtime_error(failure);
+    }
 }
 
 } // namespace tools

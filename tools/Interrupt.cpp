@@ -1,33 +1,29 @@
 #include "tools/Interrupt.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace tools {
-
-namespace {
-
-/** Ends the watching thread. It is sent for urgent data of sockets, which a panel does not use. */
-constexpr int wakeUpSignal = SIGURG;
-
-bool outputStalls()
-{
-    pollfd outputs[] = {{STDOUT_FILENO, POLLOUT, 0}, {STDERR_FILENO, POLLOUT, 0}};
-    return poll(outputs, 2, 0) < 2;
-}
-
-} // namespace
 
 Interrupt::Interrupt()
 {
     struct sigaction hangup {};
     sigaction(SIGHUP, nullptr, &hangup);
     sigemptyset(&signals);
-    for (const int ending : {SIGINT, SIGTERM, SIGHUP, wakeUpSignal}) {
-        sigaddset(&signals, ending);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    if (hangup.sa_handler != SIG_IGN) {
+        sigaddset(&signals, SIGHUP);
     }
-    if (hangup.sa_handler == SIG_IGN) {
-        sigdelset(&signals, SIGHUP);
+    arrival = signalfd(-1, &signals, SFD_CLOEXEC);
+    destruction = eventfd(0, EFD_CLOEXEC);
+    if (arrival < 0 || destruction < 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot wait for signals");
     }
     pthread_sigmask(SIG_BLOCK, &signals, &previousMask);
     watcher = std::thread(&Interrupt::watch, this);
@@ -35,74 +31,40 @@ Interrupt::Interrupt()
 
 Interrupt::~Interrupt()
 {
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        destroyed = true;
-    }
-    changed.notify_all();
-    pthread_kill(watcher.native_handle(), wakeUpSignal);
+    eventfd_write(destruction, 1);
     watcher.join();
-    // An impatient user sends the signal twice; the second one must not undo the orderly end.
+    // Until now the signals are pending. One that was waited for has had its effect.
     constexpr timespec noTime{};
     while (noticed && sigtimedwait(&signals, nullptr, &noTime) > 0) {
     }
     pthread_sigmask(SIG_SETMASK, &previousMask, nullptr);
     std::signal(SIGPIPE, previousPipeHandler);
-    if (signal != 0 && !noticed) {
-        raise(signal);
-    }
+    close(arrival);
+    close(destruction);
 }
 
-bool Interrupt::wait(std::optional<Clock::time_point> deadline)
+bool Interrupt::wait(std::optional<Clock::time_point> deadline, int descriptor)
 {
-    std::unique_lock<std::mutex> lock(mutex);
-    const auto due = [this] { return woken || ended; };
-    if (deadline) {
-        changed.wait_until(lock, *deadline, due);
-    } else {
-        changed.wait(lock, due);
-    }
-    noticed = ended;
-    const bool timeIsOver = deadline && Clock::now() >= *deadline; // also if wake is called all the time
-    const bool goOn = woken && !ended && !timeIsOver;
-    woken = false;
-    return goOn;
+    using std::chrono::milliseconds;
+    const auto isOver = [&] { return deadline && Clock::now() >= *deadline; };
+    const auto left = deadline ? std::chrono::ceil<milliseconds>(*deadline - Clock::now()) : milliseconds(-1);
+    pollfd events[] = {{arrival, POLLIN, 0}, {descriptor, POLLIN, 0}};
+    poll(events, 2, isOver() ? 0 : static_cast<int>(left.count()));
+    noticed = noticed || events[0].revents != 0;
+    return events[1].revents != 0 && !noticed && !ended && !isOver();
 }
 
-void Interrupt::wake()
+void Interrupt::watch() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    woken = true;
-    changed.notify_all();
-}
-
-void Interrupt::end()
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    ended = true;
-    changed.notify_all();
-}
-
-void Interrupt::watch()
-{
-    int taken = wakeUpSignal;
-    std::unique_lock<std::mutex> lock(mutex);
-    while (taken == wakeUpSignal) { // another process may send it as well
-        if (destroyed) {
-            return;
-        }
-        lock.unlock();
-        sigwait(&signals, &taken);
-        lock.lock();
-    }
-    signal = taken;
-    ended = true;
-    changed.notify_all();
-    while (!changed.wait_for(lock, std::chrono::seconds(1), [this] { return destroyed; })) {
-        if (outputStalls()) {
-            std::signal(taken, SIG_DFL);
-            pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-            raise(taken);
+    pollfd events[] = {{destruction, POLLIN, 0}, {arrival, POLLIN, 0}};
+    poll(events, 2, -1);
+    while (poll(events, 1, 1000) == 0) {
+        pollfd outputs[] = {{STDOUT_FILENO, POLLOUT, 0}, {STDERR_FILENO, POLLOUT, 0}};
+        if (poll(outputs, 2, 0) < 2) {
+            for (const int ending : {SIGINT, SIGTERM, SIGHUP}) {
+                std::signal(ending, SIG_DFL);
+            }
+            pthread_sigmask(SIG_UNBLOCK, &signals, nullptr); // a pending one ends the process
         }
     }
 }

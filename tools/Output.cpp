@@ -12,8 +12,7 @@ void occupyStandardDescriptors()
 {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(descriptor, F_GETFD) == -1) {
-            // The lowest free number is this one, as the ones below are taken.
-            static_cast<void>(open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+            open("/dev/null", O_RDONLY); // gets the lowest free number, which is this one
         }
     }
 }

@@ -5,8 +5,8 @@
 namespace tools {
 
 /**
- * Opens /dev/null for each of the descriptors 0 to 2 that is closed, so that using it fails. Otherwise the next file
- * that is opened would get its number, and lines of text would be written to a GPIO.
+ * Opens /dev/null, only for reading, for each of the descriptors 0 to 2 that is closed. Otherwise the next file that is
+ * opened would get its number, and lines of text would be written to a GPIO.
  */
 void occupyStandardDescriptors();
 

@@ -1,24 +1,14 @@
 #include "tools/Panel.h"
 
 #include "tools/Output.h"
+#include "tools/Page.h"
 
 #include <exception>
 
 namespace tools {
 
-using frontpanelhw::drawing::DisplayBuffer;
-
-DisplayBuffer blankPage(bool inverted)
-{
-    DisplayBuffer page(displayChars, displayLines);
-    for (unsigned line = 0; line < displayLines; ++line) {
-        page.setInverted(line, inverted, 0, displayChars - 1);
-    }
-    return page;
-}
-
 Panel::Panel(const Wiring& wiring)
-    : panel(wiring.kind().construct(wiring)), display(dynamic_cast<frontpanelhw::fp::Indoor*>(panel.get()))
+    : panel(wiring.panel->construct(wiring)), display(dynamic_cast<frontpanelhw::fp::Indoor*>(panel.get()))
 {
 }
 
@@ -33,7 +23,7 @@ Panel::~Panel()
     }
 }
 
-bool Panel::show(const DisplayBuffer& page)
+bool Panel::show(const frontpanelhw::drawing::DisplayBuffer& page)
 {
     bool shown = display == nullptr || display->printBuffer(page);
     if (!shown && mayRestart) {
@@ -43,11 +33,6 @@ bool Panel::show(const DisplayBuffer& page)
     }
     mayRestart = shown;
     return shown;
-}
-
-bool Panel::setContrast(unsigned percent)
-{
-    return display->setContrast(percent);
 }
 
 bool Panel::testLamps(unsigned seconds, Interrupt& interrupt)

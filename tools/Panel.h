@@ -10,14 +10,6 @@
 
 namespace tools {
 
-/** The display's size, known before a panel is constructed: a text that does not fit is refused before a GPIO is used.
- */
-constexpr unsigned displayLines = 3;
-constexpr unsigned displayChars = 25;
-
-/** @return a page of spaces, all inverted or none */
-frontpanelhw::drawing::DisplayBuffer blankPage(bool inverted = false);
-
 /** Owns the panel that is fitted, with all its keys and LEDs and its display, if it has one. */
 class Panel {
 public:
@@ -36,8 +28,10 @@ public:
     Panel(const Panel&) = delete;
     Panel& operator=(const Panel&) = delete;
 
-    /** @return the panel */
     frontpanelhw::fp::IFp& keysAndLeds() const { return *panel; }
+
+    /** @return the panel if it has a display, null otherwise */
+    frontpanelhw::fp::Indoor* withDisplay() const { return display; }
 
     /**
      * Shows a page. If the display fails, it is restarted and the page is printed once more. If that fails too, later
@@ -45,9 +39,6 @@ public:
      * @return false when the display failed in spite of that; without a display, true
      */
     bool show(const frontpanelhw::drawing::DisplayBuffer& page);
-
-    /** Sets the display's contrast, in percent. There must be a display. @return false when it failed */
-    bool setContrast(unsigned percent);
 
     /**
      * Lights every LED and fills the display, for a time or until interrupted. Then the LEDs go back to their states
@@ -58,7 +49,7 @@ public:
 
 private:
     std::unique_ptr<frontpanelhw::fp::IFp> panel;
-    frontpanelhw::fp::Indoor* display; ///< the panel, if it has one
+    frontpanelhw::fp::Indoor* display;
     bool mayRestart = true;
 };
 

@@ -9,7 +9,8 @@ namespace tools {
 namespace fp = frontpanelhw::fp;
 using frontpanelhw::FrontPanelType;
 
-const std::array<PanelKind, 2> panelKinds{{
+const std::array<PanelKind, 3> panelKinds{{
+    {"auto", FrontPanelType::Unknown, 2, 8, false, false, nullptr},
     {"indoor", FrontPanelType::Indoor, 3, 8, false, true,
      [](const Wiring& wiring) -> std::unique_ptr<fp::IFp> {
          return std::make_unique<fp::Indoor>(wiring.keyBase, wiring.ledBase, wiring.lcdBase, wiring.keyCount(),

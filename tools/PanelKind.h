@@ -23,7 +23,7 @@ struct PanelKind {
     std::unique_ptr<frontpanelhw::fp::IFp> (*construct)(const Wiring&);
 };
 
-/** All of them. The first one stands for a panel that is not known. */
-extern const std::array<PanelKind, 2> panelKinds;
+/** All of them, after one that stands for a panel that the ID lines are to show and has what every panel has. */
+extern const std::array<PanelKind, 3> panelKinds;
 
 } // namespace tools

@@ -6,10 +6,8 @@
 #include "tools/UsageError.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <limits>
 #include <stdexcept>
-#include <string>
 
 namespace tools {
 
@@ -27,26 +25,21 @@ struct Run {
     std::uint64_t end() const { return first + count; }
     std::string text() const
     {
-        return purpose + " (GPIO " + std::to_string(first) + (count > 1 ? " to " + std::to_string(end() - 1) : "") +
-               ")";
+        const std::string last = count > 1 ? " to " + std::to_string(end() - 1) : "";
+        return purpose + " (GPIO " + std::to_string(first) + last + ")";
     }
 };
-
-std::string indexes(unsigned count)
-{
-    return count == 0 ? "none" : "0 to " + std::to_string(count - 1);
-}
 
 void checkRuns(const Wiring& wiring, unsigned linesInUse)
 {
     constexpr unsigned highest = std::numeric_limits<unsigned>::max();
     const auto inUse = [linesInUse](Lines lines, unsigned count) { return (linesInUse & lines) != 0 ? count : 0; };
-    const bool display = wiring.kind().hasDisplay;
+    const bool display = wiring.panel->hasDisplay;
     const Run runs[] = {
         {"ID lines", wiring.idBase, inUse(IdLines, idLineCount)},
         {"keys", wiring.keyBase, inUse(KeyLines, wiring.keyCount())},
         {"LEDs", wiring.ledBase, inUse(LedLines, wiring.ledCount())},
-        {"backlight", std::uint64_t{wiring.ledBase} + wiring.ledCount(), inUse(DisplayLines, display ? 1 : 0)},
+        {"backlight", wiring.backlight(), inUse(DisplayLines, display ? 1 : 0)},
         {"LCD lines", wiring.lcdBase, inUse(DisplayLines, display ? lcdLineCount : 0)},
     };
     for (const Run* run = std::begin(runs); run != std::end(runs); ++run) {
@@ -62,101 +55,68 @@ void checkRuns(const Wiring& wiring, unsigned linesInUse)
     }
 }
 
-void checkFixed(const Wiring& wiring)
+std::string ledIndexes(const Wiring& wiring)
 {
-    const PanelKind& kind = wiring.kind();
-    const std::string panel = std::string("the ") + kind.name + " panel";
-    const struct {
-        bool broken;
-        std::string rule;
-    } rules[] = {
-        {wiring.keyCount() != kind.keyCount,
-         "--key-count: " + panel + " has " + std::to_string(kind.keyCount) + " keys"},
-        {wiring.ledCount() != kind.ledCount,
-         "--led-count: " + panel + " has " + std::to_string(kind.ledCount) + " LEDs"},
-        {!wiring.invertedLeds.empty(), "--inverted-leds: " + panel + "'s LEDs are all active-high"},
-        {!wiring.ledsOn.empty(), "--leds-on: " + panel + "'s LEDs are all off at start"},
-    };
-    for (const auto& [broken, rule] : rules) {
-        if (broken) {
-            throw UsageError(rule);
-        }
-    }
+    return wiring.ledCount() == 0 ? "none" : "0 to " + std::to_string(wiring.ledCount() - 1);
 }
 
-void checkLeds(const Wiring& wiring)
-{
-    const unsigned count = wiring.ledCount();
-    const std::uint64_t backlight = std::uint64_t{wiring.ledBase} + count;
-    for (const unsigned led : wiring.invertedLeds) {
-        if (led >= count && led != backlight) {
-            throw UsageError("--inverted-leds: " + std::to_string(led) + " is neither an LED (" + indexes(count) +
-                             ") nor the backlight's GPIO " + std::to_string(backlight));
-        }
-    }
-    for (const unsigned led : wiring.ledsOn) {
-        if (led >= count) {
-            throw UsageError("--leds-on: " + noLed(wiring, led));
-        }
-    }
-}
-
-/** Refuses what is wrong for every panel, with the complaint of the first one, which allows most. */
-void checkBeforeDetection(Wiring wiring, unsigned linesInUse)
-{
-    std::optional<UsageError> complaint;
-    for (const PanelKind& kind : panelKinds) {
-        try {
-            wiring.panel = &kind;
-            checkWiring(wiring, linesInUse);
-            return;
-        } catch (const UsageError& error) {
-            complaint = complaint.value_or(error);
-        }
-    }
-    throw UsageError(*complaint);
-}
-
-const PanelKind* detectPanel(unsigned idBase)
+const PanelKind& detectPanel(unsigned idBase)
 {
     requireReadable(idBase, idLineCount);
     sysfs::SysfsGpioFactory factory;
-    const auto type = frontpanelhw::detectType(factory, idBase);
-    for (const PanelKind& kind : panelKinds) {
-        if (kind.type == type) {
-            return &kind;
-        }
+    const auto shown = frontpanelhw::detectType(factory, idBase);
+    const auto isShown = [shown](const PanelKind& kind) { return kind.type == shown; };
+    const auto* const kind = std::find_if(std::next(panelKinds.begin()), panelKinds.end(), isShown);
+    if (kind == panelKinds.end()) {
+        throw std::runtime_error(Run{"ID lines", idBase, idLineCount}.text() + " show no known panel");
     }
-    throw std::runtime_error(Run{"ID lines", idBase, idLineCount}.text() + " show no known panel");
+    return *kind;
 }
 
 } // namespace
 
-std::string noLed(const Wiring& wiring, unsigned led)
+void requireLed(const Wiring& wiring, const std::string& option, unsigned led)
 {
-    return "there is no LED " + std::to_string(led) + ", the panel has " + indexes(wiring.ledCount());
+    if (led >= wiring.ledCount()) {
+        throw UsageError(option + ": there is no LED " + std::to_string(led) + ", the panel has " + ledIndexes(wiring));
+    }
+}
+
+std::string ledFailure(const Wiring& wiring, unsigned led)
+{
+    return "LED " + std::to_string(led) + " on GPIO " + std::to_string(wiring.ledBase + led) +
+           " did not take its level";
 }
 
 void checkWiring(const Wiring& wiring, unsigned linesInUse)
 {
-    if (wiring.kind().isFixed) {
-        checkFixed(wiring);
-    } else {
-        checkLeds(wiring);
+    const PanelKind& kind = *wiring.panel;
+    if (kind.isFixed && (wiring.keyCount() != kind.keyCount || wiring.ledCount() != kind.ledCount ||
+                         !wiring.invertedLeds.empty() || !wiring.ledsOn.empty())) {
+        throw UsageError(std::string("the ") + kind.name + " panel has " + std::to_string(kind.keyCount) +
+                         " keys and " + std::to_string(kind.ledCount) + " LEDs, all active-high and off at start");
+    }
+    for (const unsigned led : wiring.invertedLeds) {
+        if (led >= wiring.ledCount() && led != wiring.backlight()) {
+            throw UsageError("--inverted-leds: " + std::to_string(led) + " is neither an LED (" + ledIndexes(wiring) +
+                             ") nor the backlight's GPIO " + std::to_string(wiring.backlight()));
+        }
+    }
+    for (const unsigned led : wiring.ledsOn) {
+        requireLed(wiring, "--leds-on", led);
     }
     checkRuns(wiring, linesInUse);
 }
 
-Wiring resolvePanel(const Wiring& wiring, unsigned linesInUse)
+Wiring resolvePanel(Wiring wiring, unsigned linesInUse)
 {
-    Wiring resolved = wiring;
-    if (wiring.panel == nullptr) {
+    if (wiring.panel == &panelKinds.front()) {
         linesInUse |= IdLines;
-        checkBeforeDetection(wiring, linesInUse);
-        resolved.panel = detectPanel(wiring.idBase);
+        checkWiring(wiring, linesInUse);
+        wiring.panel = &detectPanel(wiring.idBase);
     }
-    checkWiring(resolved, linesInUse);
-    return resolved;
+    checkWiring(wiring, linesInUse);
+    return wiring;
 }
 
 void requireReadable(unsigned firstGpio, unsigned count)

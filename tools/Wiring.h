@@ -2,6 +2,7 @@
 
 #include "tools/PanelKind.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,7 +11,7 @@ namespace tools {
 
 /** Which panel is fitted, and on which GPIO lines. */
 struct Wiring {
-    const PanelKind* panel = nullptr; ///< null = the ID lines show it
+    const PanelKind* panel = &panelKinds.front();
     unsigned idBase = 4;
     unsigned keyBase = 10;
     unsigned ledBase = 20;
@@ -20,12 +21,11 @@ struct Wiring {
     std::vector<unsigned> invertedLeds; ///< LED indexes, and the backlight's GPIO number if that is active-low
     std::vector<unsigned> ledsOn;       ///< LED indexes
 
-    const PanelKind& kind() const { return panel != nullptr ? *panel : panelKinds.front(); }
-    unsigned keyCount() const { return givenKeyCount.value_or(kind().keyCount); }
-    unsigned ledCount() const { return givenLedCount.value_or(kind().ledCount); }
+    unsigned keyCount() const { return givenKeyCount.value_or(panel->keyCount); }
+    unsigned ledCount() const { return givenLedCount.value_or(panel->ledCount); }
 
     /** @return the GPIO number right after the last LED */
-    unsigned backlight() const { return ledBase + ledCount(); }
+    std::uint64_t backlight() const { return std::uint64_t{ledBase} + ledCount(); }
 };
 
 /** Lines that a command uses, to be combined. */
@@ -37,8 +37,11 @@ enum Lines : unsigned {
     PanelLines = KeyLines | LedLines | DisplayLines
 };
 
-/** @return the complaint about an LED that the panel does not have */
-std::string noLed(const Wiring& wiring, unsigned led);
+/** @throws UsageError that names the option or argument when the panel does not have the LED */
+void requireLed(const Wiring& wiring, const std::string& option, unsigned led);
+
+/** @return the complaint about an LED whose pin returned false */
+std::string ledFailure(const Wiring& wiring, unsigned led);
 
 /**
  * Checks the wiring for contradictions without using a GPIO; only lines in use can overlap.
@@ -47,11 +50,11 @@ std::string noLed(const Wiring& wiring, unsigned led);
 void checkWiring(const Wiring& wiring, unsigned linesInUse);
 
 /**
- * @return the checked wiring with its panel or, if it has none, the panel that the ID lines show
+ * @return the checked wiring with its panel or, if that is not known, the panel that the ID lines show
  * @throws UsageError for a contradiction; before a GPIO is used if it applies to every panel
  * @throws std::exception when the ID lines show no known panel or cannot be used
  */
-Wiring resolvePanel(const Wiring& wiring, unsigned linesInUse);
+Wiring resolvePanel(Wiring wiring, unsigned linesInUse);
 
 /**
  * Reads each line once. The library only logs a line that it cannot read: an ID line then gives a wrong ID, and after a

@@ -4,23 +4,12 @@
 #include "frontpanelhw/fp/Outdoor.h"
 #include "sysfs/SysfsGpioFactory.h"
 
-#include <exception>
-#include <iostream>
-
 int main()
 {
-    try {
-        sysfs::SysfsGpioFactory factory;
-        switch (frontpanelhw::detectType(factory, 4)) {
-        case frontpanelhw::FrontPanelType::Indoor:
-            return frontpanelhw::fp::Indoor(10, 20, 40, 3, 8, {}, {}).setLed(3, true) ? 0 : 1;
-        case frontpanelhw::FrontPanelType::Outdoor:
-            return frontpanelhw::fp::Outdoor(10, 20).setLed(3, true) ? 0 : 1;
-        case frontpanelhw::FrontPanelType::Unknown:
-            break;
-        }
-    } catch (const std::exception& error) {
-        std::cerr << error.what() << "\n";
+    sysfs::SysfsGpioFactory factory;
+    const auto type = frontpanelhw::detectType(factory, 4);
+    if (type == frontpanelhw::FrontPanelType::Indoor) {
+        return frontpanelhw::fp::Indoor(10, 20, 40, 3, 8, {}, {}).setLed(3, true) ? 0 : 1;
     }
-    return 1;
+    return type == frontpanelhw::FrontPanelType::Outdoor && frontpanelhw::fp::Outdoor(10, 20).setLed(3, true) ? 0 : 1;
 }
