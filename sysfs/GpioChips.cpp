@@ -70,24 +70,33 @@ std::map<unsigned, std::string> chipNames(ISystemCalls& calls, const char* direc
     return names;
 }
 
+/** @return whether a chip that was listed has been unplugged since */
+bool hasGone(const std::system_error& error)
+{
+    return error.code().value() == ENOENT || error.code().value() == ENODEV;
+}
+
 std::vector<GpioChip> readCharacterDevices(ISystemCalls& calls)
 {
     std::vector<GpioChip> chips;
-    for (const auto& [number, name] : chipNames(calls, "/dev")) {
+    for (const auto& [number, name] : chipNames(calls, "/dev/")) {
         gpiochip_info info{};
+        name.copy(info.name, sizeof info.name - 1);
         try {
-            const GpioFile device(calls, 0, "/dev/" + name, O_RDWR);
-            if (device.tryControl(GPIO_GET_CHIPINFO_IOCTL, &info) && info.name != name) {
-                continue; // a link, by which some systems give a chip a second name
+            GpioFile(calls, 0, "/dev/" + name, O_RDWR).control(GPIO_GET_CHIPINFO_IOCTL, &info, "describe");
+        } catch (const std::system_error& error) {
+            // Another chip is listed: its number may be known, and a line of it reports why it cannot be used.
+            if (hasGone(error)) {
+                continue;
             }
-        } catch (const std::system_error&) {
-            // It is listed all the same: its number may be known, and a line of it reports why it cannot be used.
         }
-        GpioChip chip;
-        chip.name = name;
-        chip.label = info.label;
-        chip.lines = info.lines;
-        chips.push_back(chip);
+        if (info.name == name) { // else a link, by which some systems give a chip a second name
+            GpioChip chip;
+            chip.name = name;
+            chip.label = info.label;
+            chip.lines = info.lines;
+            chips.push_back(chip);
+        }
     }
     return chips;
 }
@@ -119,11 +128,17 @@ std::vector<GpioChip> readSysfsChips(ISystemCalls& calls)
             const std::string content = readFile(calls, directory + attribute);
             return content.substr(0, content.find('\n'));
         };
-        GpioChip chip;
-        chip.sysfsBase = parseNumber(read("/base")).value_or(0);
-        chip.lines = parseNumber(read("/ngpio")).value_or(0);
-        chip.label = read("/label");
-        chips.push_back(chip);
+        try {
+            GpioChip chip;
+            chip.sysfsBase = base;
+            chip.lines = parseNumber(read("/ngpio")).value_or(0);
+            chip.label = read("/label");
+            chips.push_back(chip);
+        } catch (const std::system_error& error) {
+            if (!hasGone(error)) {
+                throw;
+            }
+        }
     }
     return chips;
 }
@@ -178,7 +193,7 @@ GpioChip& findChip(std::vector<GpioChip>& chips, const std::string& designation,
 
 bool overlap(const GpioChip& one, const GpioChip& two)
 {
-    const auto end = [](const GpioChip& chip) { return std::uint64_t{*chip.base} + std::max(chip.lines, 1U); };
+    const auto end = [](const GpioChip& chip) { return std::uint64_t{*chip.base} + chip.lines; };
     return one.base && two.base && *one.base < end(two) && *two.base < end(one);
 }
 
