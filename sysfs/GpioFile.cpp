@@ -62,10 +62,9 @@ int openWithin(ISystemCalls& calls, const std::string& path, int flags, std::chr
 {
     const auto deadline = calls.now() + patience;
     for (;;) {
+        const bool isLast = calls.now() >= deadline;
         const int descriptor = uninterrupted([&] { return calls.open(path.c_str(), flags | O_CLOEXEC); });
-        const int openError = errno;
-        if (descriptor >= 0 || !mayComeLater(openError) || calls.now() >= deadline) {
-            errno = openError;
+        if (descriptor >= 0 || isLast || !mayComeLater(errno)) {
             return descriptor;
         }
         calls.sleepFor(retryInterval);

@@ -20,6 +20,7 @@
 /**
  * The kernel's GPIO interfaces in memory: /sys/class/gpio, chips in /dev, and a clock that only sleeping moves. Every
  * line reads 1. Each call is written down, without the path of /sys/class/gpio: "write gpio40/value: 1", say.
+ * "configure line 8 of /dev/gpiochip0: 10 to 1" tells flags (2 active-low, 4 input, 8 output) and level.
  */
 class FakeKernel final : public sysfs::ISystemCalls {
 public:
@@ -44,7 +45,7 @@ public:
     int open(const char* path, int flags) override
     {
         const char* const mode = flags == (O_WRONLY | O_CLOEXEC) ? ": w" : flags == (O_RDWR | O_CLOEXEC) ? ": rw" : "";
-        return run(std::string("open ") + path + mode, 0, [&] {
+        return run(std::string("open ") + path + mode, [&] {
             const auto all = tree();
             const auto found = all.find(path);
             const bool isChip = std::strncmp(path, "/dev/", 5) == 0;
@@ -57,39 +58,45 @@ public:
         const Open closed = opened.at(descriptor);
         opened.erase(descriptor);
         users.erase(closed.line);
-        return run("close " + closed.name, 0, [] { return 0; });
+        return run("close " + closed.name);
     }
 
     ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) override
     {
         const std::string& path = opened.at(descriptor).name;
-        return run("read " + path + (offset == 0 ? "" : ": at an offset"), size, [&] {
-            const std::size_t piece = std::min<std::size_t>(size, 5);
-            return tree().at(path).copy(static_cast<char*>(buffer), piece, static_cast<std::size_t>(offset));
-        });
+        return run(
+            "read " + path + (offset == 0 ? "" : ": at an offset"),
+            [&] {
+                const std::size_t piece = std::min<std::size_t>(size, 5);
+                return tree().at(path).copy(static_cast<char*>(buffer), piece, static_cast<std::size_t>(offset));
+            },
+            size);
     }
 
     ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) override
     {
         const std::string& path = opened.at(descriptor).name;
         const std::string text(static_cast<const char*>(data), size);
-        return run("write " + path + ": " + text + (offset == 0 ? "" : " at an offset"), size, [&] {
-            if (path == root + "unexport") {
-                users.erase(std::stoul(text));
-            }
-            const bool isBusy = path == root + "export" && !users.emplace(std::stoul(text), "sysfs").second;
-            return isBusy ? -EBUSY : static_cast<int>(size);
-        });
+        return run(
+            "write " + path + ": " + text + (offset == 0 ? "" : " at an offset"),
+            [&] {
+                if (path == root + "unexport") {
+                    users.erase(std::stoul(text));
+                }
+                const bool isBusy = path == root + "export" && !users.emplace(std::stoul(text), "sysfs").second;
+                return isBusy ? -EBUSY : static_cast<int>(size);
+            },
+            size);
     }
 
     int flock(int descriptor, int operation) override
     {
-        return run("lock " + opened.at(descriptor).name + ": " + std::to_string(operation), 0, [] { return 0; });
+        return run("lock " + opened.at(descriptor).name + ": " + std::to_string(operation));
     }
 
     int access(const char* path, int /*mode*/) override
     {
-        return run(std::string("access ") + path, 0, [&] { return tree().count(path) != 0 ? 0 : -ENOENT; });
+        return run(std::string("access ") + path, [&] { return tree().count(path) != 0 ? 0 : -ENOENT; });
     }
 
     int ioctl(int descriptor, unsigned long request, void* argument) override
@@ -99,7 +106,7 @@ public:
         const auto chip = std::find_if(chips.begin(), chips.end(), isUsed);
         switch (request) {
         case GPIO_GET_CHIPINFO_IOCTL:
-            return run("describe " + used.name, 0, [&] {
+            return run("describe " + used.name, [&] {
                 auto& info = *static_cast<gpiochip_info*>(argument) = {};
                 chip->name.copy(info.name, sizeof info.name - 1);
                 chip->label.copy(info.label, sizeof info.label - 1);
@@ -107,7 +114,7 @@ public:
                 return 0;
             });
         case GPIO_V2_GET_LINEINFO_IOCTL:
-            return run("describe a line of " + used.name, 0, [&] {
+            return run("describe a line of " + used.name, [&] {
                 auto& info = *static_cast<gpio_v2_line_info*>(argument);
                 const auto user = users.find(chip->first + info.offset);
                 (user == users.end() ? "" : user->second).copy(info.consumer, sizeof info.consumer - 1);
@@ -116,7 +123,7 @@ public:
         case GPIO_V2_GET_LINE_IOCTL: {
             auto& wanted = *static_cast<gpio_v2_line_request*>(argument);
             const std::string name = "line " + std::to_string(wanted.offsets[0]) + " of " + used.name;
-            return run("request " + name, 0, [&] {
+            return run("request " + name, [&] {
                 const unsigned line = chip->first + wanted.offsets[0];
                 const bool asItIs = wanted.num_lines == 1 && wanted.config.flags == 0;
                 const bool isTaken = asItIs && users.emplace(line, wanted.consumer).second;
@@ -127,19 +134,15 @@ public:
         case GPIO_V2_LINE_SET_CONFIG_IOCTL: {
             const auto& config = *static_cast<gpio_v2_line_config*>(argument);
             const auto& [attribute, mask] = config.attrs[0];
-            const bool isOutput = (config.flags & GPIO_V2_LINE_FLAG_OUTPUT) != 0 && config.num_attrs == 1 &&
-                                  mask == 1 && attribute.id == GPIO_V2_LINE_ATTR_ID_OUTPUT_VALUES;
-            const bool isActiveLow = (config.flags & GPIO_V2_LINE_FLAG_ACTIVE_LOW) != 0;
-            const bool isHigh = (attribute.values == 1) != isActiveLow;
-            const bool isInput = config.flags == (isActiveLow ? 6 : 4);
-            const char* const setting = isOutput ? (isHigh ? ": high" : ": low") : isInput ? ": in" : ": wrong";
-            return run("configure " + used.name + setting, 0, [] { return 0; });
+            const bool hasLevel = config.num_attrs == 1 && attribute.id == GPIO_V2_LINE_ATTR_ID_OUTPUT_VALUES;
+            const std::string level = hasLevel ? " to " + std::to_string(attribute.values & mask) : "";
+            return run("configure " + used.name + ": " + std::to_string(config.flags) + level);
         }
         default:
             auto& values = *static_cast<gpio_v2_line_values*>(argument);
             const bool sets = request == GPIO_V2_LINE_SET_VALUES_IOCTL;
             const std::string level = sets ? ": " + std::to_string(values.bits) : "";
-            return run((sets ? "set " : "get ") + used.name + level, 0, [&] {
+            return run((sets ? "set " : "get ") + used.name + level, [&] {
                 values.bits = 1;
                 return values.mask == 1 ? 0 : -EINVAL;
             });
@@ -158,12 +161,7 @@ public:
         return names;
     }
 
-    TimePoint now() override
-    {
-        errno = ERANGE;
-        return time;
-    }
-
+    TimePoint now() override { return time; }
     void sleepFor(std::chrono::milliseconds duration) override { time += duration; }
 
 private:
@@ -205,11 +203,12 @@ private:
     }
 
     /**
-     * @param size   of the transfer, 0 for other calls
      * @param effect returns what the call returns, or an errno value made negative
+     * @param size   of the transfer, 0 for other calls
      */
-    template <typename Effect>
-    int run(std::string call, std::size_t size, Effect effect)
+    template <typename Effect = int (*)()>
+    int run(
+        std::string call, Effect effect = [] { return 0; }, std::size_t size = 0)
     {
         if (call.find(root) != std::string::npos) {
             call.erase(call.find(root), root.size());
