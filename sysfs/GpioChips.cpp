@@ -43,12 +43,14 @@ std::string readFile(ISystemCalls& calls, const std::string& path)
     }
     std::string content;
     char buffer[1024];
-    ssize_t size = 0;
-    do {
+    const auto readOn = [&] {
         const auto offset = static_cast<off_t>(content.size());
-        size = uninterrupted([&] { return calls.pread(descriptor, buffer, sizeof buffer, offset); });
-        content.append(buffer, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    } while (size > 0);
+        return uninterrupted([&] { return calls.pread(descriptor, buffer, sizeof buffer, offset); });
+    };
+    ssize_t size = readOn();
+    for (; size > 0; size = readOn()) {
+        content.append(buffer, static_cast<std::size_t>(size));
+    }
     const int readError = errno;
     calls.close(descriptor);
     if (size < 0) {
@@ -62,7 +64,7 @@ std::map<unsigned, std::string> chipNames(ISystemCalls& calls, const char* direc
 {
     std::map<unsigned, std::string> names;
     for (const std::string& name : calls.list(directory)) {
-        const bool isChip = name.rfind(chipPrefix, 0) == 0;
+        const bool isChip = name.compare(0, chipPrefix.size(), chipPrefix) == 0;
         if (const auto number = parseNumber(isChip ? name.substr(chipPrefix.size()) : "")) {
             names[*number] = name;
         }
@@ -131,6 +133,7 @@ std::vector<GpioChip> readSysfsChips(ISystemCalls& calls)
         try {
             GpioChip chip;
             chip.sysfsBase = base;
+            chip.source = directory + "/base";
             chip.lines = parseNumber(read("/ngpio")).value_or(0);
             chip.label = read("/label");
             chips.push_back(chip);
@@ -159,6 +162,7 @@ void addSysfsChips(ISystemCalls& calls, std::vector<GpioChip>& chips)
         const auto isMatch = [&](const GpioChip& other) { return mayBeSame(calls, *matches[0], other); };
         if (matches.size() == 1 && std::count_if(listed.begin(), listed.end(), isMatch) == 1) {
             matches[0]->sysfsBase = chip.sysfsBase;
+            matches[0]->source = chip.source;
             if (matches[0]->lines == 0) {
                 matches[0]->lines = chip.lines;
                 matches[0]->label = chip.label;
@@ -233,7 +237,6 @@ void numberBySysfs(std::vector<GpioChip>& chips)
 {
     for (GpioChip& chip : chips) {
         chip.base = chip.sysfsBase;
-        chip.source = sysfsDirectory + chipPrefix + std::to_string(chip.base.value_or(0)) + "/base";
     }
 }
 

@@ -86,7 +86,7 @@ public:
         isInverted = inverted;
     }
 
-    // The kernel takes "high" and "low" as electrical levels, whatever active_low says, and sets the level before it
+    // The kernel takes "high" and "low" as electrical levels, independent of active_low, and sets the level before it
     // turns the line into an output.
     void configure(PinDirectionEn newDirection, bool level) override
     {

@@ -20,7 +20,7 @@
 /**
  * The kernel's GPIO interfaces in memory: /sys/class/gpio, chips in /dev, and a clock that only sleeping moves. Every
  * line reads 1. Each call is written down, without the path of /sys/class/gpio: "write gpio40/value: 1", say.
- * "configure line 8 of /dev/gpiochip0: 10 to 1" tells flags (2 active-low, 4 input, 8 output) and level.
+ * "configure line 8 of /dev/gpiochip0: 10 to 1" gives flags (2 active-low, 4 input, 8 output) and level.
  */
 class FakeKernel final : public sysfs::ISystemCalls {
 public:
@@ -45,7 +45,7 @@ public:
     int open(const char* path, int flags) override
     {
         const char* const mode = flags == (O_WRONLY | O_CLOEXEC) ? ": w" : flags == (O_RDWR | O_CLOEXEC) ? ": rw" : "";
-        return run(std::string("open ") + path + mode, [&] {
+        return run(std::string("open ") + path + mode, 0, [&] {
             const auto all = tree();
             const auto found = all.find(path);
             const bool isChip = std::strncmp(path, "/dev/", 5) == 0;
@@ -64,29 +64,23 @@ public:
     ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) override
     {
         const std::string& path = opened.at(descriptor).name;
-        return run(
-            "read " + path + (offset == 0 ? "" : ": at an offset"),
-            [&] {
-                const std::size_t piece = std::min<std::size_t>(size, 5);
-                return tree().at(path).copy(static_cast<char*>(buffer), piece, static_cast<std::size_t>(offset));
-            },
-            size);
+        return run("read " + path + (offset == 0 ? "" : ": at an offset"), size, [&] {
+            const std::size_t piece = std::min<std::size_t>(size, 5);
+            return tree().at(path).copy(static_cast<char*>(buffer), piece, static_cast<std::size_t>(offset));
+        });
     }
 
     ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) override
     {
         const std::string& path = opened.at(descriptor).name;
         const std::string text(static_cast<const char*>(data), size);
-        return run(
-            "write " + path + ": " + text + (offset == 0 ? "" : " at an offset"),
-            [&] {
-                if (path == root + "unexport") {
-                    users.erase(std::stoul(text));
-                }
-                const bool isBusy = path == root + "export" && !users.emplace(std::stoul(text), "sysfs").second;
-                return isBusy ? -EBUSY : static_cast<int>(size);
-            },
-            size);
+        return run("write " + path + ": " + text + (offset == 0 ? "" : " at an offset"), size, [&] {
+            if (path == root + "unexport") {
+                users.erase(std::stoul(text));
+            }
+            const bool isBusy = path == root + "export" && !users.emplace(std::stoul(text), "sysfs").second;
+            return isBusy ? -EBUSY : static_cast<int>(size);
+        });
     }
 
     int flock(int descriptor, int operation) override
@@ -96,7 +90,7 @@ public:
 
     int access(const char* path, int /*mode*/) override
     {
-        return run(std::string("access ") + path, [&] { return tree().count(path) != 0 ? 0 : -ENOENT; });
+        return run(std::string("access ") + path, 0, [&] { return tree().count(path) != 0 ? 0 : -ENOENT; });
     }
 
     int ioctl(int descriptor, unsigned long request, void* argument) override
@@ -106,7 +100,7 @@ public:
         const auto chip = std::find_if(chips.begin(), chips.end(), isUsed);
         switch (request) {
         case GPIO_GET_CHIPINFO_IOCTL:
-            return run("describe " + used.name, [&] {
+            return run("describe " + used.name, 0, [&] {
                 auto& info = *static_cast<gpiochip_info*>(argument) = {};
                 chip->name.copy(info.name, sizeof info.name - 1);
                 chip->label.copy(info.label, sizeof info.label - 1);
@@ -114,7 +108,7 @@ public:
                 return 0;
             });
         case GPIO_V2_GET_LINEINFO_IOCTL:
-            return run("describe a line of " + used.name, [&] {
+            return run("describe a line of " + used.name, 0, [&] {
                 auto& info = *static_cast<gpio_v2_line_info*>(argument);
                 const auto user = users.find(chip->first + info.offset);
                 (user == users.end() ? "" : user->second).copy(info.consumer, sizeof info.consumer - 1);
@@ -123,7 +117,7 @@ public:
         case GPIO_V2_GET_LINE_IOCTL: {
             auto& wanted = *static_cast<gpio_v2_line_request*>(argument);
             const std::string name = "line " + std::to_string(wanted.offsets[0]) + " of " + used.name;
-            return run("request " + name, [&] {
+            return run("request " + name, 0, [&] {
                 const unsigned line = chip->first + wanted.offsets[0];
                 const bool asItIs = wanted.num_lines == 1 && wanted.config.flags == 0;
                 const bool isTaken = asItIs && users.emplace(line, wanted.consumer).second;
@@ -142,7 +136,7 @@ public:
             auto& values = *static_cast<gpio_v2_line_values*>(argument);
             const bool sets = request == GPIO_V2_LINE_SET_VALUES_IOCTL;
             const std::string level = sets ? ": " + std::to_string(values.bits) : "";
-            return run((sets ? "set " : "get ") + used.name + level, [&] {
+            return run((sets ? "set " : "get ") + used.name + level, 0, [&] {
                 values.bits = 1;
                 return values.mask == 1 ? 0 : -EINVAL;
             });
@@ -202,13 +196,17 @@ private:
         return tree;
     }
 
+    int run(const std::string& call)
+    {
+        return run(call, 0, [] { return 0; });
+    }
+
     /**
-     * @param effect returns what the call returns, or an errno value made negative
      * @param size   of the transfer, 0 for other calls
+     * @param effect returns what the call returns, or an errno value made negative
      */
-    template <typename Effect = int (*)()>
-    int run(
-        std::string call, Effect effect = [] { return 0; }, std::size_t size = 0)
+    template <typename Effect>
+    int run(std::string call, std::size_t size, Effect effect)
     {
         if (call.find(root) != std::string::npos) {
             call.erase(call.find(root), root.size());
