@@ -31,7 +31,7 @@ const std::map<char, std::function<void(KernelGpio&)>> operations = {
     {'i', [](KernelGpio& pin) { pin.setDirection(PinDirectionEn::Input); }},
     {'0', [](KernelGpio& pin) { EXPECT_TRUE(pin.setValue(false)); }},
     {'1', [](KernelGpio& pin) { EXPECT_TRUE(pin.setValue(true)); }},
-    {'g', [](KernelGpio& pin) { EXPECT_TRUE(pin.getValue() && pin.getGpioNumber() == 8); }},
+    {'g', [](KernelGpio& pin) { EXPECT_TRUE(pin.getValue() && !pin.getValue() && pin.getGpioNumber() == 8); }},
     {'d', [](KernelGpio& pin) { pin.deinit(); }},
     {'!', [](KernelGpio&) {}},
 };
@@ -133,13 +133,14 @@ const struct Setting {
 } settings[] = {
     {false, false,
      taken + "open gpio40/active_low: w; write gpio40/active_low: 1; close gpio40/active_low; " +
-         "write gpio40/direction: low; write gpio40/value: 0; read gpio40/value; write gpio40/direction: in; " +
+         "write gpio40/direction: low; write gpio40/value: 0; read gpio40/value; read gpio40/value; write "
+         "gpio40/direction: in; " +
          "write gpio40/direction: high; open gpio40/active_low: w; write gpio40/active_low: 0; " +
          "close gpio40/active_low; write gpio40/direction: in; write gpio40/direction: high; " + released + taken +
          released},
     {false, true, ""},
     {true, false,
-     requested + "configure 10 to 1; set 0; get; configure 6; configure 10 to 0; configure 4; configure 8 to 1; " +
+     requested + "configure 10 to 1; set 0; get; get; configure 6; configure 10 to 0; configure 4; configure 8 to 1; " +
          closed + requested + closed},
 };
 

@@ -18,8 +18,8 @@
 #include <vector>
 
 /**
- * The kernel's GPIO interfaces in memory: /sys/class/gpio, chips in /dev, and a clock that only sleeping moves. Every
- * line reads 1. Each call is written down, without the path of /sys/class/gpio: "write gpio40/value: 1", say.
+ * The kernel's GPIO interfaces in memory: /sys/class/gpio, chips in /dev, and a clock that only sleeping moves. Lines
+ * read 1 and 0 in turns. Each call is written down, without the path of /sys/class/gpio: "write gpio40/value: 1", say.
  * "configure line 8 of /dev/gpiochip0: 10 to 1" gives flags (2 active-low, 4 input, 8 output) and level.
  */
 class FakeKernel final : public sysfs::ISystemCalls {
@@ -49,7 +49,8 @@ public:
             const auto all = tree();
             const auto found = all.find(path);
             const bool isChip = std::strncmp(path, "/dev/", 5) == 0;
-            return found == all.end() ? -ENOENT : openAs(isChip ? found->second : path);
+            const bool isClosedOnExec = (flags & O_CLOEXEC) != 0;
+            return found == all.end() || !isClosedOnExec ? -ENOENT : openAs(isChip ? found->second : path);
         });
     }
 
@@ -66,6 +67,7 @@ public:
         const std::string& path = opened.at(descriptor).name;
         return run("read " + path + (offset == 0 ? "" : ": at an offset"), size, [&] {
             const std::size_t piece = std::min<std::size_t>(size, 5);
+            isHigh = !isHigh;
             return tree().at(path).copy(static_cast<char*>(buffer), piece, static_cast<std::size_t>(offset));
         });
     }
@@ -137,7 +139,8 @@ public:
             const bool sets = request == GPIO_V2_LINE_SET_VALUES_IOCTL;
             const std::string level = sets ? ": " + std::to_string(values.bits) : "";
             return run((sets ? "set " : "get ") + used.name + level, 0, [&] {
-                values.bits = 1;
+                isHigh = sets ? isHigh : !isHigh;
+                values.bits = isHigh ? 1 : 0;
                 return values.mask == 1 ? 0 : -EINVAL;
             });
         }
@@ -178,7 +181,7 @@ private:
         tree[root + "export"] = tree[root + "unexport"] = "";
         for (const auto& [number, user] : users) {
             for (const char* file : {"", "/active_low", "/direction", "/value"}) {
-                user == "sysfs" ? tree[root + "gpio" + std::to_string(number) + file] = "1\n" : "";
+                user == "sysfs" ? tree[root + "gpio" + std::to_string(number) + file] = isHigh ? "1\n" : "0\n" : "";
             }
         }
         for (const Chip& chip : chips) {
@@ -222,6 +225,7 @@ private:
     const std::string root = "/sys/class/gpio/";
     std::map<int, Open> opened; // by descriptor
     TimePoint time{};
+    bool isHigh = false;
 };
 
 /** @return the text of the error that the action throws, "" without one */
