@@ -11,7 +11,8 @@
 #include "frontpanelhw/lcd/LcdRa8822.h"
 #include "frontpanelhw/lcd/LcdRa8822Gpios.h"
 #include "sysfs/ISysfsGpio.h"
-#include "sysfs/LinuxGpioFactory.h"
+#include "sysfs/KernelGpio.h"
+#include "sysfs/LinuxGpio.h"
 #include "sysfs/PinDirectionEn.h"
 #include "sysfs/SystemCalls.h"
 
@@ -120,7 +121,9 @@ private:
     std::unique_ptr<sysfs::ISysfsGpio> makePin(unsigned gpioNumber)
     {
         interface.addLine(gpioNumber);
-        auto made = sysfs::LinuxGpioFactory(interface.root(), sysfs::SystemCalls::instance()).create();
+        auto made = std::make_unique<sysfs::KernelGpio>([this](unsigned number) {
+            return sysfs::exportLinuxGpio(sysfs::SystemCalls::instance(), interface.root(), number, number);
+        });
         made->exportGpio(gpioNumber);
         made->init(false, PinDirectionEn::Output, false);
         return made;

@@ -43,12 +43,14 @@ std::string readFile(ISystemCalls& calls, const std::string& path)
     }
     std::string content;
     char buffer[1024];
-    ssize_t size = 0;
-    do {
+    const auto readOn = [&] {
         const auto offset = static_cast<off_t>(content.size());
-        size = uninterrupted([&] { return calls.pread(descriptor, buffer, sizeof buffer, offset); });
-        content.append(buffer, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    } while (size > 0);
+        return uninterrupted([&] { return calls.pread(descriptor, buffer, sizeof buffer, offset); });
+    };
+    ssize_t size = readOn();
+    for (; size > 0; size = readOn()) {
+        content.append(buffer, static_cast<std::size_t>(size));
+    }
     const int readError = errno;
     calls.close(descriptor);
     if (size < 0) {
@@ -62,7 +64,7 @@ std::map<unsigned, std::string> chipNames(ISystemCalls& calls, const char* direc
 {
     std::map<unsigned, std::string> names;
     for (const std::string& name : calls.list(directory)) {
-        const bool isChip = name.rfind(chipPrefix, 0) == 0;
+        const bool isChip = name.compare(0, chipPrefix.size(), chipPrefix) == 0;
         if (const auto number = parseNumber(isChip ? name.substr(chipPrefix.size()) : "")) {
             names[*number] = name;
         }
@@ -70,24 +72,33 @@ std::map<unsigned, std::string> chipNames(ISystemCalls& calls, const char* direc
     return names;
 }
 
+/** @return whether a chip that was listed has been unplugged since */
+bool hasGone(const std::system_error& error)
+{
+    return error.code().value() == ENOENT || error.code().value() == ENODEV;
+}
+
 std::vector<GpioChip> readCharacterDevices(ISystemCalls& calls)
 {
     std::vector<GpioChip> chips;
-    for (const auto& [number, name] : chipNames(calls, "/dev")) {
+    for (const auto& [number, name] : chipNames(calls, "/dev/")) {
         gpiochip_info info{};
+        name.copy(info.name, sizeof info.name - 1);
         try {
-            const GpioFile device(calls, 0, "/dev/" + name, O_RDWR);
-            if (device.tryControl(GPIO_GET_CHIPINFO_IOCTL, &info) && info.name != name) {
-                continue; // a link, by which some systems give a chip a second name
+            GpioFile(calls, 0, "/dev/" + name, O_RDWR).control(GPIO_GET_CHIPINFO_IOCTL, &info, "describe");
+        } catch (const std::system_error& error) {
+            // Another chip is listed: its number may be known, and a line of it reports why it cannot be used.
+            if (hasGone(error)) {
+                continue;
             }
-        } catch (const std::system_error&) {
-            // It is listed all the same: its number may be known, and a line of it reports why it cannot be used.
         }
-        GpioChip chip;
-        chip.name = name;
-        chip.label = info.label;
-        chip.lines = info.lines;
-        chips.push_back(chip);
+        if (info.name == name) { // else a link, by which some systems give a chip a second name
+            GpioChip chip;
+            chip.name = name;
+            chip.label = info.label;
+            chip.lines = info.lines;
+            chips.push_back(chip);
+        }
     }
     return chips;
 }
@@ -119,11 +130,18 @@ std::vector<GpioChip> readSysfsChips(ISystemCalls& calls)
             const std::string content = readFile(calls, directory + attribute);
             return content.substr(0, content.find('\n'));
         };
-        GpioChip chip;
-        chip.sysfsBase = parseNumber(read("/base")).value_or(0);
-        chip.lines = parseNumber(read("/ngpio")).value_or(0);
-        chip.label = read("/label");
-        chips.push_back(chip);
+        try {
+            GpioChip chip;
+            chip.sysfsBase = base;
+            chip.source = directory + "/base";
+            chip.lines = parseNumber(read("/ngpio")).value_or(0);
+            chip.label = read("/label");
+            chips.push_back(chip);
+        } catch (const std::system_error& error) {
+            if (!hasGone(error)) {
+                throw;
+            }
+        }
     }
     return chips;
 }
@@ -144,6 +162,7 @@ void addSysfsChips(ISystemCalls& calls, std::vector<GpioChip>& chips)
         const auto isMatch = [&](const GpioChip& other) { return mayBeSame(calls, *matches[0], other); };
         if (matches.size() == 1 && std::count_if(listed.begin(), listed.end(), isMatch) == 1) {
             matches[0]->sysfsBase = chip.sysfsBase;
+            matches[0]->source = chip.source;
             if (matches[0]->lines == 0) {
                 matches[0]->lines = chip.lines;
                 matches[0]->label = chip.label;
@@ -178,7 +197,7 @@ GpioChip& findChip(std::vector<GpioChip>& chips, const std::string& designation,
 
 bool overlap(const GpioChip& one, const GpioChip& two)
 {
-    const auto end = [](const GpioChip& chip) { return std::uint64_t{*chip.base} + std::max(chip.lines, 1U); };
+    const auto end = [](const GpioChip& chip) { return std::uint64_t{*chip.base} + chip.lines; };
     return one.base && two.base && *one.base < end(two) && *two.base < end(one);
 }
 
@@ -218,7 +237,6 @@ void numberBySysfs(std::vector<GpioChip>& chips)
 {
     for (GpioChip& chip : chips) {
         chip.base = chip.sysfsBase;
-        chip.source = sysfsDirectory + chipPrefix + std::to_string(chip.base.value_or(0)) + "/base";
     }
 }
 

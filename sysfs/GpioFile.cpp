@@ -62,10 +62,9 @@ int openWithin(ISystemCalls& calls, const std::string& path, int flags, std::chr
 {
     const auto deadline = calls.now() + patience;
     for (;;) {
+        const bool isLast = calls.now() >= deadline;
         const int descriptor = uninterrupted([&] { return calls.open(path.c_str(), flags | O_CLOEXEC); });
-        const int openError = errno;
-        if (descriptor >= 0 || !mayComeLater(openError) || calls.now() >= deadline) {
-            errno = openError;
+        if (descriptor >= 0 || isLast || !mayComeLater(errno)) {
             return descriptor;
         }
         calls.sleepFor(retryInterval);
@@ -126,32 +125,25 @@ void GpioFile::write(std::string_view text) const
 {
     const ssize_t written = uninterrupted([&] { return calls.pwrite(descriptor, text.data(), text.size(), 0); });
     if (written != static_cast<ssize_t>(text.size())) {
-        failToWrite(written, text.size());
+        errno = written < 0 ? errno : EIO;
+        fail("write");
     }
 }
 
 bool GpioFile::readLevel() const
 {
-    char level = '\0'; // stays so when there is nothing to read
+    char level = '\0'; // stays so when nothing is read
     const ssize_t size = uninterrupted([&] { return calls.pread(descriptor, &level, sizeof level, 0); });
-    if (size < 0 || (level != '0' && level != '1')) {
+    if (level != '0' && level != '1') {
         failToRead(size);
     }
     return level == '1';
 }
 
-void GpioFile::failToWrite(ssize_t written, std::size_t size) const
-{
-    if (written < 0) {
-        throw error("write", errno);
-    }
-    throw error("write", EIO, "only " + std::to_string(written) + " of " + std::to_string(size) + " bytes");
-}
-
 void GpioFile::failToRead(ssize_t size) const
 {
     if (size < 0) {
-        throw error("read", errno);
+        fail("read");
     }
     throw error("read", EIO, "neither 0 nor 1");
 }

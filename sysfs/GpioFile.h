@@ -3,7 +3,6 @@
 #include "sysfs/ISystemCalls.h"
 
 #include <chrono>
-#include <cstddef>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
@@ -82,8 +81,7 @@ public:
     std::system_error error(std::string_view action, int errnoValue, std::string_view hint = {}) const;
 
 private:
-    // Functions of their own, so that a call that succeeds does not prepare for them.
-    [[noreturn]] void failToWrite(ssize_t written, std::size_t size) const;
+    // A function of its own, so that a call that succeeds does not prepare for it.
     [[noreturn]] void failToRead(ssize_t size) const;
 
     ISystemCalls& calls;

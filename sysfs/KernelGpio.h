@@ -1,42 +1,53 @@
 #pragma once
 
+#include "sysfs/IHeldGpio.h"
 #include "sysfs/ISysfsGpio.h"
-#include "sysfs/ISystemCalls.h"
 #include "sysfs/PinDirectionEn.h"
 
+#include <functional>
 #include <memory>
 
 namespace sysfs {
 
-struct GpioLine;
-
-/**
- * A GPIO line of the kernel by one of its two interfaces, which exportGpio chooses.
- *
- * It is the character device. Where that is not available, or the line is exported already, it is /sys/class/gpio.
- * The environment variable SYSFSGPIO_BACKEND=chardev or sysfs chooses by force.
- */
+/** A pin that holds a GPIO line of the kernel from exportGpio to deinit. Calls out of order throw std::logic_error. */
 class KernelGpio final : public ISysfsGpio {
 public:
-    /** @param systemCalls has to outlive the pin */
-    explicit KernelGpio(ISystemCalls& systemCalls);
+    using Export = std::function<std::unique_ptr<IHeldGpio>(unsigned gpioNumber)>;
 
+    /** @param exportLine makes a line available or throws */
+    explicit KernelGpio(Export exportLine);
+
+    /**
+     * Configures the pin. May be called again. A line that becomes or stays an output goes to initialValue
+     * without taking any other level on the way. An input that becomes an output later starts at initialValue.
+     * @return true
+     */
     bool init(bool inverted, PinDirectionEn direction, bool initialValue) override;
+
+    /** Releases the line, also when it throws. Does nothing on a pin that has no line. */
     void deinit() override;
+
+    /** To be called after init, which sets the polarity. */
     void setDirection(PinDirectionEn direction) override;
+
+    /** @return true */
     bool setValue(bool value) override;
+
     bool getValue() const override;
 
-    /** @throws std::system_error when neither interface makes the line available, with the reasons of both */
+    /** When it throws, neither the object nor the line has changed. */
     void exportGpio(unsigned gpioNumber) override;
 
     unsigned getGpioNumber() const override;
 
 private:
-    std::unique_ptr<ISysfsGpio> exportInSysfs(const GpioLine& line, unsigned gpioNumber) const;
+    IHeldGpio& held(const char* operation) const;
 
-    ISystemCalls& calls;
-    std::unique_ptr<ISysfsGpio> current;
+    Export makeAvailable;
+    std::unique_ptr<IHeldGpio> line;
+    unsigned number = 0;
+    bool hasPolarity = false;
+    bool level = false; // last passed to init or setValue
 };
 
 } // namespace sysfs

@@ -1,5 +1,6 @@
 #include "sysfs/SysfsGpioFactory.h"
 
+#include "sysfs/ExportGpio.h"
 #include "sysfs/KernelGpio.h"
 #include "sysfs/SystemCalls.h"
 
@@ -7,7 +8,8 @@ namespace sysfs {
 
 std::unique_ptr<ISysfsGpio> SysfsGpioFactory::create() const
 {
-    return std::make_unique<KernelGpio>(SystemCalls::instance());
+    return std::make_unique<KernelGpio>(
+        [](unsigned gpioNumber) { return sysfs::exportGpio(SystemCalls::instance(), gpioNumber); });
 }
 
 } // namespace sysfs

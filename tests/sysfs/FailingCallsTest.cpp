@@ -1,105 +1,69 @@
+#include "sysfs/CharacterDeviceGpio.h"
+#include "sysfs/KernelGpio.h"
 #include "sysfs/LinuxGpio.h"
 #include "tests/sysfs/FakeKernel.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <functional>
 #include <gtest/gtest.h>
+#include <map>
 #include <memory>
-#include <optional>
+#include <regex>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 // Lets every system call in the life of a pin fail in every way. The rules below say how each failure ends.
 namespace {
 
 using namespace std::chrono_literals;
-using sysfs::LinuxGpio;
+using sysfs::KernelGpio;
 using sysfs::PinDirectionEn;
 
-/** An operation on a pin, and what it makes the line if it succeeds. */
-struct Operation {
-    const char* name;
-    unsigned gpio;
-    const char* driven;
-    std::function<void(LinuxGpio&)> run;
+const std::map<char, std::function<void(KernelGpio&)>> operations = {
+    {'e', [](KernelGpio& pin) { pin.exportGpio(8); }},
+    {'O', [](KernelGpio& pin) { EXPECT_TRUE(pin.init(true, PinDirectionEn::Output, true)); }},
+    {'I', [](KernelGpio& pin) { EXPECT_TRUE(pin.init(false, PinDirectionEn::Input, true)); }},
+    {'o', [](KernelGpio& pin) { pin.setDirection(PinDirectionEn::Output); }},
+    {'i', [](KernelGpio& pin) { pin.setDirection(PinDirectionEn::Input); }},
+    {'0', [](KernelGpio& pin) { EXPECT_TRUE(pin.setValue(false)); }},
+    {'1', [](KernelGpio& pin) { EXPECT_TRUE(pin.setValue(true)); }},
+    {'g', [](KernelGpio& pin) { EXPECT_TRUE(pin.getValue() && !pin.getValue() && pin.getGpioNumber() == 8); }},
+    {'d', [](KernelGpio& pin) { pin.deinit(); }},
+    {'!', [](KernelGpio&) {}},
 };
 
-const Operation allOperations[] = {
-    {"export", 40, "", [](LinuxGpio& pin) { pin.exportGpio(40); }},
-    {"init", 40, "low; ", [](LinuxGpio& pin) { pin.init(true, PinDirectionEn::Output, true); }},
-    {"setValue", 40, "high; ", [](LinuxGpio& pin) { pin.setValue(false); }},
-    {"getValue", 40, "", [](LinuxGpio& pin) { EXPECT_TRUE(pin.getValue()); }},
-    {"setDirection", 40, "in; ", [](LinuxGpio& pin) { pin.setDirection(PinDirectionEn::Input); }},
-    {"setDirection", 40, "high; ", [](LinuxGpio& pin) { pin.setDirection(PinDirectionEn::Output); }},
-    {"init", 40, "in; ", [](LinuxGpio& pin) { pin.init(false, PinDirectionEn::Input, true); }},
-    {"setDirection", 40, "high; ", [](LinuxGpio& pin) { pin.setDirection(PinDirectionEn::Output); }},
-    {"deinit", 40, "", [](LinuxGpio& pin) { pin.deinit(); }},
-    {"export", 41, "", [](LinuxGpio& pin) { pin.exportGpio(41); }},
-    {"init", 41, "low; ", [](LinuxGpio& pin) { pin.init(false, PinDirectionEn::Output, false); }},
-};
-
-/** A system call and the operation that made it. */
-struct Step {
-    std::string operation;
-    unsigned gpio;
-    std::string call;
-};
-
-bool beginsWith(const std::string& text, const std::string& prefix)
+std::unique_ptr<KernelGpio> makePin(FakeKernel& kernel, bool byDevice)
 {
-    return text.compare(0, prefix.size(), prefix) == 0;
+    return std::make_unique<KernelGpio>([&kernel, byDevice](unsigned number) {
+        sysfs::GpioLine line{{}, 8};
+        line.chip.name = "gpiochip0";
+        return byDevice ? sysfs::exportCharacterDeviceGpio(kernel, line, number)
+                        : sysfs::exportLinuxGpio(kernel, "/sys/class/gpio", number, 40);
+    });
 }
 
-bool isUnexport(const std::string& call)
+const std::string lineIsHeld = "the kernel or a driver holds the line, see /sys/kernel/debug/gpio";
+const std::string noSuchLine = "no such GPIO; /sys/class/gpio/gpiochip*/base and ngpio show which exist";
+const std::string noPermission = "run as root or in the group that owns the file";
+const std::string lineHasGone = "something else has unexported the line";
+constexpr int partly = FakeKernel::partly;
+
+const std::string taken = "open export: w; write export: 40; close export; open gpio40/direction: w; "
+                          "open gpio40/value: rw; lock gpio40/value: 6; ";
+const std::string released = "open unexport: w; write unexport: 40; close unexport; "
+                             "close gpio40/value; close gpio40/direction; "; // the lock is released last
+const std::string requested = "open /dev/gpiochip0: rw; request line 8 of /dev/gpiochip0; close /dev/gpiochip0; ";
+const std::string closed = "close line 8 of /dev/gpiochip0; ";
+
+/** @return the log with less words for the line of the character device */
+std::string shortened(const std::string& log)
 {
-    return beginsWith(call, "open unexport ") || beginsWith(call, "write unexport ");
+    return std::regex_replace(log, std::regex("(configure|set|get) line 8 of /dev/gpiochip0:?"), "$1");
 }
-
-/** The life of a pin up to the first error, with calls that fail by an errno value, or 0, for the number of each. */
-struct Life {
-    Life(bool exported, std::chrono::milliseconds udevDelay, const std::function<int(std::size_t)>& faultOf)
-        : exportedBefore(exported)
-    {
-        for (const unsigned gpio : {40U, 41U, 42U}) {
-            kernel.lines[gpio].exported = exported;
-            kernel.lines[gpio].udevDelay = udevDelay;
-            kernel.lines[gpio].level = '1';
-        }
-        Step current;
-        kernel.fault = [&](const std::string& call) {
-            current.call = call;
-            steps.push_back(current);
-            const int injected = faultOf(steps.size() - 1);
-            unexportsFailed += injected != 0 && injected != EINTR && isUnexport(call) ? 1 : 0;
-            return injected;
-        };
-        auto pin = std::make_unique<LinuxGpio>("/sys/class/gpio", kernel);
-        try {
-            for (const Operation& operation : allOperations) {
-                current = {operation.name, operation.gpio, ""};
-                operation.run(*pin);
-                asked += operation.driven;
-            }
-        } catch (const std::system_error& e) {
-            failedIn = current;
-            error = e;
-        }
-        current.operation = "destroy";
-        pin.reset();
-    }
-
-    std::chrono::nanoseconds elapsed() { return kernel.now().time_since_epoch(); }
-
-    FakeKernel kernel;
-    bool exportedBefore;
-    std::vector<Step> steps;
-    std::string asked;
-    std::optional<std::system_error> error;
-    Step failedIn;
-    std::size_t unexportsFailed = 0;
-};
 
 enum class End {
     Succeeds,      // as if nothing had happened
@@ -108,116 +72,182 @@ enum class End {
     Throws,
 };
 
-/** The first rule that fits counts. What is empty or 0 fits everything. */
-struct Rule {
-    std::string operation, call;
+/** The first rule that fits counts. What is empty fits everything. */
+const struct Rule {
+    std::vector<std::string> calls; // how they begin; "~" for those of the destructor
     std::vector<int> errnoValues;
     End end;
+    std::string hint = "";       // in the error's text
     int thrown = 0;              // errno value, unless it is the one injected, or EIO for a short transfer
     std::string thrownCall = ""; // whose failure is reported, unless it is the call's own
+} rules[] = {
+    {{"~"}, {}, End::Succeeds}, // a destructor cannot report
+    {{"close "}, {}, End::Succeeds},
+    {{}, {EINTR}, End::Succeeds},
+    {{"lock "}, {EWOULDBLOCK}, End::Throws, "in use by another process or pin object", EBUSY},
+    {{"lock "}, {}, End::Succeeds}, // files cannot be locked here
+    {{"access "}, {}, End::Throws, lineIsHeld, EBUSY, "write export:"},
+    {{"write export:"}, {EBUSY}, End::NeedsExported, lineIsHeld},
+    {{"open export:"}, {EACCES}, End::NeedsExported, noPermission},
+    {{"open export:", "write export:"}, {EBUSY, EACCES}, End::NeedsExported},
+    {{"open export:"}, {ENOENT}, End::Throws, "this kernel lacks the sysfs GPIO interface, CONFIG_GPIO_SYSFS"},
+    {{"write export:"}, {EINVAL}, End::Throws, noSuchLine},
+    {{"open gpio40/direction:"}, {ENOENT}, End::Waits, "the line has gone, or its direction is fixed"},
+    {{"open gpio"}, {ENOENT}, End::Waits},
+    {{"open gpio"}, {EACCES, EPERM}, End::Waits, noPermission},
+    {{"open "}, {EACCES, EPERM}, End::Throws, noPermission},
+    {{"write unexport:"}, {EINVAL}, End::Throws, lineHasGone},
+    {{"write gpio40/direction:", "write gpio40/value:", "read gpio40/value"}, {ENODEV}, End::Throws, lineHasGone},
+    {{"write gpio40/value:", "set "}, {EPERM}, End::Throws, "the line is an input"},
+    {{"read "}, {partly}, End::Throws, "neither 0 nor 1"},
+    {{"request "}, {EBUSY}, End::Throws, "in use by the kernel or a driver"},
+    {{"request "}, {EINVAL}, End::Throws, "the kernel is older than Linux 5.10, or the driver refuses the line"},
+    {{"configure ", "set ", "get "}, {ENODEV}, End::Throws, "the chip has gone"},
+    {{}, {}, End::Throws},
 };
 
-const Rule rules[] = {
-    {"destroy", "", {}, End::Succeeds}, // a destructor cannot report
-    {"", "close ", {}, End::Succeeds},
-    {"", "", {EINTR}, End::Succeeds},
-    {"", "lock ", {EWOULDBLOCK}, End::Throws, EBUSY},
-    {"", "lock ", {}, End::Succeeds}, // files cannot be locked here
-    {"", "access ", {}, End::Throws, EBUSY, "write export "},
-    {"", "open export ", {EACCES, EBUSY}, End::NeedsExported},
-    {"", "write export ", {EACCES, EBUSY}, End::NeedsExported},
-    {"", "open gpio", {EACCES, EPERM, ENOENT}, End::Waits},
-    {"", "", {}, End::Throws},
-};
-
-const Rule& ruleFor(const Step& step, int errnoValue)
+const Rule& ruleFor(const std::string& call, int fault)
 {
     return *std::find_if(std::begin(rules), std::end(rules), [&](const Rule& rule) {
+        const auto isBegin = [&](const std::string& begin) { return call.rfind(begin, 0) == 0; };
         const auto& values = rule.errnoValues;
-        return (rule.operation.empty() || rule.operation == step.operation) && beginsWith(step.call, rule.call) &&
-               (values.empty() || std::find(values.begin(), values.end(), errnoValue) != values.end());
+        return (rule.calls.empty() || std::any_of(rule.calls.begin(), rule.calls.end(), isBegin)) &&
+               (values.empty() || std::find(values.begin(), values.end(), fault) != values.end());
     });
 }
 
-constexpr std::size_t fromThenOn = 1000000;
-
-/** @return the step of the clean life at which a life shows an error whose calls fail from a step on */
-std::optional<std::size_t> stepThatThrows(const Life& clean, std::size_t first, int errnoValue, std::size_t times)
+/** @return the text of the error that the rule demands when the call fails */
+std::string textOf(const Rule& rule, const std::string& failed, int fault, const std::string& directory)
 {
-    const bool lasts = times == fromThenOn;
-    for (std::size_t i = first; i < (lasts ? clean.steps.size() : first + 1); ++i) {
-        const End end = ruleFor(clean.steps[i], errnoValue).end;
-        if (end == End::Throws || (end == End::Waits && lasts) ||
-            (end == End::NeedsExported && (lasts || !clean.exportedBefore))) {
-            return i;
+    const std::string call = rule.thrownCall.empty() ? failed : rule.thrownCall;
+    const std::size_t gap = call.find(' ') + 1;
+    const int thrown = rule.thrown != 0 ? rule.thrown : fault == partly ? EIO : fault;
+    return "GPIO 8: cannot " + call.substr(0, gap) + directory + call.substr(gap, call.find(':') - gap) +
+           (rule.hint.empty() ? "" : " (" + rule.hint + ")") + ": " + std::generic_category().message(thrown);
+}
+
+/** Where a pin lives, and its system calls as long as nothing fails. */
+const struct Setting {
+    bool byDevice, exportedBefore;
+    std::string log;
+} settings[] = {
+    {false, false,
+     taken + "open gpio40/active_low: w; write gpio40/active_low: 1; close gpio40/active_low; " +
+         "write gpio40/direction: low; write gpio40/value: 0; read gpio40/value; read gpio40/value; write "
+         "gpio40/direction: in; " +
+         "write gpio40/direction: high; open gpio40/active_low: w; write gpio40/active_low: 0; " +
+         "close gpio40/active_low; write gpio40/direction: in; write gpio40/direction: high; " + released + taken +
+         released},
+    {false, true, ""},
+    {true, false,
+     requested + "configure 10 to 1; set 0; get; get; configure 6; configure 10 to 0; configure 4; configure 8 to 1; " +
+         closed + requested + closed},
+};
+
+/** The life of a pin up to the first error. */
+struct Life {
+    /** @param fault of the calls from number first on, as many as times */
+    Life(const Setting& setting, int fault, std::size_t first, std::size_t times)
+    {
+        bool isDestroyed = false;
+        staysExported = setting.exportedBefore;
+        if (staysExported) {
+            kernel.users[40] = "sysfs";
         }
+        kernel.fault = [&](const std::string& call) {
+            const std::size_t number = calls++;
+            if (number < first || number - first >= times || call.rfind("describe", 0) == 0) {
+                changes += std::regex_search(call, changing) ? call : "";
+                return 0;
+            }
+            const Rule& rule = ruleFor(isDestroyed ? "~" : call, fault);
+            const bool isLate = rule.end == End::Waits && kernel.now().time_since_epoch() >= 1s;
+            const bool isRefused = rule.end == End::NeedsExported && !setting.exportedBefore;
+            const std::string text = textOf(rule, call, fault, setting.byDevice ? "" : "/sys/class/gpio/");
+            exportError = rule.end == End::NeedsExported ? text : exportError;
+            if (expected.empty() && (rule.end == End::Throws || isLate || isRefused)) {
+                expected = exportError.empty() ? text : exportError;
+                patience = isLate ? 1005ms : 5ms;
+            }
+            const bool isAnothers = fault == EWOULDBLOCK && call.rfind("lock ", 0) == 0;
+            const bool isStuck = fault != EINTR && call.find("unexport: ") != std::string::npos;
+            staysExported = staysExported || isAnothers || isStuck;
+            return fault;
+        };
+        auto pin = makePin(kernel, setting.byDevice);
+        error = errorOf([&] {
+            for (const char operation : std::string("eO0gioIode")) {
+                operations.at(operation)(*pin);
+            }
+        });
+        isDestroyed = true;
+        pin.reset();
     }
-    return {};
-}
 
-void expectError(Life& life, Life& clean, std::size_t step, int errnoValue)
+    const std::regex changing{"^(write gpio|set|configure)"};
+    FakeKernel kernel;
+    std::size_t calls = 0;
+    std::string changes, error, expected, exportError;
+    bool staysExported;
+    std::chrono::nanoseconds patience = 5ms; // for one file, whose attempts wait 5 ms for the next
+};
+
+TEST(KernelGpio, EndsAsTheRulesSayWhicheverSystemCallFails)
 {
-    const Step& failed = clean.steps[step];
-    const Rule& rule = ruleFor(failed, errnoValue);
-    ASSERT_TRUE(life.error) << "no error";
-    EXPECT_EQ(life.failedIn.operation, failed.operation);
-    EXPECT_EQ(life.error->code().value(), rule.thrown != 0                   ? rule.thrown
-                                          : errnoValue == FakeKernel::partly ? EIO
-                                                                             : errnoValue);
-    const std::string& call = rule.thrownCall.empty() ? failed.call : rule.thrownCall;
-    const std::size_t gap = call.find(' ');
-    const std::string file = call.substr(gap + 1, call.find(' ', gap + 1) - gap - 1);
-    const std::string text =
-        "GPIO " + std::to_string(failed.gpio) + ": cannot " + call.substr(0, gap) + " /sys/class/gpio/" + file;
-    EXPECT_TRUE(beginsWith(life.error->what(), text + ": ") || beginsWith(life.error->what(), text + " ("))
-        << life.error->what();
-    // Patience is for one file, and each of its attempts waits 5 ms for the next.
-    EXPECT_LE(life.elapsed(), clean.elapsed() + 1005ms);
-    EXPECT_TRUE(rule.end != End::Waits || life.elapsed() >= 1s);
-    EXPECT_LE(life.steps.size(), clean.steps.size() + 203);
-}
-
-/** @param lockedByAnother whether the line stays exported for who has the lock */
-void expectNothingLeft(Life& life, bool lockedByAnother)
-{
-    EXPECT_EQ(life.kernel.openFiles(), 0U);
-    unsigned stillExported = 0;
-    for (const auto& [number, line] : life.kernel.lines) {
-        stillExported += line.exported ? 1 : 0;
-    }
-    EXPECT_EQ(stillExported, life.exportedBefore ? 3U : life.unexportsFailed + (lockedByAnother ? 1 : 0));
-    EXPECT_EQ(life.kernel.driven[40] + life.kernel.driven[41], life.asked);
-}
-
-} // namespace
-
-TEST(LinuxGpio, EndsAsTheRulesSayWhicheverSystemCallFails)
-{
-    for (const auto& [exportedBefore, udevDelay] :
-         {std::pair(false, 0ms), std::pair(true, 0ms), std::pair(false, 20ms)}) {
-        Life clean(exportedBefore, udevDelay, [](std::size_t) { return 0; });
-        ASSERT_FALSE(clean.error);
-        expectNothingLeft(clean, false);
-        for (const int fault : {EINTR, EACCES, EAGAIN, EBUSY, EINVAL, EIO, ENODEV, ENOENT, EPERM, FakeKernel::partly}) {
-            for (const std::size_t times : {std::size_t{1}, fault == EINTR ? std::size_t{3} : fromThenOn}) {
-                for (std::size_t n = 0; n < clean.steps.size() && !HasFailure(); ++n) {
-                    SCOPED_TRACE(clean.steps[n].operation + ": " + clean.steps[n].call + ": errno " +
-                                 std::to_string(fault) + ", " + std::to_string(times) + " times");
-                    Life life(exportedBefore, udevDelay,
-                              [&, n = n](std::size_t step) { return step >= n && step - n < times ? fault : 0; });
-                    const auto throwing = stepThatThrows(clean, n, fault, times);
-                    expectNothingLeft(life, throwing && fault == EWOULDBLOCK &&
-                                                beginsWith(clean.steps[*throwing].call, "lock "));
-                    if (throwing) {
-                        expectError(life, clean, *throwing, fault);
-                    } else {
-                        EXPECT_FALSE(life.error);
-                        EXPECT_EQ(life.asked, clean.asked);
-                        EXPECT_LE(life.steps.size(), clean.steps.size() + std::min<std::size_t>(times, 6));
-                        EXPECT_LE(life.elapsed(), clean.elapsed() + 5ms);
-                    }
+    for (const Setting& setting : settings) {
+        const Life clean(setting, 0, 0, 0);
+        EXPECT_TRUE(setting.log.empty() || shortened(clean.kernel.log) == setting.log) << clean.kernel.log;
+        for (const int fault : {EINTR, EACCES, EAGAIN, EBUSY, EINVAL, EIO, ENODEV, ENOENT, EPERM, partly}) {
+            for (const std::size_t times : {1, fault == EINTR ? 3 : 300}) {
+                for (std::size_t first = 0; first < clean.calls && !HasFailure(); ++first) {
+                    Life life(setting, fault, first, times);
+                    EXPECT_EQ(life.error, life.expected);
+                    const bool isWhole = life.error.empty();
+                    EXPECT_EQ(life.changes, clean.changes.substr(0, isWhole ? std::string::npos : life.changes.size()));
+                    EXPECT_LE(life.kernel.now().time_since_epoch(), life.patience);
+                    EXPECT_EQ(life.kernel.openFiles(), 0U);
+                    EXPECT_EQ(life.kernel.users.size(), life.staysExported ? 1U : 0U);
+                    EXPECT_FALSE(HasFailure()) << life.kernel.log << "errno " << fault << " from " << first << " on";
                 }
             }
         }
     }
 }
+
+TEST(KernelGpio, RefusesCallsOutOfOrderAndLeavesOutOnlyLevelsThatAnOutputCertainlyHas)
+{
+    // Operations after the last export, of which '!' lets the next fail, with calls or an error.
+    const std::pair<std::string, std::string> rows[] = {
+        {"1", "GPIO pin: setValue before exportGpio"},
+        {"edde", ""},
+        {"edg", "GPIO pin: getValue before exportGpio"},
+        {"ee", "GPIO 8: exportGpio again before deinit"},
+        {"eo", "GPIO 8: setDirection before init"},
+        {"eOdei", "GPIO 8: setDirection before init"},
+        {"e00", "set 0; set 0; "}, // not yet an output
+        {"eO10011", "configure 10 to 1; set 0; set 1; "},
+        {"eO!000", "configure 10 to 1; set 0; set 0; "},
+        {"eO0!100", "configure 10 to 1; set 0; set 1; set 0; "},
+        {"eO!O0o", "configure 10 to 1; configure 10 to 1; set 0; configure 10 to 0; "},
+        {"eOi1o1", "configure 10 to 1; configure 6; set 1; configure 10 to 1; "},
+        {"eO!o11o1", "configure 10 to 1; configure 10 to 1; set 1; set 1; configure 10 to 1; "},
+        {"eO!0o0", "configure 10 to 1; set 0; configure 10 to 0; "}, // the level last passed
+    };
+    for (const auto& [row, expected] : rows) {
+        FakeKernel kernel;
+        bool fails = false;
+        kernel.fault = [&fails](const std::string&) { return fails ? EIO : 0; };
+        const auto pin = makePin(kernel, true);
+        std::string errors;
+        for (const char operation : row) {
+            const std::string error = errorOf([&] { operations.at(operation)(*pin); });
+            errors += !fails ? error : error.empty() ? "no error" : "";
+            fails = operation == '!';
+        }
+        const std::string calls = shortened(kernel.log);
+        const std::string chipClosed = "close /dev/gpiochip0; ";
+        EXPECT_EQ(errors.empty() ? calls.substr(calls.rfind(chipClosed) + chipClosed.size()) : errors, expected) << row;
+    }
+}
+
+} // namespace
