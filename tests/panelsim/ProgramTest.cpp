@@ -30,7 +30,7 @@ const char* const commands = R"(
 0 $p -- yes | head -c 2 => y~ =>
 0 $p -- sh -c 'sleep 100 & yes | head -c 300000' | tail -c 2 => y~ =>
 5 $p -- sh -c 'yes & exit 5' >/dev/null => =>
-5 (trap '' CHLD; exec $p -- sh -c 'echo a; sleep 0.1; echo b; exit 5') >/dev/full => =>
+5 (trap '' CHLD; exec $p -- sh -c 'echo a; sleep 0.1; echo b; exit 5' >/dev/full) => =>
 0 (trap '' HUP; exec $p -- sh -c 'kill -HUP $PPID; sleep 1') => =>
 9 $p -- sh -c 'trap "exit 9" HUP; kill -HUP $PPID; sleep 100 & wait' => =>
 0 { $p --timeout 300ms -- yes; echo status $? >&2; } | sleep 4 => => status 42~
