@@ -92,25 +92,26 @@ void addPanelOptions(CLI::App& app, Options& options)
 {
     BoardConfig& board = options.board;
     const auto addNumber = [&](const char* names, unsigned& value, const char* meaning, unsigned most = highestGpio) {
-        app.add_option(names, value, meaning)->check(upTo(most))->type_name("N")->capture_default_str();
+        return app.add_option(names, value, meaning)->check(upTo(most))->type_name("N")->capture_default_str();
     };
     const auto addNames = [&](const char* names, std::vector<std::string>& values, const char* meaning) {
         return list(app.add_option(names, values, meaning))->type_name("NAME,NAME");
     };
     app.option_defaults()->group("Panel");
     app.add_option("--panel", board.panel, "The panel that is simulated")
-        ->check(CLI::IsMember(namesIn(panelKinds)))
-        ->type_name("NAME")
+        ->check(CLI::IsMember(namesIn(panelKinds)).description(""))
+        ->type_name(CLI::detail::join(namesIn(panelKinds), "|"))
         ->capture_default_str();
-    addNumber("--panel-id", board.panelId, "What the ID lines read, 0 to 15, whatever the panel", highestPanelId);
+    addNumber("--panel-id", board.panelId, "What the ID lines read, 0 to 15, whatever the panel", highestPanelId)
+        ->default_str("");
     app.add_option_function<std::string>(
            "--chip",
            [&board](const std::string& chip) {
                board.chip = chip == "ra8803" ? ChipVariant::Ra8803 : ChipVariant::Ra8806;
            },
            "The LCD's controller chip")
-        ->check(CLI::IsMember({"ra8803", "ra8806"}))
-        ->type_name("NAME")
+        ->check(CLI::IsMember({"ra8803", "ra8806"}).description(""))
+        ->type_name("ra8803|ra8806")
         ->default_str("ra8806");
     app.add_flag("--silent-chip", board.silentChip, "The LCD's chip neither takes nor answers anything");
     addNumber("--key-count,--keys", board.keyCount, "Number of keys; the outdoor panel has 2", mostLines);
