@@ -21,21 +21,13 @@ namespace {
 std::string findLibrary()
 {
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    for (const auto& directory : {program, program / PANELSIM_PRELOAD_DIRECTORY}) {
-        std::error_code missing;
-        std::string library = std::filesystem::canonical(directory / "libpanelsim-gpio.so", missing);
-        if (missing) {
-            continue;
-        }
-        if (library.find_first_of(" \t\n:") != std::string::npos) {
-            throw std::runtime_error("'" + library +
-                                     "' cannot be preloaded, since its path has a blank or a colon: move it elsewhere");
-        }
-        return library;
+    const std::filesystem::path built = program / "libpanelsim-gpio.so";
+    std::string library = std::filesystem::canonical(
+        std::filesystem::exists(built) ? built : program / PANELSIM_PRELOAD_DIRECTORY / built.filename());
+    if (library.find_first_of(" \t\n:") != std::string::npos) {
+        throw std::runtime_error(library + ": cannot be preloaded, since the path has a blank or a colon");
     }
-    throw std::runtime_error("libpanelsim-gpio.so is neither in " + program.string() + " nor in " +
-                             (program / PANELSIM_PRELOAD_DIRECTORY).lexically_normal().string() +
-                             ": build or install all of panelsim");
+    return library;
 }
 
 /** Puts the text before the variable's value, with a separator if it has one. */
@@ -67,8 +59,7 @@ void preparePreloading(const std::string& pinAddress)
     setenv(socketVariable, pinAddress.c_str(), 1);
 }
 
-AppProcess::AppProcess(const std::vector<std::string>& command, const sigset_t& mask, AppLog& log)
-    : ownGroup(isatty(STDIN_FILENO) == 0)
+AppProcess::AppProcess(const std::vector<std::string>& command, AppLog& log) : ownGroup(isatty(STDIN_FILENO) == 0)
 {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     posix_spawn_file_actions_t files;
@@ -83,11 +74,12 @@ AppProcess::AppProcess(const std::vector<std::string>& command, const sigset_t& 
     sigset_t defaults;
     sigemptyset(&defaults);
     sigaddset(&defaults, SIGPIPE);
-    posix_spawnattr_setsigmask(&attributes, &mask);
+    sigset_t none;
+    sigemptyset(&none);
+    posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setsigdefault(&attributes, &defaults);
-    const int groupFlag = ownGroup ? POSIX_SPAWN_SETPGROUP : 0;
-    posix_spawnattr_setflags(&attributes,
-                             static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | groupFlag));
+    const int flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | (ownGroup ? POSIX_SPAWN_SETPGROUP : 0);
+    posix_spawnattr_setflags(&attributes, static_cast<short>(flags));
 
     std::vector<char*> arguments(command.size() + 1); // the last one is null
     std::transform(command.begin(), command.end(), arguments.begin(),

@@ -4,7 +4,6 @@
 #include "panelsim/board/AppLog.h"
 #include "panelsim/board/AppState.h"
 
-#include <csignal>
 #include <deque>
 #include <optional>
 #include <string>
@@ -30,11 +29,10 @@ class AppProcess {
 public:
     /**
      * @param command searched for in PATH
-     * @param mask    signals that are blocked in it
      * @param log     must outlive this object
      * @throws std::system_error naming the command when it cannot be started
      */
-    AppProcess(const std::vector<std::string>& command, const sigset_t& mask, AppLog& log);
+    AppProcess(const std::vector<std::string>& command, AppLog& log);
 
     /** Copies output that has come; waits so long for it, or until the other descriptor can be read. */
     void copyOutput(int otherDescriptor, int milliseconds);

@@ -6,10 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
-#include <cstdint>
-#include <functional>
-#include <iostream>
-#include <limits>
+#include <exception>
 #include <regex>
 #include <set>
 #include <stdexcept>
@@ -20,28 +17,9 @@ namespace panelsim {
 
 namespace {
 
-constexpr unsigned highestGpio = std::numeric_limits<unsigned>::max();
+constexpr unsigned highestGpio = 999'999'999;
 constexpr unsigned mostLines = 256;
 constexpr unsigned highestPanelId = 15;
-
-using Reader = std::function<void(const std::string&)>;
-
-/** An option, a flag when its value has no name. */
-struct Row {
-    const char* names;
-    std::string value;
-    std::string description;
-    Reader read; ///< throws std::invalid_argument for a wrong value
-    std::string usual = {};
-    bool isList = false;
-};
-
-/** A run of lines. */
-struct Lines {
-    std::string purpose;
-    std::uint64_t first;
-    std::uint64_t count;
-};
 
 [[noreturn]] void refuse(const std::string& what)
 {
@@ -49,74 +27,30 @@ struct Lines {
 }
 
 /** Refuses what CLI11 would take for another number than people do: 010 as eight, for instance. */
-unsigned numberOf(const std::string& text, unsigned least, unsigned most)
+CLI::Validator upTo(unsigned most)
 {
-    unsigned number = 0;
-    const auto error = std::from_chars(text.data(), text.data() + text.size(), number).ec;
-    if (error != std::errc() || text != std::to_string(number) || number < least || number > most) {
-        refuse("'" + text + "' is not a number from " + std::to_string(least) + " to " + std::to_string(most));
-    }
-    return number;
-}
-
-Reader number(unsigned& target, unsigned most = highestGpio)
-{
-    return [&target, most](const std::string& text) { target = numberOf(text, 0, most); };
-}
-
-Reader file(std::filesystem::path& target)
-{
-    return [&target](const std::string& text) {
-        if (text.empty()) {
-            refuse("a file name is needed");
-        }
-        target = text;
+    const auto check = [most](const std::string& text) {
+        unsigned number = 0;
+        const auto error = std::from_chars(text.data(), text.data() + text.size(), number).ec;
+        const bool fits = error == std::errc() && text == std::to_string(number) && number <= most;
+        return fits ? "" : "'" + text + "' is not a number from 0 to " + std::to_string(most);
     };
+    return {check, ""};
 }
 
-Reader list(std::vector<std::string>& target)
+/** Lets texts through that are not empty and have no control characters. */
+CLI::Validator isName()
 {
-    return [&target](const std::string& text) { target.push_back(text); };
-}
-
-Reader flag(bool& target)
-{
-    return [&target](const std::string& /*none*/) { target = true; };
-}
-
-/** Only lets one of the words through. */
-Reader oneOf(const std::vector<std::string>& words, const Reader& read)
-{
-    return [words, read](std::string text) {
-        if (const std::string error = CLI::IsMember(words)(text); !error.empty()) {
-            refuse(error);
-        }
-        read(text);
+    const auto check = [](const std::string& text) {
+        return text.empty() || printable(text) != text ? inQuotes(text) + " is empty or not printable" : "";
     };
+    return {check, ""};
 }
 
-PinFault faultOf(const std::string& text)
+/** Makes it an option that may be given several times, each time with several values. */
+CLI::Option* list(CLI::Option* option)
 {
-    static const std::regex form("(\\d+):([1-9]\\d*):(throw|false)");
-    std::smatch parts;
-    if (!std::regex_match(text, parts, form)) {
-        refuse("'" + text + "' is not GPIO:N:throw or GPIO:N:false, with N from 1 on");
-    }
-    PinFault fault;
-    fault.gpio = numberOf(parts[1], 0, highestGpio);
-    fault.call = numberOf(parts[2], 1, highestGpio);
-    fault.kind = parts[3] == "throw" ? PinFault::Kind::Throw : PinFault::Kind::False;
-    return fault;
-}
-
-std::pair<unsigned, bool> stuckLineOf(const std::string& text)
-{
-    static const std::regex form("(\\d+):([01])");
-    std::smatch parts;
-    if (!std::regex_match(text, parts, form)) {
-        refuse("'" + text + "' is not GPIO:0 or GPIO:1");
-    }
-    return {numberOf(parts[1], 0, highestGpio), parts[2] == "1"};
+    return option->delimiter(',')->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
 /** @return the names in a table */
@@ -128,230 +62,154 @@ std::vector<std::string> namesIn(const Table& table)
     return found;
 }
 
-std::string fixedCounts(unsigned PanelKind::*count)
+/** @return the parts of a text of that form */
+std::smatch partsOf(const std::string& text, const char* form, const std::string& meaning)
 {
-    std::string text;
-    for (const PanelKind& kind : panelKinds) {
-        text += kind.isVariable ? "" : "; the " + std::string(kind.name) + " panel has " + std::to_string(kind.*count);
+    std::smatch parts;
+    if (!std::regex_match(text, parts, std::regex(form))) {
+        refuse("'" + text + "' is not " + meaning);
     }
-    return text;
+    return parts;
 }
 
-std::vector<Row> panelRows(Options& options)
+unsigned numberOf(const std::string& text)
+{
+    return static_cast<unsigned>(std::stoul(text));
+}
+
+PinFault faultOf(const std::string& text)
+{
+    const std::smatch parts =
+        partsOf(text, "([0-9]{1,9}):([1-9][0-9]{0,8}):(throw|false)", "GPIO:N:throw or GPIO:N:false, with N from 1 on");
+    PinFault fault;
+    fault.gpio = numberOf(parts[1]);
+    fault.call = numberOf(parts[2]);
+    fault.kind = parts[3] == "throw" ? PinFault::Kind::Throw : PinFault::Kind::False;
+    return fault;
+}
+
+void addPanelOptions(CLI::App& app, Options& options)
 {
     BoardConfig& board = options.board;
-    const auto panels = namesIn(panelKinds);
-    const auto colours = namesIn(ledColours);
-    const auto usual = [](unsigned value) { return std::to_string(value); };
-    return {
-        {"--panel", CLI::detail::join(panels, "|"), "The panel that is simulated",
-         oneOf(panels, [&](const std::string& text) { board.panel = text; }), board.panel},
-        {"--panel-id", "N", "What the ID lines read, 0 to 15, whatever the panel",
-         number(board.panelId, highestPanelId)},
-        {"--chip", "ra8803|ra8806", "The LCD's controller chip",
-         oneOf({"ra8803", "ra8806"},
-               [&](const std::string& text) {
-                   board.chip = text == "ra8803" ? ChipVariant::Ra8803 : ChipVariant::Ra8806;
-               }),
-         "ra8806"},
-        {"--silent-chip", "", "The LCD's chip neither takes nor answers anything", flag(board.silentChip)},
-        {"--key-count,--keys", "N", "Number of keys" + fixedCounts(&PanelKind::keyCount),
-         number(board.keyCount, mostLines), usual(board.keyCount)},
-        {"--led-count,--leds", "N", "Number of LEDs" + fixedCounts(&PanelKind::ledCount),
-         number(board.ledCount, mostLines), usual(board.ledCount)},
-        {"--key-names", "NAME,NAME...", "Names of the keys, also for scenarios", list(board.keyNames), "", true},
-        {"--led-names", "NAME,NAME...", "Names of the LEDs, also for scenarios", list(board.ledNames), "", true},
-        {"--led-colours", "COLOUR,COLOUR...", "Colours of the LEDs: " + CLI::detail::join(colours, ", "),
-         oneOf(colours, list(board.ledColours)), "", true},
-        {"--inverted-leds", "N,N...",
-         "Active-low LEDs; with the backlight's GPIO number, the backlight is active-low, too",
-         [&](const std::string& text) { board.invertedLeds.push_back(numberOf(text, 0, highestGpio)); }, "", true},
-        {"--id-base", "GPIO", "GPIO number of the first of 4 ID lines", number(board.idGpioBase),
-         usual(board.idGpioBase)},
-        {"--key-base", "GPIO", "GPIO number of key 0", number(board.keyGpioBase), usual(board.keyGpioBase)},
-        {"--led-base", "GPIO", "GPIO number of LED 0; the backlight comes right after the last LED",
-         number(board.ledGpioBase), usual(board.ledGpioBase)},
-        {"--lcd-base", "GPIO", "GPIO number of the first of 13 LCD lines", number(board.lcdGpioBase),
-         usual(board.lcdGpioBase)},
-        {"--fail", "GPIO:N:throw|false",
-         "Let the Nth operation on a line fail, by an exception or, where init or a set level is due, by the answer "
-         "false; repeatable",
-         [&](const std::string& text) { options.faults.push_back(faultOf(text)); }, "", true},
-        {"--stuck", "GPIO:LEVEL", "Keep a line at level 0 or 1, whoever drives it; repeatable",
-         [&](const std::string& text) {
-             const auto [gpio, level] = stuckLineOf(text);
-             board.stuckLines[gpio] = level;
-         },
-         "", true},
+    const auto addNumber = [&](const char* names, unsigned& value, const char* meaning, unsigned most = highestGpio) {
+        return app.add_option(names, value, meaning)->check(upTo(most))->type_name("N")->capture_default_str();
     };
-}
-
-std::vector<Row> runRows(Options& options)
-{
-    return {
-        {"--http", "[ADDR:]PORT",
-         "Serve the page there; port 0 takes any free one. Without this option: 127.0.0.1:8080 or, when it is taken, "
-         "any free port of 127.0.0.1, and no page with --scenario",
-         [&](const std::string& text) { options.http = parseHttpAddress(text); }},
-        {"--no-http", "", "Serve no page", flag(options.noHttp)},
-        {"--stay", "",
-         "Serve the page until interrupted, also after the application has ended; at a terminal this is so when it "
-         "failed",
-         flag(options.stay)},
-        {"--draw", "", "Draw the panel as text on standard output whenever it has changed", flag(options.draw)},
-        {"--scenario", "FILE", "Play the scenario of a YAML file, then end the application", file(options.scenario)},
-        {"--lint", "FILE", "Check a scenario file for the panel given, and exit", file(options.lint)},
-        {"--timeout", "TIME", "End the application after this time, like 500ms, 10s or 2m, with status 42",
-         [&](const std::string& text) { options.timeout = parseDuration(text); }},
-        {"--vcd", "FILE", "Write a trace of the panel's lines, a value change dump", file(options.vcd)},
+    const auto addNames = [&](const char* names, std::vector<std::string>& values, const char* meaning) {
+        return list(app.add_option(names, values, meaning))->type_name("NAME,NAME");
     };
+    app.option_defaults()->group("Panel");
+    app.add_option("--panel", board.panel, "The panel that is simulated")
+        ->check(CLI::IsMember(namesIn(panelKinds)).description(""))
+        ->type_name(CLI::detail::join(namesIn(panelKinds), "|"))
+        ->capture_default_str();
+    addNumber("--panel-id", board.panelId, "What the ID lines read, 0 to 15, whatever the panel", highestPanelId)
+        ->default_str("");
+    app.add_option_function<std::string>(
+           "--chip",
+           [&board](const std::string& chip) {
+               board.chip = chip == "ra8803" ? ChipVariant::Ra8803 : ChipVariant::Ra8806;
+           },
+           "The LCD's controller chip")
+        ->check(CLI::IsMember({"ra8803", "ra8806"}).description(""))
+        ->type_name("ra8803|ra8806")
+        ->default_str("ra8806");
+    app.add_flag("--silent-chip", board.silentChip, "The LCD's chip neither takes nor answers anything");
+    addNumber("--key-count,--keys", board.keyCount, "Number of keys; the outdoor panel has 2", mostLines);
+    addNumber("--led-count,--leds", board.ledCount, "Number of LEDs; the outdoor panel has 8", mostLines);
+    addNames("--key-names", board.keyNames, "Names of the keys, also for scenarios")->check(isName());
+    addNames("--led-names", board.ledNames, "Names of the LEDs, also for scenarios")->check(isName());
+    addNames("--led-colours", board.ledColours, "Colours of the LEDs")->check(CLI::IsMember(namesIn(ledColours)));
+    list(app.add_option("--inverted-leds", board.invertedLeds,
+                        "Active-low LEDs; with the backlight's GPIO number, the backlight is active-low, too"))
+        ->check(upTo(highestGpio))
+        ->type_name("N,N");
+    addNumber("--id-base", board.idGpioBase, "GPIO number of the first of 4 ID lines");
+    addNumber("--key-base", board.keyGpioBase, "GPIO number of key 0");
+    addNumber("--led-base", board.ledGpioBase, "GPIO number of LED 0; the backlight comes right after the last LED");
+    addNumber("--lcd-base", board.lcdGpioBase, "GPIO number of the first of 13 LCD lines");
+    list(app.add_option_function<std::vector<std::string>>(
+             "--fail",
+             [&options](const std::vector<std::string>& values) {
+                 std::transform(values.begin(), values.end(), std::back_inserter(options.faults), faultOf);
+             },
+             "Let the Nth operation on a line fail, by an exception or, where init or a set level is due, by the "
+             "answer false; repeatable"))
+        ->type_name("GPIO:N:throw|false");
+    list(app.add_option_function<std::vector<std::string>>(
+             "--stuck",
+             [&board](const std::vector<std::string>& values) {
+                 for (const std::string& value : values) {
+                     const std::smatch parts = partsOf(value, "([0-9]{1,9}):([01])", "GPIO:0 or GPIO:1");
+                     board.stuckLines[numberOf(parts[1])] = parts[2] == "1";
+                 }
+             },
+             "Keep a line at level 0 or 1, whoever drives it; repeatable"))
+        ->type_name("GPIO:LEVEL");
 }
 
-void addRows(CLI::App& app, const std::string& group, const std::vector<Row>& rows)
+void addRunOptions(CLI::App& app, Options& options)
 {
-    app.option_defaults()->group(group);
-    for (const Row& row : rows) {
-        const auto check = [read = row.read](const std::string& text) {
-            try {
-                read(text);
-                return std::string();
-            } catch (const std::invalid_argument& error) {
-                return std::string(error.what());
-            }
-        };
-        if (row.value.empty()) {
-            app.add_flag_callback(
-                row.names, [check] { check({}); }, row.description);
-            continue;
-        }
-        CLI::Option* const option = app.add_option(row.names, CLI::callback_t(), row.description);
-        option->type_name(row.value)->default_str(row.usual)->check(CLI::Validator(check, ""));
-        if (row.isList) {
-            option->delimiter(',')->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-        }
-    }
-}
-
-/** @return false when help or the version was printed */
-bool parse(CLI::App& app, const std::vector<std::string>& arguments)
-{
-    try {
-        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-        return true;
-    } catch (const CLI::CallForHelp&) {
-        std::cout << app.help() << std::flush;
-    } catch (const CLI::CallForVersion& version) {
-        std::cout << version.what() << std::endl;
-    } catch (const CLI::ArgumentMismatch& error) {
-        const std::string text = error.what();
-        refuse(text.substr(0, text.find(':')) + ": a value is missing");
-    } catch (const CLI::ExtrasError&) {
-        const std::string extra = app.remaining().front();
-        refuse(extra.front() == '-'
-                   ? "unknown option '" + extra + "', see panelsim --help"
-                   : "'" + extra + "' comes without '--' before it: panelsim [OPTIONS] -- COMMAND [ARGS...]");
-    } catch (const CLI::ParseError& error) {
-        refuse(error.what());
-    }
-    return false;
-}
-
-void checkRun(const Options& options, bool hasCommand)
-{
-    const bool lints = !options.lint.empty();
-    const bool plays = !options.scenario.empty();
-    const bool isForRun = hasCommand || plays || options.timeout || !options.vcd.empty() || options.http;
-    const std::pair<bool, const char*> mistakes[] = {
-        {!lints && options.command.empty(), "a command is needed: panelsim [OPTIONS] -- COMMAND [ARGS...]"},
-        {lints && isForRun, "--lint checks a file and runs nothing: leave out what is for a run"},
-        {options.noHttp && options.http, "--http and --no-http exclude each other"},
-        {options.noHttp && options.stay, "--stay is for the page, which --no-http switches off"},
-        {plays && options.stay, "--stay: the end of the scenario ends the run"},
+    const auto addFile = [&](const char* name, std::string& file, const char* meaning) {
+        return app.add_option(name, file, meaning)->check(isName())->type_name("FILE");
     };
-    for (const auto& [isMade, text] : mistakes) {
-        if (isMade) {
-            refuse(text);
-        }
-    }
+    app.option_defaults()->group("Options");
+    CLI::Option* const http =
+        app.add_option_function<std::string>(
+               "--http", [&options](const std::string& text) { options.http = parseHttpAddress(text); },
+               "Serve the page there; port 0 takes any free one. Without this option: 127.0.0.1:8080 or, when it is "
+               "taken, any free port of 127.0.0.1, and no page with --scenario")
+            ->type_name("[ADDR:]PORT");
+    CLI::Option* const noHttp = app.add_flag("--no-http", options.noHttp, "Serve no page")->excludes(http);
+    CLI::Option* const stay =
+        app.add_flag("--stay", options.stay,
+                     "Serve the page until interrupted, also after the application has ended; at a terminal this is so "
+                     "when it failed")
+            ->excludes(noHttp);
+    app.add_flag("--draw", options.draw, "Draw the panel as text on standard output whenever it has changed");
+    CLI::Option* const scenario =
+        addFile("--scenario", options.scenario, "Play the scenario of a YAML file, then end the application")
+            ->excludes(stay);
+    CLI::Option* const timeout =
+        app.add_option_function<std::string>(
+               "--timeout", [&options](const std::string& text) { options.timeout = parseDuration(text); },
+               "End the application after this time, like 500ms, 10s or 2m, with status 42")
+            ->type_name("TIME");
+    CLI::Option* const vcd = addFile("--vcd", options.vcd, "Write a trace of the panel's lines, a value change dump");
+    addFile("--lint", options.lint, "Check a scenario file for the panel given, and exit")
+        ->excludes(http)
+        ->excludes(scenario)
+        ->excludes(timeout)
+        ->excludes(vcd);
 }
 
-void checkNames(const std::string& option, const std::vector<std::string>& names, unsigned count)
-{
-    if (!names.empty() && names.size() != count) {
-        refuse(option + ": " + std::to_string(names.size()) + " names for " + std::to_string(count));
-    }
-    std::set<std::string> seen;
-    for (const std::string& name : names) {
-        if (name.empty() || printable(name) != name || !seen.insert(name).second) {
-            refuse(option + ": " + inQuotes(name) + " is empty, given twice or not printable");
-        }
-    }
-}
-
-void finishPanel(const CLI::App& app, BoardConfig& board)
+/** Sets what the kind of panel fixes, and refuses what does not fit it. */
+void finishBoard(const CLI::App& app, BoardConfig& board)
 {
     const PanelKind& kind = panelKind(board.panel);
-    const std::string its = ": the " + board.panel + " panel has ";
-    const std::tuple<const char*, unsigned*, unsigned, const char*> counts[] = {
-        {"--key-count", &board.keyCount, kind.keyCount, " keys"},
-        {"--led-count", &board.ledCount, kind.ledCount, " LEDs"}};
-    for (const auto& [option, count, usual, what] : counts) {
-        *count = app.count(option) == 0 ? usual : *count;
-        if (!kind.isVariable && *count != usual) {
-            refuse(option + its + std::to_string(usual) + what);
-        }
-    }
-    board.panelId = app.count("--panel-id") == 0 ? kind.id : board.panelId;
     board.hasLcd = kind.hasLcd;
-    for (const char* const option : {"--chip", "--silent-chip"}) {
-        if (!kind.hasLcd && app.count(option) != 0) {
-            refuse(option + its + "no LCD");
+    board.panelId = app.count("--panel-id") == 0 ? kind.id : board.panelId;
+    board.keyCount = app.count("--key-count") == 0 ? kind.keyCount : board.keyCount;
+    board.ledCount = app.count("--led-count") == 0 ? kind.ledCount : board.ledCount;
+    const bool hasOtherCounts = board.keyCount != kind.keyCount || board.ledCount != kind.ledCount;
+    if (!kind.isVariable && (hasOtherCounts || !board.invertedLeds.empty())) {
+        refuse("the " + board.panel + " panel has " + std::to_string(kind.keyCount) + " keys and " +
+               std::to_string(kind.ledCount) + " LEDs, which are active-high");
+    }
+    if (!kind.hasLcd && app.count("--chip") + app.count("--silent-chip") != 0) {
+        refuse("the " + board.panel + " panel has no LCD, and so no chip");
+    }
+    const std::tuple<const char*, const std::vector<std::string>&, unsigned> lists[] = {
+        {"--key-names", board.keyNames, board.keyCount},
+        {"--led-names", board.ledNames, board.ledCount},
+        {"--led-colours", board.ledColours, board.ledCount}};
+    for (const auto& [option, values, count] : lists) {
+        const bool areNames = &values != &board.ledColours;
+        if (!values.empty() && values.size() != count) {
+            refuse(option + (": " + std::to_string(values.size()) + " for " + std::to_string(count)));
         }
-    }
-    if (!kind.isVariable && !board.invertedLeds.empty()) {
-        refuse("--inverted-leds: the LEDs of the " + board.panel + " panel are all active-high");
-    }
-    checkNames("--key-names", board.keyNames, board.keyCount);
-    checkNames("--led-names", board.ledNames, board.ledCount);
-    if (!board.ledColours.empty() && board.ledColours.size() != board.ledCount) {
-        refuse("--led-colours: " + std::to_string(board.ledColours.size()) + " colours for " +
-               std::to_string(board.ledCount) + " LEDs");
-    }
-}
-
-void checkLines(const Options& options)
-{
-    const BoardConfig& board = options.board;
-    std::vector<Lines> all = {{"ID lines", board.idGpioBase, 4},
-                              {"keys", board.keyGpioBase, board.keyCount},
-                              {"LEDs", board.ledGpioBase, board.ledCount}};
-    if (board.hasLcd) {
-        all.push_back({"backlight", std::uint64_t{board.ledGpioBase} + board.ledCount, 1});
-        all.push_back({"LCD lines", board.lcdGpioBase, 13});
-    }
-    for (auto lines = all.begin(); lines != all.end(); ++lines) {
-        if (lines->count != 0 && lines->first + lines->count - 1 > highestGpio) {
-            refuse(lines->purpose + " from GPIO " + std::to_string(lines->first) + " on: the highest GPIO number is " +
-                   std::to_string(highestGpio));
+        if (areNames && std::set<std::string>(values.begin(), values.end()).size() != values.size()) {
+            refuse(option + std::string(": a name is given twice"));
         }
-        for (auto earlier = all.begin(); earlier != lines; ++earlier) {
-            const std::uint64_t first = std::max(earlier->first, lines->first);
-            if (first < std::min(earlier->first + earlier->count, lines->first + lines->count)) {
-                refuse(earlier->purpose + " and " + lines->purpose + " overlap at GPIO " + std::to_string(first));
-            }
-        }
-    }
-    const auto check = [&](const std::string& option, unsigned gpio) {
-        const auto has = [&](const Lines& lines) { return gpio >= lines.first && gpio < lines.first + lines.count; };
-        if (std::none_of(all.begin(), all.end(), has)) {
-            refuse(option + ": the panel has no GPIO " + std::to_string(gpio));
-        }
-    };
-    for (const PinFault& fault : options.faults) {
-        check("--fail", *fault.gpio);
-    }
-    for (const auto& stuck : board.stuckLines) {
-        check("--stuck", stuck.first);
     }
 }
 
@@ -371,6 +229,17 @@ void finishInvertedLeds(BoardConfig& board)
     }
 }
 
+/** Refuses GPIO numbers that the board does not have or has twice. */
+void checkLines(const Options& options)
+try {
+    const Board board(options.board);
+    for (const PinFault& fault : options.faults) {
+        board.lineLevel(*fault.gpio);
+    }
+} catch (const std::exception& error) {
+    refuse(std::string(error.what()) + ": check the options with GPIO numbers");
+}
+
 } // namespace
 
 std::optional<Options> parseOptions(int argc, const char* const* argv)
@@ -384,8 +253,8 @@ std::optional<Options> parseOptions(int argc, const char* const* argv)
     app.set_help_flag("-h,--help", "Print this help message and exit");
     app.get_formatter()->label("OPTIONS", "OPTIONS] -- COMMAND [ARGS..."); // which end with a bracket, too
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    addRows(app, "Panel", panelRows(options));
-    addRows(app, "Options", runRows(options));
+    addPanelOptions(app, options);
+    addRunOptions(app, options);
     app.footer("Exit status: the application's, or 128 more than the number of the signal that ended it.\n"
                "With a scenario: 0 passed, 1 a step failed, 3 the application failed,\n"
                "129, 130 or 143 interrupted by SIGHUP, SIGINT or SIGTERM.\n"
@@ -394,12 +263,21 @@ std::optional<Options> parseOptions(int argc, const char* const* argv)
                "  panelsim -- frontpanel demo\n"
                "  panelsim --panel outdoor --http 8080 -- ./my-app --verbose\n"
                "  panelsim --scenario menu.yaml --timeout 1m -- ./my-app");
-    if (!parse(app, {arguments.begin(), separator})) {
+    try {
+        app.parse(std::vector<std::string>(std::make_reverse_iterator(separator), arguments.rend()));
+    } catch (const CLI::Success& help) {
+        app.exit(help);
         return std::nullopt;
+    } catch (const CLI::ExtrasError&) {
+        refuse("'" + app.remaining().front() +
+               "' is no option; a command comes after '--': panelsim [OPTIONS] -- COMMAND [ARGS...]");
     }
     options.command.assign(separator + (hasCommand ? 1 : 0), arguments.end());
-    checkRun(options, hasCommand);
-    finishPanel(app, options.board);
+    if (options.lint.empty() ? options.command.empty() : hasCommand) {
+        refuse(options.lint.empty() ? "a command is needed: panelsim [OPTIONS] -- COMMAND [ARGS...]"
+                                    : "--lint runs no command");
+    }
+    finishBoard(app, options.board);
     checkLines(options);
     finishInvertedLeds(options.board);
     return options;

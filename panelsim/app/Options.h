@@ -5,7 +5,6 @@
 #include "panelsim/web/HttpAddress.h"
 
 #include <chrono>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,11 +17,11 @@ struct Options {
     std::vector<std::string> command; ///< the application's, with its arguments
     std::optional<HttpAddress> http;  ///< where the page is served, if the user said so
     bool noHttp = false;
-    bool stay = false;              ///< whether the page outlives the application
-    bool draw = false;              ///< whether the panel is drawn on standard output
-    std::filesystem::path scenario; ///< empty for none
-    std::filesystem::path lint;     ///< a scenario file to check only; empty for none
-    std::filesystem::path vcd;      ///< empty for none
+    bool stay = false;    ///< whether the page outlives the application
+    bool draw = false;    ///< whether the panel is drawn on standard output
+    std::string scenario; ///< a file; empty for none
+    std::string lint;     ///< a scenario file to check only; empty for none
+    std::string vcd;      ///< a file; empty for none
     std::optional<std::chrono::milliseconds> timeout;
     std::vector<PinFault> faults;
 };
@@ -30,7 +29,7 @@ struct Options {
 /**
  * Reads the command line; everything after "--" is the application's.
  * @return empty when it only asked for help or the version, which is then on standard output
- * @throws std::invalid_argument with one line that names the option
+ * @throws std::exception with one line that says what is wrong
  */
 std::optional<Options> parseOptions(int argc, const char* const* argv);
 

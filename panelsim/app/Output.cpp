@@ -18,43 +18,32 @@ namespace {
 constexpr int readerPatience = 2000; // milliseconds
 constexpr std::size_t mostRead = 65536;
 
-bool isTaken(int descriptor, int milliseconds)
+/**
+ * Writes what is taken, waiting so long for each part of it, and removes it.
+ * @return 0, or the number of an error after which no more can be written
+ */
+int writeSome(int descriptor, std::string& bytes, int milliseconds)
 {
     pollfd polled{descriptor, POLLOUT, 0};
-    return poll(&polled, 1, milliseconds) != 0;
-}
-
-/** Removes what was written. @return false for an error that is not over soon */
-bool writeSome(int descriptor, std::string_view& bytes)
-{
-    // So much fits at least.
-    const ssize_t written = write(descriptor, bytes.data(), std::min<std::size_t>(bytes.size(), PIPE_BUF));
-    bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
-    return written >= 0 || errno == EAGAIN || errno == EINTR;
+    std::size_t done = 0;
+    int error = 0;
+    while (error == 0 && done < bytes.size() && poll(&polled, 1, milliseconds) != 0) {
+        // So much fits at least.
+        const ssize_t count = write(descriptor, &bytes[done], std::min<std::size_t>(bytes.size() - done, PIPE_BUF));
+        done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+        error = count >= 0 || errno == EAGAIN || errno == EINTR ? 0 : errno;
+    }
+    bytes.erase(0, error == 0 ? done : std::string::npos);
+    return error;
 }
 
 } // namespace
 
-void occupyStandardDescriptors()
-{
-    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(descriptor, F_GETFD) == -1) {
-            // The lowest free number is this one, as the ones below are taken.
-            static_cast<void>(open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
-        }
-    }
-}
-
-bool writeAll(int descriptor, std::string_view bytes)
+void writeAll(int descriptor, std::string bytes)
 {
     static std::atomic<bool> givenUp{false}; // one reader that stands still is not waited for again
-    while (!bytes.empty()) {
-        givenUp = !isTaken(descriptor, givenUp ? 0 : readerPatience);
-        if (givenUp || !writeSome(descriptor, bytes)) {
-            return false;
-        }
-    }
-    return true;
+    writeSome(descriptor, bytes, givenUp ? 0 : readerPatience);
+    givenUp = !bytes.empty();
 }
 
 void say(const std::string& text)
@@ -85,35 +74,23 @@ void OutputCopier::step()
     if (unwritten.empty()) {
         read(mostRead);
     }
-    std::string_view bytes = unwritten;
-    while (!bytes.empty() && isTaken(to, 0)) {
-        if (!writeSome(to, bytes)) {
-            bytes = {};
-            if (errno == EPIPE) {
-                from.close(); // the application meets the same as if it had written there itself
-            } else {
-                discarding = true; // a full disk, say: the application may go on, and the log does
-            }
-        }
+    const int error = writeSome(to, unwritten, 0);
+    if (error == EPIPE) {
+        from.close(); // the application meets the same as if it had written there itself
     }
-    unwritten.erase(0, unwritten.size() - bytes.size());
+    discarding = discarding || error != 0; // a full disk, say: the application may go on, and the log does
 }
 
 void OutputCopier::finish()
 {
     int available = 0;
     ioctl(from.get(), FIONREAD, &available);
-    auto left = static_cast<std::size_t>(available);
-    do {
-        discarding = !writeAll(to, unwritten) || discarding;
-        unwritten.clear();
-        left -= read(std::min(left, mostRead));
-    } while (!unwritten.empty() || (left > 0 && from.get() >= 0));
+    read(static_cast<std::size_t>(available));
+    writeAll(to, unwritten);
     log.endLine(source);
 }
 
-/** @return how many bytes were read: all that there were, at the end */
-std::size_t OutputCopier::read(std::size_t most)
+void OutputCopier::read(std::size_t most)
 {
     std::string bytes(most, '\0');
     const ssize_t count = ::read(from.get(), bytes.data(), most);
@@ -122,8 +99,7 @@ std::size_t OutputCopier::read(std::size_t most)
     }
     bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     log.append(source, bytes);
-    unwritten = discarding ? std::string() : bytes;
-    return bytes.size();
+    unwritten += discarding ? "" : bytes;
 }
 
 } // namespace panelsim

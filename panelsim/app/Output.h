@@ -6,21 +6,11 @@
 #include <cstddef>
 #include <poll.h>
 #include <string>
-#include <string_view>
 
 namespace panelsim {
 
-/**
- * Opens descriptors 0 to 2, where one is closed, so that it can neither be read nor written as intended. Otherwise the
- * next file that is opened would get the number, and the application's text would end up there.
- */
-void occupyStandardDescriptors();
-
-/**
- * Writes to standard output or error; drops the rest when nothing was taken for two seconds.
- * @return whether all was taken
- */
-bool writeAll(int descriptor, std::string_view bytes);
+/** Writes to standard output or error; drops the rest when nothing was taken for two seconds. */
+void writeAll(int descriptor, std::string bytes);
 
 /** Writes "panelsim: " and the text, of one or more lines, to standard error, without control characters. */
 void say(const std::string& text);
@@ -44,7 +34,7 @@ public:
     void finish();
 
 private:
-    std::size_t read(std::size_t most);
+    void read(std::size_t most);
 
     FileDescriptor from;
     FileDescriptor writing;
@@ -52,7 +42,7 @@ private:
     const LogLine::Source source;
     AppLog& log;
     std::string unwritten;
-    bool discarding = false; ///< whether what was copied so far could not all be written
+    bool discarding = false; ///< whether bytes could not be written
 };
 
 } // namespace panelsim

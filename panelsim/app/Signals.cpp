@@ -1,6 +1,6 @@
 #include "panelsim/app/Signals.h"
 
-#include <sys/signalfd.h>
+#include <csignal>
 #include <unistd.h>
 
 namespace panelsim {
@@ -19,16 +19,13 @@ Signals::Signals()
         }
     }
     arrivals = FileDescriptor(signalfd(-1, &ours, SFD_NONBLOCK | SFD_CLOEXEC), "cannot wait for signals");
-    pthread_sigmask(SIG_BLOCK, &ours, &mask);
+    pthread_sigmask(SIG_BLOCK, &ours, nullptr);
 }
 
-std::optional<Signals::Arrived> Signals::take() const
+std::optional<signalfd_siginfo> Signals::take() const
 {
     signalfd_siginfo taken{};
-    if (read(arrivals.get(), &taken, sizeof taken) != sizeof taken) {
-        return std::nullopt;
-    }
-    return Arrived{static_cast<int>(taken.ssi_signo), taken.ssi_code == SI_KERNEL};
+    return read(arrivals.get(), &taken, sizeof taken) == sizeof taken ? std::optional(taken) : std::nullopt;
 }
 
 } // namespace panelsim

@@ -2,8 +2,8 @@
 
 #include "panelsim/board/FileDescriptor.h"
 
-#include <csignal>
 #include <optional>
+#include <sys/signalfd.h>
 
 namespace panelsim {
 
@@ -14,11 +14,6 @@ namespace panelsim {
  */
 class Signals {
 public:
-    struct Arrived {
-        int number;
-        bool fromTerminal; ///< or else from the kernel; then the application got it as well
-    };
-
     /** To be constructed before any other thread is started. @throws std::system_error */
     Signals();
 
@@ -26,13 +21,9 @@ public:
     int descriptor() const { return arrivals.get(); }
 
     /** @return the next one that has come, without waiting */
-    std::optional<Arrived> take() const;
-
-    /** @return the signals that were blocked before */
-    const sigset_t& previousMask() const { return mask; }
+    std::optional<signalfd_siginfo> take() const;
 
 private:
-    sigset_t mask{};
     FileDescriptor arrivals;
 };
 

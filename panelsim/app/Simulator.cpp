@@ -1,296 +1,347 @@
 #include "panelsim/app/Simulator.h"
 
+#include "panelsim/app/AppProcess.h"
+#include "panelsim/app/Output.h"
+#include "panelsim/app/Signals.h"
 #include "panelsim/board/Duration.h"
+#include "panelsim/board/Simulation.h"
+#include "panelsim/picture/PanelText.h"
+#include "panelsim/picture/VcdTrace.h"
+#include "panelsim/scenario/ScenarioPlayer.h"
+#include "panelsim/web/PanelServer.h"
+#include "panelsim/wire/PinServer.h"
 
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
 #include <exception>
+#include <string>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace panelsim {
 
 namespace {
 
 using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 using Outcome = ScenarioResult::Outcome;
 
 constexpr std::uint16_t usualPort = 8080;
 constexpr auto hintAfter = 5s;
 constexpr auto graceAfterSignal = 5s;
-constexpr auto betweenKills = 50ms;
-constexpr auto betweenFlushes = 200ms;
-constexpr int mostKills = 20;
+constexpr auto killingTime = 1s; // each process that is killed may leave others behind
+// A page takes some ten milliseconds to write, and nobody wants to see each of its characters come.
+constexpr auto restBeforeDrawing = 80ms;
+constexpr auto longestUndrawn = 1s;
 constexpr int playingTick = 2; // milliseconds
 constexpr int usualTick = 50;  // milliseconds
 
-} // namespace
-
-Simulator::Simulator(const Options& itsOptions, const std::optional<Scenario>& itsScenario)
-    : options(itsOptions), scenario(itsScenario), simulation(options.board),
-      pins(simulation.board, [this](const std::string& text) { remark(text); })
-{
-    for (const PinFault& fault : options.faults) {
-        simulation.board.failPin(fault);
-    }
-    if (!options.vcd.empty()) {
-        trace.emplace(simulation.board, options.vcd);
-    }
-    preparePreloading(pins.address());
-    if (options.draw) {
-        printer.emplace(simulation.board);
-    }
-    openPage();
-}
-
-void Simulator::openPage()
-{
-    if (options.noHttp || (!options.http && scenario)) {
-        return;
-    }
-    std::string command;
-    for (const std::string& word : options.command) {
-        command += (command.empty() ? "" : " ") + word;
-    }
-    const auto serve = [&](const HttpAddress& address) {
-        page.emplace(simulation, command, address, [this] { restartWanted = true; });
-    };
-    try {
-        serve(options.http.value_or(HttpAddress{"127.0.0.1", usualPort}));
-    } catch (const std::exception&) {
-        if (options.http) {
-            throw;
+/** A run of panelsim. */
+class Simulator {
+public:
+    Simulator(const Options& itsOptions, const std::optional<Scenario>& itsScenario)
+        : options(itsOptions), scenario(itsScenario), simulation(options.board),
+          pins(simulation.board, [this](const std::string& text) { remark(text); }), drawn(look()), seen(drawn)
+    {
+        for (const PinFault& fault : options.faults) {
+            simulation.board.failPin(fault);
         }
-        serve(HttpAddress()); // any free port
+        if (!options.vcd.empty()) {
+            trace.emplace(simulation.board, options.vcd);
+        }
+        preparePreloading(pins.address());
+        if (!options.noHttp && (options.http || !scenario)) {
+            openPage();
+        }
     }
-}
 
-int Simulator::run()
-{
-    if (options.timeout) {
-        timeout = Clock::now() + *options.timeout;
-    }
-    takeSignals();
-    if (interruptedBy != 0) {
-        return exitStatus::signalBase + interruptedBy;
-    }
-    startApplication();
-    if (page) {
-        say("the panel is at " + page->url());
-    }
-    if (scenario) {
-        player.emplace(*scenario, simulation);
-    }
-    while (!application->hasEnded() || killDue || player || staying) {
-        application->copyOutput(signals.descriptor(), player ? playingTick : usualTick);
+    int run()
+    {
+        if (options.timeout) {
+            timeout = Clock::now() + *options.timeout;
+        }
         takeSignals();
-        restartIfWanted();
-        takeEndOfApplication();
-        if (const auto end = player ? player->advance() : std::nullopt) {
-            endScenario(*end);
+        if (interruptedBy != 0) {
+            return exitStatus::signalBase + interruptedBy;
         }
-        checkDeadlines();
-        if (printer) {
-            printer->update(false);
+        startApplication();
+        if (page) {
+            say("the panel is at " + page->url());
         }
-        if (trace && Clock::now() >= flushDue) {
-            trace->flush();
-            flushDue = Clock::now() + betweenFlushes;
+        if (scenario) {
+            player.emplace(*scenario, simulation);
         }
-    }
-    if (printer) {
-        printer->update(true);
-    }
-    int status = judge();
-    try {
+        while (!application->hasEnded() || killDue || player || staying) {
+            application->copyOutput(signals.descriptor(), player ? playingTick : usualTick);
+            takeSignals();
+            restartIfWanted();
+            takeEndOfApplication();
+            if (const auto end = player ? player->advance() : std::nullopt) {
+                endScenario(*end);
+            }
+            checkDeadlines();
+            draw(false);
+            if (trace) {
+                trace->flush();
+            }
+        }
+        draw(true);
+        const int status = judge();
         if (trace) {
             trace->close();
         }
-    } catch (const std::exception& error) {
-        say(error.what());
-        status = status == exitStatus::passed ? exitStatus::usageFailure : status;
+        return status;
     }
-    return status;
-}
 
-void Simulator::startApplication()
-{
-    simulation.board.clearBusFaults();
-    operationsAtStart = simulation.board.pinOperations();
-    application.emplace(options.command, signals.previousMask(), simulation.log);
-    setState({AppState::Phase::Running, 0});
-    hintDue = Clock::now() + hintAfter;
-}
-
-void Simulator::takeSignals()
-{
-    while (const auto signal = signals.take()) {
-        if (signal->number == SIGCHLD) {
-            continue;
+private:
+    void openPage()
+    {
+        std::string command;
+        for (const std::string& word : options.command) {
+            command += (command.empty() ? "" : " ") + word;
         }
-        interruptedBy = signal->number;
-        staying = false;
-        if (player) {
-            endScenario(player->stop());
-        }
-        if (!application || application->hasEnded()) {
-            continue;
-        }
-        // The terminal sends Ctrl-C to all in its foreground; what to do about it is then the application's affair.
-        const bool gotItToo = signal->fromTerminal && signal->number == SIGINT && application->sharesProcessGroup();
-        if (!gotItToo) {
-            application->sendSignal(signal->number);
-        }
-        if (!gotItToo || scenario) {
-            killDue = killDue.value_or(Clock::now() + graceAfterSignal);
+        const auto serve = [&](const HttpAddress& address) {
+            page.emplace(simulation, command, address, [this] { restartWanted = true; });
+        };
+        try {
+            serve(options.http.value_or(HttpAddress{"127.0.0.1", usualPort}));
+        } catch (const std::exception&) {
+            if (options.http) {
+                throw;
+            }
+            serve(HttpAddress()); // any free port
         }
     }
-}
 
-void Simulator::restartIfWanted()
-{
-    if (!restartWanted.exchange(false) || !staying) {
-        return;
+    void startApplication()
+    {
+        simulation.board.clearBusFaults();
+        operationsAtStart = simulation.board.pinOperations();
+        application.emplace(options.command, simulation.log);
+        setState({AppState::Phase::Running, 0});
+        hintDue = Clock::now() + hintAfter;
     }
-    try {
-        remark("the application is started again");
-        startApplication();
-        staying = false;
-        page->offerRestart(false);
-    } catch (const std::system_error& error) {
-        remark(error.what()); // it is being built just now, say
-    }
-}
 
-void Simulator::takeEndOfApplication()
-{
-    const auto state = application->takeEnd();
-    if (state) {
+    void takeSignals()
+    {
+        while (const auto signal = signals.take()) {
+            const int number = static_cast<int>(signal->ssi_signo);
+            if (number == SIGCHLD) {
+                continue;
+            }
+            interruptedBy = number;
+            staying = false;
+            if (player) {
+                endScenario(player->stop());
+            }
+            if (!application || application->hasEnded()) {
+                continue;
+            }
+            // The terminal sends Ctrl-C to all in its foreground; what to do about it is then the application's affair.
+            const bool gotItToo =
+                signal->ssi_code == SI_KERNEL && number == SIGINT && application->sharesProcessGroup();
+            if (!gotItToo) {
+                application->sendSignal(number);
+            }
+            if (!gotItToo || scenario) {
+                killDue = killDue.value_or(Clock::now() + graceAfterSignal);
+            }
+        }
+    }
+
+    void restartIfWanted()
+    {
+        if (!restartWanted.exchange(false) || !staying) {
+            return;
+        }
+        try {
+            remark("the application is started again");
+            startApplication();
+            staying = false;
+            page->offerRestart(false);
+        } catch (const std::system_error& error) {
+            remark(error.what()); // it is being built just now, say
+        }
+    }
+
+    void takeEndOfApplication()
+    {
+        if (const auto state = application->takeEnd()) {
+            hintDue.reset();
+            simulation.log.remark("the application " + describe(*state));
+            if (!scenario && !timedOut && interruptedBy == 0) {
+                stayOrReport(*state);
+            }
+            if (killDue) {
+                application->sendSignal(SIGTERM); // to what it has left behind
+            }
+            // The state comes last: whoever sees it finds all that the application wrote in the log.
+            setState(*state);
+        }
+        if (application->hasEnded() && !application->hasLeftOthers()) {
+            killDue.reset();
+        }
+    }
+
+    void stayOrReport(const AppState& state)
+    {
+        const bool failedAtTerminal = !state.succeeded() && isatty(STDERR_FILENO) != 0;
+        staying = page && (options.stay || failedAtTerminal);
+        if (staying) {
+            page->offerRestart(true);
+            say("the application " + describe(state) + "; the panel stays at " + page->url() + " until Ctrl-C");
+        } else if (state.phase == AppState::Phase::Killed && state.status != SIGPIPE) { // which ends many a pipeline
+            say("the application " + describe(state) + "\n" + describeSituation(simulation));
+        }
+    }
+
+    void endScenario(const ScenarioResult& end)
+    {
+        result = end;
+        player.reset();
+        timeout.reset(); // the application has a time of its own to end
+        if (end.outcome != Outcome::Passed) {
+            say(end.message);
+        }
+        if (end.outcome != Outcome::Stopped) {
+            askApplicationToEnd();
+        }
+    }
+
+    void checkDeadlines()
+    {
+        const auto now = Clock::now();
+        if (timeout && now >= *timeout) {
+            timeout.reset();
+            timedOut = true;
+            staying = false;
+            say("timeout after " + describe(*options.timeout) + "\n" + describeSituation(simulation));
+            if (player) {
+                endScenario(player->stop());
+            }
+            askApplicationToEnd();
+        }
+        if (hintDue && now >= *hintDue) {
+            hintDue.reset();
+            if (simulation.board.pinOperations() == operationsAtStart) {
+                remark("the application has not used a pin for 5 s. If it should have: is it statically linked, or "
+                       "set-user-ID, so that libpanelsim-gpio.so cannot be loaded into it? Does it use another GPIO "
+                       "library than libsysfsgpio.so?");
+            }
+        }
+        if (killDue && now >= *killDue) {
+            if (!std::exchange(killing, true)) {
+                remark("the application did not end within 5 s of being asked to, and is killed");
+            }
+            application->sendSignal(SIGKILL);
+            killDue = now < *killDue + killingTime ? killDue : std::nullopt;
+        }
+    }
+
+    void askApplicationToEnd()
+    {
         hintDue.reset();
-        simulation.log.remark("the application " + describe(*state));
-        if (!scenario && !timedOut && interruptedBy == 0) {
-            stayOrEnd(*state);
-        }
-        if (killDue) {
-            application->sendSignal(SIGTERM); // to what it has left behind
-        }
-        // The state comes last: whoever sees it finds all that the application wrote in the log.
-        setState(*state);
-    }
-    if (application->hasEnded() && !application->hasLeftOthers()) {
-        killDue.reset();
-    }
-}
-
-void Simulator::stayOrEnd(const AppState& state)
-{
-    const bool failedAtTerminal = !state.succeeded() && isatty(STDERR_FILENO) != 0;
-    staying = page && (options.stay || failedAtTerminal);
-    if (staying) {
-        page->offerRestart(true);
-        say("the application " + describe(state) + "; the panel stays at " + page->url() + " until Ctrl-C");
-    } else if (state.phase == AppState::Phase::Killed && state.status != SIGPIPE) { // which ends many a pipeline
-        say("the application " + describe(state) + "\n" + describeSituation(simulation));
-    }
-}
-
-void Simulator::endScenario(const ScenarioResult& end)
-{
-    result = end;
-    player.reset();
-    timeout.reset(); // the application has a time of its own to end
-    if (end.outcome != Outcome::Passed) {
-        say(end.message);
-    }
-    if (end.outcome != Outcome::Stopped) {
-        askApplicationToEnd();
-    }
-}
-
-void Simulator::checkDeadlines()
-{
-    const auto now = Clock::now();
-    if (timeout && now >= *timeout) {
-        timeout.reset();
-        timedOut = true;
-        staying = false;
-        say("timeout after " + describe(*options.timeout) + "\n" + describeSituation(simulation));
-        if (player) {
-            endScenario(player->stop());
-        }
-        askApplicationToEnd();
-    }
-    if (hintDue && now >= *hintDue) {
-        hintDue.reset();
-        if (simulation.board.pinOperations() == operationsAtStart) {
-            remark("the application has not used a pin for 5 s. If it should have: is it statically linked, "
-                   "or set-user-ID, so that libpanelsim-gpio.so cannot be loaded into it? Does it use another GPIO "
-                   "library than libsysfsgpio.so?");
+        // Once: to many applications a second signal says that they are not to clean up.
+        if (!application->hasEnded() && !killDue) {
+            askedToEnd = true;
+            application->sendSignal(SIGTERM);
+            killDue = Clock::now() + graceAfterSignal;
         }
     }
-    if (killDue && now >= *killDue) {
-        killApplication();
-    }
-}
 
-/** Kills it and what it has left behind, several times, since each that dies may leave others behind. */
-void Simulator::killApplication()
-{
-    if (kills++ == 0) {
-        remark("the application did not end within 5 s of being asked to, and is killed");
+    /** Draws a panel at rest that is not drawn yet, or one that has been changing for long or for the last time. */
+    void draw(bool last)
+    {
+        const auto now = Clock::now();
+        if (!options.draw || (!last && now < looked + restBeforeDrawing)) {
+            return;
+        }
+        looked = now;
+        const std::string text = look();
+        changed = seen == drawn ? now : changed;
+        if (text != drawn && (last || text == seen || now > changed + longestUndrawn)) {
+            writeAll(STDOUT_FILENO, "\n" + text);
+            drawn = text;
+        }
+        seen = text;
     }
-    application->sendSignal(SIGKILL);
-    killDue = kills < mostKills ? std::optional(Clock::now() + betweenKills) : std::nullopt;
-}
 
-void Simulator::askApplicationToEnd()
-{
-    hintDue.reset();
-    // Once: to many applications a second signal says that they are not to clean up.
-    if (!application->hasEnded() && !killDue) {
-        askedToEnd = true;
-        application->sendSignal(SIGTERM);
-        killDue = Clock::now() + graceAfterSignal;
+    std::string look() const
+    {
+        const bool inColour = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
+        return drawPanel(options.board, simulation.board.view(), inColour ? TextStyle::Terminal : TextStyle::Plain);
     }
-}
 
-/** @return the exit status, but for a trace that could not be written */
-int Simulator::judge() const
-{
-    const AppState end = simulation.app;
-    if (timedOut || !result) {
-        return timedOut ? exitStatus::timeout : end.shellStatus();
+    /** @return the exit status */
+    int judge() const
+    {
+        const AppState end = simulation.app;
+        if (timedOut || !result) {
+            return timedOut ? exitStatus::timeout : end.shellStatus();
+        }
+        if (result->outcome != Outcome::Passed) {
+            return result->outcome == Outcome::Stopped ? exitStatus::signalBase + interruptedBy
+                                                       : static_cast<int>(result->outcome);
+        }
+        // That is not all: the application may fail when it ends.
+        if (result->exitAccepted || end.succeeded() ||
+            (askedToEnd && end.shellStatus() == exitStatus::signalBase + SIGTERM)) {
+            say("the scenario '" + scenario->name + "' passed");
+            return exitStatus::passed;
+        }
+        say("the scenario passed, but the application " + describe(end) + "\n" + describeSituation(simulation));
+        return static_cast<int>(Outcome::ApplicationFailed);
     }
-    switch (result->outcome) {
-    case Outcome::Failed:
-        return exitStatus::stepFailed;
-    case Outcome::ApplicationFailed:
-        return exitStatus::applicationFailure;
-    case Outcome::FileError:
-        return exitStatus::usageFailure;
-    case Outcome::Stopped:
-        return exitStatus::signalBase + interruptedBy;
-    case Outcome::Passed:
-        break;
-    }
-    // That is not all: the application may fail when it ends.
-    if (result->exitAccepted || end.succeeded() ||
-        (askedToEnd && end.shellStatus() == exitStatus::signalBase + SIGTERM)) {
-        say("the scenario '" + scenario->name + "' passed");
-        return exitStatus::passed;
-    }
-    say("the scenario passed, but the application " + describe(end) + "\n" + describeSituation(simulation));
-    return exitStatus::applicationFailure;
-}
 
-void Simulator::setState(const AppState& state)
-{
-    simulation.app = state;
-    simulation.changes.notify();
-}
+    void setState(const AppState& state)
+    {
+        simulation.app = state;
+        simulation.changes.notify();
+    }
 
-void Simulator::remark(const std::string& text)
+    void remark(const std::string& text)
+    {
+        say(text);
+        simulation.log.remark(text);
+    }
+
+    const Signals signals; // the first: threads that the others start block them, too
+    const Options& options;
+    const std::optional<Scenario>& scenario;
+    Simulation simulation;
+    std::optional<VcdTrace> trace;
+    PinServer pins;
+    std::atomic<bool> restartWanted{false};
+    std::optional<PanelServer> page;
+    std::optional<AppProcess> application;
+    std::optional<ScenarioPlayer> player;
+    std::optional<ScenarioResult> result;
+
+    bool staying = false;                ///< without an application, for the page
+    std::uint64_t operationsAtStart = 0; ///< pin operations when the application was started
+    bool timedOut = false;
+    bool askedToEnd = false; ///< whether the application was, after the scenario or the time
+    bool killing = false;    ///< whether it is being killed
+    int interruptedBy = 0;   ///< number of a signal
+    std::optional<Clock::time_point> timeout;
+    std::optional<Clock::time_point> hintDue;
+    std::optional<Clock::time_point> killDue;
+
+    std::string drawn;              ///< what standard output shows of the panel
+    std::string seen;               ///< at the last look
+    Clock::time_point looked = {};  ///< when that was
+    Clock::time_point changed = {}; ///< first look after the last drawing that saw something else
+};
+
+} // namespace
+
+int simulate(const Options& options, const std::optional<Scenario>& scenario)
 {
-    say(text);
-    simulation.log.remark(text);
+    return Simulator(options, scenario).run();
 }
 
 } // namespace panelsim

@@ -20,7 +20,6 @@
 #include <system_error>
 #include <utility>
 #include <yaml-cpp/depthguard.h>
-#include <yaml-cpp/eventhandler.h>
 #include <yaml-cpp/yaml.h>
 
 namespace panelsim {
@@ -28,51 +27,18 @@ namespace panelsim {
 namespace {
 
 using namespace std::chrono_literals;
-using Words = std::vector<std::string_view>;
+using Words = std::vector<std::string>;
 using YAML::Mark;
 
-constexpr std::size_t longestWord = 40; ///< bytes of a value that stands for itself in messages
 constexpr auto usualWait = 5s;
 constexpr auto usualTap = 100ms;
 constexpr unsigned highestStatus = 255;
 constexpr unsigned mostFailingCalls = 1'000'000;
-constexpr unsigned highestGpio = std::numeric_limits<unsigned>::max();
 
 [[noreturn]] void refuse(const Mark& place, const std::string& text)
 {
     throw YAML::Exception(place, text);
 }
-
-/** Refuses a second document, which YAML::Load would leave out. */
-class DocumentCounter final : public YAML::EventHandler {
-public:
-    void OnDocumentStart(const Mark& mark) override
-    {
-        if (std::exchange(begun, true)) {
-            refuse(mark, "a second document begins here: a scenario is one, check the indentation if none is meant");
-        }
-    }
-    void OnDocumentEnd() override {}
-    void OnNull(const Mark& /*mark*/, YAML::anchor_t /*anchor*/) override {}
-    void OnAlias(const Mark& /*mark*/, YAML::anchor_t /*anchor*/) override {}
-    void OnScalar(const Mark& /*mark*/, const std::string& /*tag*/, YAML::anchor_t /*anchor*/,
-                  const std::string& /*text*/) override
-    {
-    }
-    void OnSequenceStart(const Mark& /*mark*/, const std::string& /*tag*/, YAML::anchor_t /*anchor*/,
-                         YAML::EmitterStyle::value /*style*/) override
-    {
-    }
-    void OnSequenceEnd() override {}
-    void OnMapStart(const Mark& /*mark*/, const std::string& /*tag*/, YAML::anchor_t /*anchor*/,
-                    YAML::EmitterStyle::value /*style*/) override
-    {
-    }
-    void OnMapEnd() override {}
-
-private:
-    bool begun = false;
-};
 
 std::size_t characters(std::string_view text)
 {
@@ -89,98 +55,91 @@ std::string placeOf(std::string_view content, const Mark& mark)
            std::to_string(characters(before.substr(before.find_last_of('\n') + 1)) + 1);
 }
 
-/** Refuses what is not UTF-8, and control codes: some of them have a meaning of their own to the parser. */
-void checkCharacters(const std::string& text)
+/** Refuses a second document, which YAML::Load would leave out. */
+void checkDocuments(const std::string& content)
 {
-    const auto isControl = [](char byte) {
-        return (static_cast<unsigned char>(byte) < 0x20 && std::strchr("\n\r\t", byte) == nullptr) || byte == '\x7F';
-    };
-    const auto control = std::find_if(text.begin(), text.end(), isControl) - text.begin();
-    const auto valid = static_cast<std::ptrdiff_t>(validUtf8(text));
+    std::istringstream lines(content);
     Mark mark;
-    mark.pos = static_cast<int>(std::min(control, valid));
-    if (control < valid) {
-        const std::string code = std::to_string(text[static_cast<std::size_t>(control)]);
-        refuse(mark, "a control character, code " + code + ", cannot stand in a scenario");
-    }
-    if (valid < static_cast<std::ptrdiff_t>(text.size())) {
-        refuse(mark, "this is not UTF-8");
+    mark.pos = 0;
+    bool begun = false;
+    bool ended = false;
+    for (std::string line; std::getline(lines, line); mark.pos += static_cast<int>(line.size()) + 1) {
+        const bool isMarker = line.rfind("---", 0) == 0 || line.rfind("...", 0) == 0;
+        ended = isMarker ? begun : ended;
+        const std::size_t first = line.find_first_not_of(" \t\r", isMarker ? 3 : 0);
+        if (first == std::string::npos || line[first] == '#' || line[first] == '%') {
+            continue;
+        }
+        if (ended) {
+            refuse(mark, "a second document begins here: a scenario is one, check the indentation if none is meant");
+        }
+        begun = true;
     }
 }
 
 YAML::Node parse(const std::string& content)
 {
-    checkCharacters(content);
-    // Without an end mark the parser takes the end of the content for the end of a quoted text.
-    const std::string document = content + "\n...\n";
-    std::istringstream stream(document);
-    YAML::Parser parser(stream);
-    DocumentCounter counter;
-    // Not all documents: there is no end to them when the parser stands still at what it does not understand.
-    for (int i = 0; i < 2 && parser.HandleNextDocument(counter); ++i) {
+    // Some control codes have a meaning of their own to the parser.
+    const auto isControl = [](unsigned char byte) {
+        return (byte < 0x20 && std::strchr("\n\r\t", byte) == nullptr) || byte == '\x7F';
+    };
+    const auto control = std::find_if(content.begin(), content.end(), isControl) - content.begin();
+    Mark wrong;
+    wrong.pos = static_cast<int>(std::min(static_cast<std::size_t>(control), validUtf8(content)));
+    if (wrong.pos < static_cast<int>(content.size())) {
+        refuse(wrong, "this is a control character, or not UTF-8");
     }
-    return YAML::Load(document);
+    checkDocuments(content);
+    // Without an end mark the parser takes the end of the content for the end of a quoted text.
+    return YAML::Load(content + "\n...\n");
 }
 
 std::string listed(const Words& words)
 {
     std::string list;
-    for (const std::string_view word : words) {
-        list.append(list.empty() ? "" : ", ").append(word);
+    for (const std::string& word : words) {
+        list += (list.empty() ? "" : ", ") + word;
     }
     return list;
 }
 
-std::string numbers(unsigned first, unsigned last)
-{
-    return first == last ? std::to_string(last)
-                         : "a whole number from " + std::to_string(first) + " to " + std::to_string(last);
-}
-
 /** A value of a scenario file, to be read as what is expected there. What is something else is refused. */
 struct Field {
-    using Fields = std::map<std::string_view, Field>;
+    using Fields = std::map<std::string, Field>;
 
-    std::string name;
-    YAML::Node node;
-    Mark place; ///< of the name when there is no value
+    Field(const std::string& itsName, const Mark& namePlace, const YAML::Node& value)
+        : name(itsName), node(value), place(value.IsNull() ? namePlace : value.Mark()),
+          scalar(value.IsScalar() ? value.Scalar() : "")
+    {
+    }
 
     [[noreturn]] void refuse(const std::string& expected) const
     {
-        const std::string kind = node.IsSequence() ? "not a list" : node.IsMap() ? "not a mapping" : "";
-        const bool isWord = node.Tag() != "!" && node.IsScalar() && node.Scalar().size() <= longestWord;
-        const std::string scalar = !node.IsScalar() ? "but nothing is there"
-                                   : isWord         ? "not " + printable(node.Scalar())
-                                                    : "not " + excerpt(node.Scalar());
-        panelsim::refuse(place, name + ": expected " + expected + ", " + (kind.empty() ? scalar : kind));
+        panelsim::refuse(place, name + ": expected " + expected + (node.IsScalar() ? ", not " + excerpt(scalar) : ""));
     }
 
-    /** @return the values of a mapping, empty when there is no value; each one of these names, and all those required
+    /** @return the values of a mapping, empty when there is no value; each one of these names, and the first ones all
      */
-    Fields fields(const Words& required, const Words& optional, const Mark& missing) const
+    Fields fields(const Words& known, std::size_t required) const
     {
-        Words known = required;
-        known.insert(known.end(), optional.begin(), optional.end());
+        const std::string what = known.empty() ? "no value" : "a mapping with " + listed(known);
         if (!node.IsMap() && !node.IsNull()) {
-            refuse(known.empty() ? "no value" : "a mapping with " + listed(known));
+            refuse(what);
         }
         Fields found;
         for (const auto& entry : node) {
             const YAML::Node& key = entry.first;
-            const YAML::Node& value = entry.second;
             const std::string text = key.IsScalar() ? key.Scalar() : "";
-            const auto field = std::find(known.begin(), known.end(), text);
-            if (field == known.end()) {
-                panelsim::refuse(key.Mark(), name + " has no field " + (key.IsScalar() ? excerpt(text) : "like this") +
-                                                 "; it has " + (known.empty() ? "none" : listed(known)));
+            if (std::find(known.begin(), known.end(), text) == known.end()) {
+                panelsim::refuse(key.Mark(), name + " has no field " + excerpt(text) + ": expected " + what);
             }
-            if (!found.emplace(*field, Field{text, value, value.IsNull() ? key.Mark() : value.Mark()}).second) {
+            if (!found.emplace(text, Field(text, key.Mark(), entry.second)).second) {
                 panelsim::refuse(key.Mark(), inQuotes(text) + " is given twice");
             }
         }
-        for (const std::string_view each : required) {
-            if (found.count(each) == 0) {
-                panelsim::refuse(missing, name + ": the field " + inQuotes(each) + " is missing");
+        for (std::size_t i = 0; i < required; ++i) {
+            if (found.count(known[i]) == 0) {
+                panelsim::refuse(place, name + ": the field " + inQuotes(known[i]) + " is missing");
             }
         }
         return found;
@@ -189,68 +148,84 @@ struct Field {
     /** @return one line */
     std::string text(bool mayBeEmpty = false) const
     {
-        if (!node.IsScalar() || node.Scalar().find_first_of(std::string_view("\n\r\0", 3)) != std::string::npos) {
-            refuse("a text of one line");
+        const bool isLine = scalar.find_first_of(std::string_view("\n\r\0", 3)) == std::string::npos;
+        if (!node.IsScalar() || !isLine || (scalar.empty() && !mayBeEmpty)) {
+            refuse("a text of one line that is not empty");
         }
-        if (!mayBeEmpty && node.Scalar().empty()) {
-            refuse("a text that is not empty");
-        }
-        return node.Scalar();
+        return scalar;
     }
 
-    bool isNumber() const
-    {
-        return node.IsScalar() && node.Tag() != "!" && !node.Scalar().empty() &&
-               node.Scalar().find_first_not_of("0123456789") == std::string::npos;
-    }
-
-    unsigned number(unsigned first, unsigned last) const
+    /** @return the index of one of the names, or a number */
+    unsigned number(unsigned first, unsigned last, const Words& names = {}) const
     {
         unsigned number = 0;
-        const std::string digits = isNumber() ? node.Scalar() : "";
-        const auto error = std::from_chars(digits.data(), digits.data() + digits.size(), number).ec;
-        if (error != std::errc() || number < first || number > last) {
-            refuse(numbers(first, last));
+        const char* const end = scalar.data() + scalar.size();
+        const auto [rest, error] = std::from_chars(scalar.data(), end, number);
+        const auto named = std::find(names.begin(), names.end(), scalar);
+        if (rest == end && error == std::errc() && node.Tag() != "!" && number >= first && number <= last) {
+            return number;
         }
-        return number;
+        if (named == names.end()) {
+            refuse("a whole number from " + std::to_string(first) + " to " + std::to_string(last) +
+                   (names.empty() ? "" : " or one of " + listed(names)));
+        }
+        return static_cast<unsigned>(named - names.begin());
     }
 
-    /** @return the index of one of so many equal parts, which may have names */
-    unsigned part(unsigned count, const std::vector<std::string>& names = {}) const
+    /** @return the index of one of so many equal parts */
+    unsigned part(unsigned count, const Words& names = {}) const
     {
         if (count == 0) {
             panelsim::refuse(place, "this panel has no " + name);
         }
-        if (names.empty() || isNumber()) {
-            return number(0, count - 1);
-        }
-        const auto found = std::find(names.begin(), names.end(), node.IsScalar() ? node.Scalar() : "");
-        if (found == names.end()) {
-            refuse(numbers(0, count - 1) + " or one of " + listed({names.begin(), names.end()}));
-        }
-        return static_cast<unsigned>(found - names.begin());
+        return number(0, count - 1, names);
     }
 
     /** @return whether it is a word with an even index, in upper or lower case */
     bool choice(const Words& words) const
     {
-        for (std::size_t i = 0; i < words.size(); ++i) {
-            if (node.IsScalar() && strcasecmp(node.Scalar().c_str(), words[i].data()) == 0) {
-                return i % 2 == 0;
-            }
+        const auto isIt = [this](const std::string& word) { return strcasecmp(scalar.c_str(), word.c_str()) == 0; };
+        const auto found = std::find_if(words.begin(), words.end(), isIt);
+        if (found == words.end()) {
+            refuse("one of " + listed(words));
         }
-        refuse("one of " + listed(words));
+        return (found - words.begin()) % 2 == 0;
     }
 
     std::chrono::milliseconds duration() const
     try {
-        if (!node.IsScalar() || node.Scalar().size() > longestWord) {
-            refuse("a duration such as 300ms, 1.5s or 2m");
-        }
-        return parseDuration(node.Scalar());
-    } catch (const std::invalid_argument& e) {
-        panelsim::refuse(place, name + ": " + printable(e.what()));
+        return parseDuration(scalar);
+    } catch (const std::invalid_argument&) {
+        refuse("a duration up to 24 hours, such as 300ms, 1.5s or 2m");
     }
+
+    /** @return a text that can be on the display, whose codes are Latin-1 */
+    std::string shown() const
+    {
+        const bool isLatin1 =
+            std::all_of(scalar.begin(), scalar.end(), [](unsigned char byte) { return byte <= 0xC3; });
+        if (!isLatin1 || characters(scalar) > LcdChip::columns) {
+            refuse("Latin-1 characters only, " + std::to_string(LcdChip::columns) + " at most");
+        }
+        return text(true);
+    }
+
+    std::filesystem::path picture(const std::filesystem::path& folder) const
+    {
+        std::filesystem::path file = folder / text();
+        if (file.extension() != ".svg" && file.extension() != ".txt") {
+            refuse("the name of a file that ends in .svg or .txt");
+        }
+        if (const auto parent = file.parent_path(); !parent.empty() && !std::filesystem::is_directory(parent)) {
+            refuse("a file in a folder that is there");
+        }
+        return file;
+    }
+
+    std::string name;
+    YAML::Node node;
+    Mark place; ///< of the name when there is no value
+    std::string scalar;
 };
 
 /** What fields are read for. */
@@ -258,190 +233,126 @@ struct Target {
     Step& step;
     const Board& board;
     const BoardConfig& config;
-    const std::filesystem::path& folder;
+    const std::filesystem::path folder;
 };
-
-/** Refuses what can never be on the display: its codes are Latin-1. */
-std::string shownText(const Field& field)
-{
-    std::string text = field.text(true);
-    if (std::any_of(text.begin(), text.end(), [](unsigned char byte) { return byte > 0xC3; })) {
-        refuse(field.place, "text: the display has no characters but those of Latin-1");
-    }
-    if (characters(text) > LcdChip::columns) {
-        refuse(field.place, "text: a line has " + std::to_string(LcdChip::columns) + " characters at most");
-    }
-    return text;
-}
-
-unsigned gpioOf(const Field& field, const Board& board)
-{
-    const unsigned gpio = field.number(0, highestGpio);
-    try {
-        board.lineLevel(gpio);
-    } catch (const std::system_error&) {
-        refuse(field.place, "gpio: this board has no GPIO " + std::to_string(gpio));
-    }
-    return gpio;
-}
-
-std::filesystem::path pictureOf(const Field& field, const std::filesystem::path& folder)
-{
-    std::filesystem::path file = folder / field.text();
-    if (file.extension() != ".svg" && file.extension() != ".txt") {
-        field.refuse("the name of a file that ends in .svg or .txt");
-    }
-    std::error_code ignored;
-    const std::filesystem::path parent = file.parent_path();
-    if (!parent.empty() && !std::filesystem::is_directory(parent, ignored)) {
-        refuse(field.place, field.name + ": there is no folder " + printable(parent.string()));
-    }
-    return file;
-}
-
-std::filesystem::path goldenOf(const Field& field, const std::filesystem::path& folder)
-try {
-    std::filesystem::path file = pictureOf(field, folder);
-    readPictureFile(file);
-    return file;
-} catch (const std::system_error& e) {
-    refuse(field.place, "compare-with: " + printable(e.what()));
-}
 
 using ReadField = void (*)(const Field& field, const Target& to);
 
-void readTime(const Field& field, const Target& to)
-{
-    to.step.time = field.duration();
-}
-
 // clang-format off
 /** A field means the same in each step that has it; the one without a name is the value of delay. */
-const std::map<std::string_view, ReadField> fieldReaders = {
-    {"", readTime},
-    {"for", readTime},
-    {"within", readTime},
+const std::map<std::string, ReadField> fieldReaders = {
+    {"", [](const Field& field, const Target& to) { to.step.time = field.duration(); }},
+    {"for", [](const Field& field, const Target& to) { to.step.time = field.duration(); }},
+    {"within", [](const Field& field, const Target& to) { to.step.time = field.duration(); }},
     {"key", [](const Field& field, const Target& to) { to.step.part = field.part(to.config.keyCount, to.config.keyNames); }},
     {"led", [](const Field& field, const Target& to) { to.step.part = field.part(to.config.ledCount, to.config.ledNames); }},
     {"line", [](const Field& field, const Target& to) { to.step.line = field.part(LcdChip::rows); }},
     {"from", [](const Field& field, const Target& to) { to.step.from = field.part(LcdChip::columns); }},
     {"to", [](const Field& field, const Target& to) { to.step.to = field.part(LcdChip::columns); }},
-    {"text", [](const Field& field, const Target& to) { to.step.text = to.step.kind->needsDisplay ? shownText(field) : field.text(); }},
+    {"text", [](const Field& field, const Target& to) { to.step.text = to.step.kind->needsDisplay ? field.shown() : field.text(); }},
     {"whole", [](const Field& field, const Target& to) { to.step.whole = field.choice({"true", "false"}); }},
     {"is", [](const Field& field, const Target& to) { to.step.is = field.choice({"on", "off", "true", "false"}); }},
     {"status", [](const Field& field, const Target& to) { to.step.status = field.number(0, highestStatus); }},
-    {"gpio", [](const Field& field, const Target& to) { to.step.fault.gpio = gpioOf(field, to.board); }},
+    {"gpio", [](const Field& field, const Target& to) {
+         to.step.fault.gpio = field.number(0, std::numeric_limits<unsigned>::max());
+         to.board.lineLevel(*to.step.fault.gpio); }},
     {"calls", [](const Field& field, const Target& to) { to.step.fault.calls = field.number(1, mostFailingCalls); }},
     {"with", [](const Field& field, const Target& to) {
          to.step.fault.kind = field.choice({"throw", "false"}) ? PinFault::Kind::Throw : PinFault::Kind::False; }},
-    {"save-to", [](const Field& field, const Target& to) { to.step.saveTo = pictureOf(field, to.folder); }},
-    {"compare-with", [](const Field& field, const Target& to) { to.step.compareWith = goldenOf(field, to.folder); }},
+    {"save-to", [](const Field& field, const Target& to) { to.step.saveTo = field.picture(to.folder); }},
+    {"compare-with", [](const Field& field, const Target& to) {
+         to.step.compareWith = field.picture(to.folder);
+         readPictureFile(to.step.compareWith); }},
 };
 // clang-format on
 
-/** Refuses fields that do not go together. */
-void checkFields(const Field::Fields& fields, const Step& step, const Mark& place)
+/** Refuses values that do not go together. */
+void checkStep(const Step& step, const Field& value)
 {
-    if (step.text.empty() && !step.whole && fields.count("text") != 0) {
-        fields.at("text").refuse("a text that is not empty");
-    }
-    if (step.from > step.to) {
-        refuse(fields.at(fields.count("from") != 0 ? "from" : "to").place,
-               "from: " + std::to_string(step.from) + " is greater than to, " + std::to_string(step.to));
-    }
-    if (step.name == "take-screenshot" && fields.empty()) {
-        refuse(place, "take-screenshot: save-to or compare-with is missing");
-    }
-    if (!step.saveTo.empty() && step.saveTo.lexically_normal() == step.compareWith.lexically_normal()) {
-        refuse(fields.at("compare-with").place, "compare-with: this is the file that save-to writes");
+    const bool takesScreenshot = step.kind->name == "take-screenshot";
+    const std::pair<bool, const char*> mistakes[] = {
+        {step.kind->name == "text" && step.text.empty() && !step.whole, "the text is empty"},
+        {step.from > step.to, "from is greater than to"},
+        {takesScreenshot && step.saveTo.empty() && step.compareWith.empty(), "save-to or compare-with is missing"},
+        {takesScreenshot && step.saveTo.lexically_normal() == step.compareWith.lexically_normal(),
+         "compare-with is the file that save-to writes"}};
+    for (const auto& [isMade, text] : mistakes) {
+        if (isMade) {
+            refuse(value.place, value.name + ": " + text);
+        }
     }
 }
 
 /** @return the step of that name, with what its fields are when they are not given */
 Step stepOf(const std::string& name, const Mark& place)
 {
-    std::string names;
+    Words names;
     for (const StepKind& kind : stepKinds) {
         const bool observes = kind.form == StepKind::Form::Observation;
-        for (const char* const prefix : observes ? std::vector{"expect-", "wait-"} : std::vector{""}) {
-            const std::string full = prefix + std::string(kind.name);
-            if (full == name) {
+        for (const std::string& prefix : observes ? Words{"expect-", "wait-"} : Words{""}) {
+            names.push_back(prefix + kind.name);
+            if (names.back() == name) {
                 Step step;
                 step.kind = &kind;
-                step.name = name;
-                step.fileLine = static_cast<unsigned>(place.line + 1);
-                step.fileColumn = static_cast<unsigned>(place.column + 1);
-                step.waits = *prefix == 'w';
+                step.waits = prefix == "wait-";
                 step.time = step.waits ? std::chrono::milliseconds(usualWait) : usualTap;
                 step.whole = !step.waits;
                 step.to = LcdChip::columns - 1;
                 return step;
             }
-            names += (names.empty() ? "" : ", ") + full;
         }
     }
-    refuse(place, "there is no step " + excerpt(name) + "; the steps are " + names);
-}
-
-/** @param value of the step, with the place of its name */
-Step readNamed(Field value, const Board& board, const std::filesystem::path& folder)
-{
-    const Mark place = value.place;
-    Step step = stepOf(value.name, place);
-    const StepKind& kind = *step.kind;
-    const Target target{step, board, board.getConfig(), folder};
-    if (kind.needsDisplay && !board.getConfig().hasLcd) {
-        refuse(place, value.name + ": this panel has no display");
-    }
-    value.place = value.node.IsMap() || value.node.IsNull() ? place : value.node.Mark();
-    if (kind.required == Words{""}) {
-        readTime(value, target);
-        return step;
-    }
-    Words optional = kind.optional;
-    if (step.waits) {
-        optional.emplace_back("within");
-    }
-    const auto fields = value.fields(kind.required, optional, place);
-    for (const auto& [name, field] : fields) {
-        fieldReaders.at(name)(field, target);
-    }
-    checkFields(fields, step, place);
-    return step;
+    refuse(place, "there is no step " + excerpt(name) + "; the steps are " + listed(names));
 }
 
 /** Reads a step: a mapping of its name to what it needs, or the name alone. */
-Step readStep(const YAML::Node& node, const Board& board, const std::filesystem::path& folder)
+Step readStep(const YAML::Node& node, const Board& board, const std::filesystem::path& file)
 {
-    if (node.IsScalar()) {
-        return readNamed({node.Scalar(), YAML::Node(), node.Mark()}, board, folder);
+    if (!node.IsScalar() && (!node.IsMap() || node.size() != 1)) {
+        refuse(node.Mark(),
+               "expected a step such as press: {key: 0}, each with a dash of its own, its fields indented");
     }
-    if (!node.IsMap() || node.size() == 0) {
-        Field{"steps", node, node.Mark()}.refuse("a step such as press: {key: 0}");
+    const YAML::Node name = node.IsScalar() ? node : YAML::Node(node.begin()->first);
+    const Field value(name.IsScalar() ? name.Scalar() : "", name.Mark(),
+                      node.IsScalar() ? YAML::Node() : YAML::Node(node.begin()->second));
+    Step step = stepOf(value.name, name.Mark());
+    const StepKind& kind = *step.kind;
+    YAML::Emitter written;
+    written << YAML::Flow << value.node;
+    step.place = printable(file.string()) + ":" + std::to_string(name.Mark().line + 1) + ":" +
+                 std::to_string(name.Mark().column + 1);
+    step.said = printable(value.name + (value.node.IsNull() ? "" : std::string(": ") + written.c_str()));
+    if (kind.needsDisplay && !board.getConfig().hasLcd) {
+        refuse(name.Mark(), value.name + ": this panel has no display");
     }
-    const auto entry = node.begin();
-    const YAML::Node name = entry->first;
-    if (node.size() > 1) {
-        const YAML::Node second = (++node.begin())->first;
-        refuse(second.Mark(), excerpt(second.IsScalar() ? second.Scalar() : "") +
-                                  " follows in the same step: a step begins with a dash of its own, and its fields are "
-                                  "indented further");
+    Words known = kind.fields;
+    if (step.waits) {
+        known.emplace_back("within");
     }
-    return readNamed({name.IsScalar() ? name.Scalar() : "", entry->second, name.Mark()}, board, folder);
+    const bool hasFields = known != Words{""};
+    for (const auto& [each, field] : hasFields ? value.fields(known, kind.required) : Field::Fields{{"", value}}) {
+        try {
+            fieldReaders.at(each)(field, {step, board, board.getConfig(), file.parent_path()});
+        } catch (const std::system_error& error) {
+            refuse(field.place, field.name + ": " + printable(error.what()));
+        }
+    }
+    checkStep(step, value);
+    return step;
 }
 
 Scenario read(const std::string& content, const std::filesystem::path& file, const Board& board)
 {
     const YAML::Node root = parse(content);
-    const auto fields = Field{"a scenario", root, root.Mark()}.fields({"name", "version", "steps"}, {}, root.Mark());
-    const Field& steps = fields.at("steps");
+    const auto fields = Field("a scenario", root.Mark(), root).fields({"name", "version", "steps"}, 3);
+    const YAML::Node& steps = fields.at("steps").node;
     Scenario scenario{printable(file.string()), printable(fields.at("name").text()), {}};
     fields.at("version").number(1, 1);
-    if (!steps.node.IsSequence() || steps.node.size() == 0) {
-        steps.refuse("a list of one step or more");
+    if (!steps.IsSequence() || steps.size() == 0) {
+        fields.at("steps").refuse("a list of one step or more");
     }
-    for (const YAML::Node& node : steps.node) {
-        scenario.steps.push_back(readStep(node, board, file.parent_path()));
+    for (const YAML::Node& node : steps) {
+        scenario.steps.push_back(readStep(node, board, file));
     }
     return scenario;
 }
@@ -455,11 +366,9 @@ Scenario readScenario(const std::filesystem::path& file, const Board& board)
     stream.read(content.data(), static_cast<std::streamsize>(content.size()));
     const int error = errno;
     content.resize(static_cast<std::size_t>(stream.gcount()));
-    if (!stream.is_open() || stream.bad()) {
-        throw std::runtime_error(printable(file.string()) + ": cannot read: " + std::strerror(error));
-    }
-    if (content.size() > largestScenario) {
-        throw std::runtime_error(printable(file.string()) + ": a scenario is no larger than 1 MiB");
+    const bool isRead = stream.is_open() && !stream.bad();
+    if (!isRead || content.size() > largestScenario) {
+        throw std::runtime_error(printable(file.string()) + ": cannot read: " + std::strerror(isRead ? EFBIG : error));
     }
     return parseScenario(content, file, board);
 }
@@ -475,10 +384,10 @@ Scenario parseScenario(const std::string& given, const std::filesystem::path& fi
         const bool isSyntax = dynamic_cast<const YAML::ParserException*>(&e) != nullptr;
         const bool isUnclosed = e.msg == YAML::ErrorMsg::DOC_IN_SCALAR;
         throw std::runtime_error(printable(file.string()) + ":" + placeOf(content, e.mark) + ": " +
-                                 (isDeep       ? "this is nested too deeply"
-                                  : !isSyntax  ? e.msg
-                                  : isUnclosed ? "this is not YAML: a quoted text does not end"
-                                               : "this is not YAML: " + printable(e.msg)));
+                                 (isSyntax ? "this is not YAML: " : "") +
+                                 (isDeep       ? "it is nested too deeply"
+                                  : isUnclosed ? "a quoted text does not end"
+                                               : printable(e.msg)));
     }
 }
 

@@ -16,9 +16,8 @@ struct StepKind;
 /** A step of a scenario. Of the values, it has those that its kind has fields for. */
 struct Step {
     const StepKind* kind = nullptr;
-    std::string name; ///< as the file calls it
-    unsigned fileLine = 1;
-    unsigned fileColumn = 1;
+    std::string place;  ///< FILE:LINE:COLUMN, printable
+    std::string said;   ///< name and value, in one printable line
     bool waits = false; ///< whether it waits for what it looks at
 
     std::chrono::milliseconds time{0}; ///< of a delay or a key, or after which a wait fails
@@ -37,7 +36,7 @@ struct Step {
 
 /** What a person in front of the panel does, in turn, and what the panel is to show meanwhile. */
 struct Scenario {
-    std::string file; ///< for messages
+    std::string file; ///< printable
     std::string name; ///< printable
     std::vector<Step> steps;
 };

@@ -13,15 +13,9 @@ namespace panelsim {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using Outcome = ScenarioResult::Outcome;
 
 constexpr std::size_t reportedLines = 10;
-
-std::string say(const Step& step, const BoardConfig& board)
-{
-    return step.kind->say(step, board) + (step.waits ? " within " + describe(step.time) : "");
-}
 
 } // namespace
 
@@ -38,79 +32,60 @@ std::string describeSituation(const Simulation& simulation)
            text;
 }
 
-ScenarioPlayer::ScenarioPlayer(const Scenario& itsScenario, Simulation& itsSimulation)
-    : scenario(itsScenario), simulation(itsSimulation), stage{itsSimulation}
+ScenarioPlayer::ScenarioPlayer(const Scenario& itsScenario, Simulation& simulation)
+    : scenario(itsScenario), stage{simulation}
 {
     begin();
 }
 
-ScenarioPlayer::~ScenarioPlayer()
-{
-    simulation.board.releaseAll(Stage::hand);
-}
-
 void ScenarioPlayer::begin()
 {
-    const Step& step = scenario.steps[next];
-    simulation.log.remark("step " + std::to_string(next + 1) + ": " + step.name + " " +
-                          say(step, simulation.board.getConfig()));
-    stage.begun = Clock::now();
+    stage.simulation.log.remark("step " + std::to_string(next + 1) + ", " + scenario.steps[next].said);
+    stage.begun = std::chrono::steady_clock::now();
     stage.phase = 0;
     stage.searched.reset();
 }
 
 std::optional<ScenarioResult> ScenarioPlayer::advance()
 {
-    while (next < scenario.steps.size()) {
-        const std::size_t played = next;
-        auto failure = play(scenario.steps[next]);
-        if (failure || next == played) {
-            return failure;
+    while (true) {
+        const Step& step = scenario.steps[next];
+        const bool isAction = step.kind->form == StepKind::Form::Action;
+        // Before the look, so that it sees the last of the time and of the application.
+        const bool isOver = !step.waits || std::chrono::steady_clock::now() >= stage.begun + step.time;
+        const AppState app = stage.simulation.app;
+        const std::string end = "the application has " + describe(app);
+        if (isAction && app.hasEnded() && !app.succeeded() && !stage.endAccepted) {
+            return fail(Outcome::ApplicationFailed, end);
         }
-        if (next < scenario.steps.size()) {
-            begin();
+        std::optional<std::string> objection;
+        try {
+            objection = step.kind->play(step, stage);
+        } catch (const std::system_error& e) {
+            return fail(Outcome::FileError, printable(e.what()));
         }
-    }
-    return ScenarioResult{Outcome::Passed, {}, stage.endAccepted};
-}
-
-std::optional<ScenarioResult> ScenarioPlayer::play(const Step& step)
-{
-    const bool isAction = step.kind->form == StepKind::Form::Action;
-    // Before the look, so that it sees the last of the time and of the application.
-    const bool isOver = !step.waits || Clock::now() >= stage.begun + step.time;
-    const AppState app = simulation.app;
-    const std::string end = "the application has " + describe(app);
-    if (isAction && app.hasEnded() && !app.succeeded() && !stage.endAccepted) {
-        return fail(Outcome::ApplicationFailed, end);
-    }
-    try {
-        const auto objection = step.kind->play(step, stage);
-        const std::string expected = "expected " + say(step, simulation.board.getConfig());
-        if (!objection) {
-            ++next;
-        } else if (isAction || (!isOver && !app.hasEnded())) {
+        if (objection && (isAction || (!isOver && !app.hasEnded()))) {
             return std::nullopt;
-        } else if (!app.hasEnded() || stage.endAccepted) {
-            return fail(Outcome::Failed, expected + ", but " + *objection);
-        } else if (app.succeeded()) {
-            return fail(Outcome::Failed, expected + ", but " + end + " and " + *objection);
-        } else {
-            return fail(Outcome::ApplicationFailed, end + "; " + expected + ", but " + *objection);
         }
-    } catch (const std::system_error& e) {
-        return fail(Outcome::FileError, printable(e.what()));
+        if (objection && app.hasEnded() && !stage.endAccepted) {
+            return fail(app.succeeded() ? Outcome::Failed : Outcome::ApplicationFailed, end + "; " + *objection);
+        }
+        if (objection) {
+            return fail(Outcome::Failed, (step.waits ? "after " + describe(step.time) + ", " : "") + *objection);
+        }
+        if (++next == scenario.steps.size()) {
+            return ScenarioResult{Outcome::Passed, {}, stage.endAccepted};
+        }
+        begin();
     }
-    return std::nullopt;
 }
 
 ScenarioResult ScenarioPlayer::fail(Outcome outcome, const std::string& text) const
 {
     const Step& step = scenario.steps[next];
-    const std::string place = ":" + std::to_string(step.fileLine) + ":" + std::to_string(step.fileColumn);
     const bool concernsPanel = outcome == Outcome::Failed || outcome == Outcome::ApplicationFailed;
-    return {outcome, scenario.file + place + ": step " + std::to_string(next + 1) + ", " + step.name + ": " + text +
-                         (concernsPanel ? "\n" + describeSituation(simulation) : "")};
+    return {outcome, step.place + ": step " + std::to_string(next + 1) + ", " + step.said + ": " + text +
+                         (concernsPanel ? "\n" + describeSituation(stage.simulation) : "")};
 }
 
 } // namespace panelsim

@@ -12,12 +12,13 @@ namespace panelsim {
 
 /** How a scenario has ended. */
 struct ScenarioResult {
+    /** The values are exit statuses, but for Stopped. */
     enum class Outcome {
-        Passed,
-        Failed,            ///< something was not as a step expected it
-        ApplicationFailed, ///< the application ended, not with status 0, while steps were left
-        FileError,         ///< a picture could not be read or written
-        Stopped            ///< from outside
+        Passed = 0,
+        Failed = 1,            ///< something was not as a step expected it
+        FileError = 2,         ///< a picture could not be read or written
+        ApplicationFailed = 3, ///< the application ended, not with status 0, while steps were left
+        Stopped                ///< from outside
     };
 
     Outcome outcome = Outcome::Passed;
@@ -34,7 +35,7 @@ public:
     /** Both parameters must outlive the player. @param scenario read for the simulation's board */
     ScenarioPlayer(const Scenario& scenario, Simulation& simulation);
     /** Takes the hand off the keys. */
-    ~ScenarioPlayer();
+    ~ScenarioPlayer() { stage.simulation.board.releaseAll(Stage::hand); }
 
     ScenarioPlayer(const ScenarioPlayer&) = delete;
     ScenarioPlayer& operator=(const ScenarioPlayer&) = delete;
@@ -51,11 +52,9 @@ public:
 
 private:
     void begin();
-    std::optional<ScenarioResult> play(const Step& step);
     ScenarioResult fail(ScenarioResult::Outcome outcome, const std::string& text) const;
 
     const Scenario& scenario;
-    Simulation& simulation;
     Stage stage;
     std::size_t next = 0; ///< index of the step that is played
 };

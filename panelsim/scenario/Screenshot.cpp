@@ -5,13 +5,13 @@
 #include "panelsim/picture/PanelSvg.h"
 #include "panelsim/picture/PanelText.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <system_error>
 #include <unistd.h>
 
@@ -34,22 +34,16 @@ std::string draw(const BoardConfig& config, const PanelView& view, const std::fi
 /** @return the first line in which the texts differ, of both of them */
 std::string firstDifference(const std::string& expected, const std::string& actual)
 {
-    std::istringstream expectedLines(expected);
-    std::istringstream actualLines(actual);
-    std::string expectedLine;
-    std::string actualLine;
-    for (unsigned number = 1;; ++number) {
-        const bool hasExpected = !std::getline(expectedLines, expectedLine).fail();
-        const bool hasActual = !std::getline(actualLines, actualLine).fail();
-        if (!hasExpected && !hasActual) {
-            return "only the newline at the end differs";
-        }
-        if (hasExpected != hasActual || expectedLine != actualLine) {
-            return "line " + std::to_string(number) +
-                   " differs:\n  file:  " + (hasExpected ? printable(expectedLine) : "(at its end)") +
-                   "\n  panel: " + (hasActual ? printable(actualLine) : "(at its end)");
-        }
-    }
+    const auto end = std::mismatch(expected.begin(), expected.end(), actual.begin(), actual.end()).first;
+    const std::string same(expected.begin(), end);
+    const std::size_t start = same.rfind('\n') + 1; // 0 in the first line
+    const auto lineOf = [start](const std::string& text) {
+        const std::string line = text.substr(start, text.find('\n', start) - start);
+        return start == text.size() ? "(at its end)" : printable(line);
+    };
+    return "line " + std::to_string(std::count(same.begin(), same.end(), '\n') + 1) + " differs" +
+           (lineOf(expected) == lineOf(actual) ? " in the newline at the end"
+                                               : ":\n  file:  " + lineOf(expected) + "\n  panel: " + lineOf(actual));
 }
 
 } // namespace

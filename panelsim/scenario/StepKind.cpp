@@ -1,6 +1,5 @@
 #include "panelsim/scenario/StepKind.h"
 
-#include "panelsim/board/Duration.h"
 #include "panelsim/board/LcdChip.h"
 #include "panelsim/board/Utf8.h"
 #include "panelsim/picture/PanelText.h"
@@ -19,26 +18,6 @@ using Form = StepKind::Form;
 
 constexpr auto readPatience = 1s; ///< in which an application should read a key that was pressed or released
 constexpr std::size_t reportedFaults = 5;
-
-std::string number(const char* what, unsigned value)
-{
-    return what + (" " + std::to_string(value));
-}
-
-std::string keyText(const Step& step, const BoardConfig& board)
-{
-    return "key " + keyName(board, step.part);
-}
-
-std::string sayLight(const std::string& name, const Step& step)
-{
-    return name + (step.is ? " to be on" : " to be off");
-}
-
-Objection lookAtLight(const std::string& name, bool lit, const Step& step)
-{
-    return lit == step.is ? Objection() : name + (lit ? " is on" : " is off");
-}
 
 std::string withoutTrailingBlanks(const std::string& text)
 {
@@ -60,46 +39,53 @@ std::chrono::steady_clock::duration played(const Stage& stage)
     return std::chrono::steady_clock::now() - stage.begun;
 }
 
-/** Holds a key for its time and until the application has read it, then leaves it until that was read, too. */
-Objection playTap(const Step& step, Stage& stage)
+Objection delay(const Step& step, Stage& stage)
 {
-    Simulation& simulation = stage.simulation;
+    return played(stage) < step.time ? Objection("it is not over") : std::nullopt;
+}
+
+Objection press(const Step& step, Stage& stage)
+{
+    stage.simulation.board.press(step.part, Stage::hand);
+    return std::nullopt;
+}
+
+Objection release(const Step& step, Stage& stage)
+{
+    stage.simulation.board.release(step.part, Stage::hand);
+    return std::nullopt;
+}
+
+/** Holds a key for its time and until the application has read it, then leaves it until that was read, too. */
+Objection tap(const Step& step, Stage& stage)
+{
+    const Simulation& simulation = stage.simulation;
     const bool givenUp = played(stage) >= step.time + readPatience || simulation.app.load().hasEnded();
-    const bool isRead = stage.phase != 0 && simulation.board.keyReads(step.part) != stage.keyReads;
-    if (stage.phase == 1 && (played(stage) < step.time || (!isRead && !givenUp))) {
-        return "the key is held";
-    }
+    const bool isRead = givenUp || simulation.board.keyReads(step.part) != stage.keyReads;
     if (stage.phase == 2) {
-        return isRead || givenUp ? Objection() : "the key is released";
+        return isRead ? Objection() : "the key is released";
     }
-    if (stage.phase++ == 0) {
-        simulation.board.press(step.part, Stage::hand);
-    } else {
-        simulation.board.release(step.part, Stage::hand);
+    if (stage.phase == 0 || (played(stage) >= step.time && isRead)) {
+        stage.phase++ == 0 ? press(step, stage) : release(step, stage);
+        stage.keyReads = simulation.board.keyReads(step.part);
     }
-    stage.keyReads = simulation.board.keyReads(step.part);
-    return "the key has just moved";
+    return "the key is held";
 }
 
 Objection lookAtText(const Step& step, Stage& stage)
 {
     const LcdView lcd = *stage.simulation.board.view().lcd;
-    const auto fits = [&](const std::string& shown) {
-        return step.whole ? withoutTrailingBlanks(shown) == withoutTrailingBlanks(step.text)
-                          : shown.find(step.text) != std::string::npos;
-    };
+    std::string shown;
     for (unsigned line = step.line.value_or(0); line <= step.line.value_or(LcdChip::rows - 1); ++line) {
-        if (fits(shownLine(lcd, line))) {
+        shown = withoutTrailingBlanks(shownLine(lcd, line));
+        if (step.whole ? shown == withoutTrailingBlanks(step.text)
+                       : shownLine(lcd, line).find(step.text) != std::string::npos) {
             return std::nullopt;
         }
     }
-    if (!lcd.displayOn) {
-        return "the display is off";
-    }
-    return step.line
-               ? number("line", *step.line) + " shows " + inQuotes(withoutTrailingBlanks(shownLine(lcd, *step.line)))
-           : step.whole ? "none is"
-                        : "none does";
+    return !lcd.displayOn ? "the display is off"
+           : step.line    ? "line " + std::to_string(*step.line) + " shows " + inQuotes(shown)
+                          : "no line shows it";
 }
 
 Objection lookAtInversion(const Step& step, Stage& stage)
@@ -107,34 +93,58 @@ Objection lookAtInversion(const Step& step, Stage& stage)
     const LcdView lcd = *stage.simulation.board.view().lcd;
     for (unsigned column = step.from; column <= step.to; ++column) {
         if ((lcd.displayOn && lcd.lines.at(*step.line).at(column).inverted) != step.is) {
-            return number("column", column) + (step.is ? " is not" : " is");
+            return "column " + std::to_string(column) + (step.is ? " is not" : " is") + " inverted";
         }
     }
     return std::nullopt;
+}
+
+Objection lookAtLight(const std::string& name, bool lit, const Step& step)
+{
+    return lit == step.is ? Objection() : name + (lit ? " is on" : " is off");
+}
+
+Objection lookAtLed(const Step& step, Stage& stage)
+{
+    const Board& board = stage.simulation.board;
+    return lookAtLight("LED " + ledName(board.getConfig(), step.part), board.view().leds.at(step.part), step);
+}
+
+Objection lookAtBacklight(const Step& step, Stage& stage)
+{
+    return lookAtLight("the backlight", stage.simulation.board.view().lcd->backlight, step);
+}
+
+Objection lookAtOutput(const Step& step, Stage& stage)
+{
+    const std::uint64_t version = stage.simulation.log.version();
+    const bool isNew = std::exchange(stage.searched, version) != version;
+    return isNew && stage.simulation.log.find(step.text, stage.output) ? Objection() : "it was not written";
 }
 
 Objection lookAtExit(const Step& step, Stage& stage)
 {
     const AppState app = stage.simulation.app.load();
     stage.endAccepted = app.hasEnded();
-    if (app.hasEnded() && app.shellStatus() == static_cast<int>(step.status)) {
-        return std::nullopt;
-    }
-    return (app.hasEnded() ? "it has " : "it is ") + describe(app);
+    const bool isRight = app.hasEnded() && app.shellStatus() == static_cast<int>(step.status);
+    return isRight ? Objection() : (app.hasEnded() ? "the application has " : "the application is ") + describe(app);
 }
 
 Objection lookAtBus(const Step& /*step*/, Stage& stage)
 {
     const std::uint64_t count = stage.simulation.board.busFaultCount();
-    if (count == 0) {
-        return std::nullopt;
-    }
-    std::string objection = "there are " + std::to_string(count) + ":";
     const std::vector<BusFault> faults = stage.simulation.board.busFaults();
+    std::string objection = std::to_string(count) + " faults on the LCD bus:";
     for (std::size_t i = 0; i < std::min(faults.size(), reportedFaults); ++i) {
         objection += "\n  " + describe(faults[i]);
     }
-    return objection + (count > reportedFaults ? "\n  ..." : "");
+    return count == 0 ? Objection() : objection + (count > reportedFaults ? "\n  ..." : "");
+}
+
+Objection failPin(const Step& step, Stage& stage)
+{
+    stage.simulation.board.failPin(step.fault);
+    return std::nullopt;
 }
 
 Objection takeScreenshot(const Step& step, Stage& stage)
@@ -154,75 +164,22 @@ Objection takeScreenshot(const Step& step, Stage& stage)
     return difference;
 }
 
-Objection lookAtOutput(const Step& step, Stage& stage)
-{
-    const std::uint64_t version = stage.simulation.log.version();
-    const bool isNew = std::exchange(stage.searched, version) != version;
-    return isNew && stage.simulation.log.find(step.text, stage.output) ? Objection() : "it has not";
-}
-
-std::string sayText(const Step& step, const BoardConfig& /*board*/)
-{
-    return (step.line ? number("line", *step.line) : "a line") + (step.whole ? " to be " : " to contain ") +
-           inQuotes(step.text);
-}
-
-std::string sayInversion(const Step& step, const BoardConfig& /*board*/)
-{
-    return number("line", *step.line) + (step.is ? " to be" : " not to be") +
-           number(" inverted from column", step.from) + number(" to", step.to);
-}
-
-std::string sayFault(const Step& step, const BoardConfig& /*board*/)
-{
-    return number("GPIO", *step.fault.gpio) + ", " + std::to_string(*step.fault.calls) +
-           (step.fault.calls == 1 ? " call, " : " calls, ") +
-           (step.fault.kind == PinFault::Kind::Throw ? "by throwing" : "by returning false");
-}
-
-std::string sayFiles(const Step& step, const BoardConfig& /*board*/)
-{
-    const std::string saved = step.saveTo.empty() ? "" : "saved to " + printable(step.saveTo.string());
-    const std::string look = "the panel to look as in " + printable(step.compareWith.string());
-    return step.compareWith.empty() ? saved : look + (saved.empty() ? "" : ", " + saved);
-}
-
 } // namespace
 
-// clang-format off
 const std::vector<StepKind> stepKinds = {
-    {"delay", Form::Action, false, {""}, {},
-     [](const Step& step, const BoardConfig&) { return describe(step.time); },
-     [](const Step& step, Stage& stage) { return played(stage) < step.time ? Objection("it is not over") : std::nullopt; }},
-    {"press", Form::Action, false, {"key"}, {}, keyText,
-     [](const Step& step, Stage& stage) { stage.simulation.board.press(step.part, Stage::hand); return Objection(); }},
-    {"release", Form::Action, false, {"key"}, {}, keyText,
-     [](const Step& step, Stage& stage) { stage.simulation.board.release(step.part, Stage::hand); return Objection(); }},
-    {"tap", Form::Action, false, {"key"}, {"for"},
-     [](const Step& step, const BoardConfig& board) { return keyText(step, board) + " for " + describe(step.time); },
-     playTap},
-    {"text", Form::Observation, true, {"text"}, {"line", "whole"}, sayText, lookAtText},
-    {"inverted", Form::Observation, true, {"line"}, {"from", "to", "is"}, sayInversion, lookAtInversion},
-    {"led", Form::Observation, false, {"led", "is"}, {},
-     [](const Step& step, const BoardConfig& board) { return sayLight("LED " + ledName(board, step.part), step); },
-     [](const Step& step, Stage& stage) {
-         const Board& board = stage.simulation.board;
-         return lookAtLight("LED " + ledName(board.getConfig(), step.part), board.view().leds.at(step.part), step); }},
-    {"backlight", Form::Observation, true, {"is"}, {},
-     [](const Step& step, const BoardConfig&) { return sayLight("the backlight", step); },
-     [](const Step& step, Stage& stage) { return lookAtLight("it", stage.simulation.board.view().lcd->backlight, step); }},
-    {"output", Form::Observation, false, {"text"}, {},
-     [](const Step& step, const BoardConfig&) { return "the application to write " + inQuotes(step.text); },
-     lookAtOutput},
-    {"exit", Form::Observation, false, {}, {"status"},
-     [](const Step& step, const BoardConfig&) { return number("the application to end with status", step.status); },
-     lookAtExit},
-    {"expect-no-bus-faults", Form::Check, false, {}, {},
-     [](const Step&, const BoardConfig&) { return std::string("no faults on the LCD bus"); }, lookAtBus},
-    {"fail-pin", Form::Action, false, {"gpio"}, {"calls", "with"}, sayFault,
-     [](const Step& step, Stage& stage) { stage.simulation.board.failPin(step.fault); return Objection(); }},
-    {"take-screenshot", Form::Check, false, {}, {"save-to", "compare-with"}, sayFiles, takeScreenshot},
+    {"delay", Form::Action, false, {""}, 1, delay},
+    {"press", Form::Action, false, {"key"}, 1, press},
+    {"release", Form::Action, false, {"key"}, 1, release},
+    {"tap", Form::Action, false, {"key", "for"}, 1, tap},
+    {"text", Form::Observation, true, {"text", "line", "whole"}, 1, lookAtText},
+    {"inverted", Form::Observation, true, {"line", "from", "to", "is"}, 1, lookAtInversion},
+    {"led", Form::Observation, false, {"led", "is"}, 2, lookAtLed},
+    {"backlight", Form::Observation, true, {"is"}, 1, lookAtBacklight},
+    {"output", Form::Observation, false, {"text"}, 1, lookAtOutput},
+    {"exit", Form::Observation, false, {"status"}, 0, lookAtExit},
+    {"expect-no-bus-faults", Form::Check, false, {}, 0, lookAtBus},
+    {"fail-pin", Form::Action, false, {"gpio", "calls", "with"}, 1, failPin},
+    {"take-screenshot", Form::Check, false, {"save-to", "compare-with"}, 0, takeScreenshot},
 };
-// clang-format on
 
 } // namespace panelsim

@@ -4,10 +4,10 @@
 #include "panelsim/scenario/Scenario.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace panelsim {
@@ -35,13 +35,11 @@ struct StepKind {
         Observation ///< expect- is right or wrong at once, wait- fails when its time is over
     };
 
-    std::string_view name; ///< of an observation without expect- or wait-
+    std::string name; ///< of an observation without expect- or wait-
     Form form;
     bool needsDisplay;
-    std::vector<std::string_view> required; ///< fields; an empty name stands for a value that is no mapping
-    std::vector<std::string_view> optional; ///< more fields, without that of all waits
-    /** @return what it does or expects */
-    std::string (*say)(const Step& step, const BoardConfig& board);
+    std::vector<std::string> fields; ///< without that of all waits; an empty name stands for a value without fields
+    std::size_t required;            ///< how many of them, from the first one on, have to be given
     /**
      * Does it, or looks.
      * @return what is not as it should be or, of an action, not done; empty when the step is over

@@ -18,48 +18,36 @@ namespace {
  * is given, with ~ for the end of a line; where none is, there is to be nothing at all.
  */
 const char* const commands = R"(
-7 $p -- sh -c 'echo out; exit 7' => out~ =>
-0 $p -- sh -c 'echo err >&2' => => err~
-0 echo in >in; $p -- cat <in => in~ =>
-139 $p -- sh -c 'kill -SEGV $$' => => panelsim: the application ended by signal 11 (Segmentation fault)~The panel shows:~
+7 $p -- sh -c 'echo out; echo err >&2; exit 7' => out~ => err~
+0 echo in | $panelsim -- $panelsim -- cat => in~ => the panel is at http://127.0.0.1:
+139 $panelsim --http 127.0.0.1:0 -- sh -c 'kill -SEGV $$'
+    => => panelsim: the application ended by signal 11 (Segmentation fault)~The panel shows:~
 141 $p -- sh -c 'kill -PIPE $$' => =>
-139 $panelsim --http 127.0.0.1:0 -- sh -c 'kill -SEGV $$' => => The panel shows:~
 2 $panelsim -- ./missing 2>error; s=$?; wc -l <error; cat error >&2; exit $s
     => 1~ => panelsim: cannot start './missing': No such file or directory~
 1 echo in >in; $panelsim --http 0 -- sh -c 'cat <&7; ls -l /proc/self/fd | grep -c socket' 7<in
     => in~0~ => the panel is at http://127.0.0.1:
-0 $panelsim -- $panelsim -- echo in => in~ => the panel is at http://127.0.0.1:
-0 $p -- sh -c 'yes | head -c 300000' | tail -c 2 => y~ =>
 0 $p -- yes | head -c 2 => y~ =>
-0 $p -- sh -c 'sleep 100 & echo started' => started~ =>
+0 $p -- sh -c 'sleep 100 & yes | head -c 300000' | tail -c 2 => y~ =>
 5 $p -- sh -c 'yes & exit 5' >/dev/null => =>
-5 $p -- sh -c 'echo a; sleep 0.1; echo b; exit 5' >/dev/full => =>
-5 (trap '' CHLD; exec $p -- sh -c 'exit 5') => =>
+5 (trap '' CHLD; exec $p -- sh -c 'echo a; sleep 0.1; echo b; exit 5' >/dev/full) => =>
 0 (trap '' HUP; exec $p -- sh -c 'kill -HUP $PPID; sleep 1') => =>
 9 $p -- sh -c 'trap "exit 9" HUP; kill -HUP $PPID; sleep 100 & wait' => =>
 0 { $p --timeout 300ms -- yes; echo status $? >&2; } | sleep 4 => => status 42~
 0 { $p --draw --timeout 1s -- sh -c 'yes & $frontpanel led 1 on; yes >&2'; echo $? >status; } 2>&1 |
     for i in $(seq 600); do [ -s status ] && cat status && break; sleep 0.1; done => 42~ =>
 0 $p --panel outdoor -- $frontpanel detect => outdoor~ =>
-0 $p --panel-id 5 -- $frontpanel detect => outdoor~ =>
+1 $p --panel-id 15 --stuck 4:0 -- $frontpanel detect => unknown front panel type: 14 => ID lines
 0 $p --silent-chip -- $frontpanel print Hello => WARNING: value  =>
 0 $p --chip ra8803 --draw -- $frontpanel print Hello => │ Hello   =>
-1 $p --stuck 4:0 -- $frontpanel detect => unknown front panel type: 14 => ID lines
-0 $p --stuck 23:1 --draw -- $frontpanel led 0 on => LEDs ● ○ ○ ● ○ ○ ○ ○   keys =>
 0 $p --draw --keys 1 --key-names Up --leds 2 --led-names A,B --led-colours red,green -- $frontpanel led 0 on --led-count 2
     => A (red)  ○ B    keys  Up~ =>
 0 $p --draw --inverted-leds 1,28 -- sh -c '$frontpanel led 1 off; $frontpanel print a'
     => display on, backlight off~LEDs ○ ● ○ ○ ○ ○ ○ ○   keys  0   1   2~ =>
 0 $p --led-base 200 --leds 3 -- $frontpanel led 2 on --led-base 200 --led-count 3 => =>
-1 $p -- $frontpanel led 3 on --led-base 100 => => GPIO 103: no such GPIO
 1 $p --fail 23:3:throw -- $frontpanel led 3 on => => GPIO 23: made to fail~
-0 $p --fail 23:3:false -- $frontpanel led 3 on => =>
 1 $p --fail 23:1:false -- $frontpanel led 3 on => => GPIO 23
-0 $p --draw -- sh -c '$frontpanel keys --key-count 3 & sleep 1; timeout 20 $frontpanel keys --key-count 3;
-    kill -9 $!; wait $!; $frontpanel led 2 on'
-    => LEDs ○ ○ ● ○ ○ ○ ○ ○   keys  0   1   2~ => GPIO 10: in use by another process or pin object
 0 $p --vcd trace -- $frontpanel led 1 on; tail -n 3 trace | grep -A 1 ^13 | tr -d 0-9 => ~#~ =>
-2 mkfifo trace; timeout -k 20 20 $p --vcd trace -- true => => cannot open trace: No such
 2 mkfifo held; exec 3<>held; timeout -k 20 20 $p --vcd held -- sh -c 'for i in 1 2 3; do $frontpanel print a; done' >log
     => => cannot write held: Connection timed out~
 0 mkfifo a.svg; timeout -k 20 20 $p --scenario shot.yaml -- sleep 100; s=$?; head -c 4 a.svg; exit $s => <svg => passed
@@ -72,57 +60,37 @@ const char* const commands = R"(
 0 $p -- sleep 5.5 => => has not used a pin for 5 s
 0 $p -- sh -c '$frontpanel led 1 on; sleep 5.5' => =>
 0 $p --scenario led.yaml -- sh -c '$frontpanel led 3 on; exec sleep 100' => => the scenario 'n·[7m' passed~
-1 $p --scenario text.yaml -- sh -c 'echo words; exec sleep 100' => words => text.yaml:5:5: step 2, expect-text: expected 
-1 $p --scenario text.yaml --timeout 20s -- sh -c 'trap "" TERM; echo words; sleep 1' => words => step 2, expect-text
-42 $p --scenario never.yaml --timeout 300ms -- sleep 100 => => never.yaml:4:5: step 1, wait-output: stopped~
-130 $p --scenario never.yaml -- sh -c 'kill -INT $PPID; exec sleep 100' => => wait-output: stopped~
+1 $p --scenario text.yaml --timeout 20s -- sh -c 'trap "" TERM; echo words; sleep 1'
+    => words => text.yaml:5:5: step 2, expect-text: {text: Hi}: the display is off~The panel shows:~
+42 $p --scenario never.yaml --timeout 300ms -- sleep 100 => => {text: never, within: 60s}: stopped~
+130 $p --scenario never.yaml -- sh -c 'kill -INT $PPID; exec sleep 100' => => {text: never, within: 60s}: stopped~
 3 $p --scenario never.yaml -- sh -c 'kill -SEGV $$' => => ended by signal 11 (Segmentation fault)
-3 $p --scenario never.yaml -- sh -c 'exit 7' => => ended with status 7
 2 $p --scenario bad.yaml -- touch started; s=$?; ls started; exit $s => => bad.yaml:4:18: 
 2 mkdir a.svg; $p --scenario shot.yaml -- sleep 100 => => cannot write a.svg: Is a directory
-2 $panelsim --lint bad.yaml => => bad.yaml:4:18: 
 0 $panelsim --lint bad.yaml --keys 4 => bad.yaml: 1 step,  =>
 0 $p --scenario exit.yaml -- sh -c 'exit 7' => => passed
-1 $p --scenario exit.yaml -- sh -c 'exit 8' => => step 1, wait-exit: 
-3 $p --scenario begun.yaml -- sh -c 'trap "exit 9" TERM; echo begun; sleep 100 & wait'
-    => begun => the scenario passed, but the application ended with status 9~
-0 $p --scenario begun.yaml -- sh -c 'trap "echo end; exit 0" TERM; echo begun; sleep 100 & wait' => begun~end~ => passed
-2 $panelsim => => a command is needed: panelsim [OPTIONS] -- COMMAND [ARGS...]~
-2 $panelsim --no-http -- => => a command is needed
-2 $panelsim true => => 'true' comes without '--' before it
-2 $panelsim --leads 3 -- true => => unknown option '--leads'
+3 $p --scenario begun.yaml -- sh -c 'trap "echo end; exit 9" TERM; echo begun; sleep 100 & wait'
+    => begun~end~ => the scenario passed, but the application ended with status 9~
+2 $panelsim --no-http -- => => a command is needed: panelsim [OPTIONS] -- COMMAND [ARGS...]~
+2 $panelsim true => => 'true' is no option; a command comes after '--'
 2 $panelsim --panel inside -- true => => --panel: inside not in {indoor,outdoor}~
 2 $panelsim --panel-id 16 -- true => => --panel-id: '16' is not a number from 0 to 15~
-2 $panelsim --chip ra8803 --panel outdoor -- true => => --chip: the outdoor panel has no LCD~
-2 $panelsim --silent-chip --panel outdoor -- true => => --silent-chip: the outdoor panel has no LCD~
-2 $panelsim --panel outdoor --keys 3 -- true => => --key-count: the outdoor panel has 2 keys~
-2 $panelsim --panel outdoor --leds 3 -- true => => --led-count: the outdoor panel has 8 LEDs~
-2 $panelsim --panel outdoor --inverted-leds 1 -- true => => --inverted-leds: the LEDs of the outdoor panel are all active
-2 $panelsim --keys => => --key-count: a value is missing~
+2 $panelsim --panel outdoor --silent-chip -- true => => the outdoor panel has no LCD
+2 $panelsim --panel outdoor --leds 3 -- true => => the outdoor panel has 2 keys and 8 LEDs, which are active-high~
+2 $panelsim --panel outdoor --inverted-leds 1 -- true => => the outdoor panel has 2 keys and 8 LEDs
+2 $panelsim --keys => => --key-count: 1 required N missing~
 2 $panelsim --keys 010 -- true => => --key-count: '010' is not a number from 0 to 256~
-2 $panelsim --keys 257 -- true => => --key-count: '257' is not a number from 0 to 256~
 2 $panelsim --inverted-leds 1,8 -- true => => 8 is neither one of the 8 LEDs nor the backlight's GPIO 28~
-2 $panelsim --led-base 4294967288 -- true => => backlight from GPIO 4294967296 on: the highest GPIO number is 4294967295~
-2 $panelsim --led-base 4 -- true => => ID lines and LEDs overlap at GPIO 4~
-2 $panelsim --led-base 12 -- true => => keys and LEDs overlap at GPIO 12~
-2 $panelsim --led-base 32 -- true => => backlight and LCD lines overlap at GPIO 40~
-2 $panelsim --fail 20:0:throw -- true => => --fail: '20:0:throw' is not GPIO:N:throw or GPIO:N:false
-2 $panelsim --fail 77:1:throw -- true => => --fail: the panel has no GPIO 77~
-2 $panelsim --stuck 20:high -- true => => --stuck: '20:high' is not GPIO:0 or GPIO:1~
-2 $panelsim --stuck 8:1 -- true => => --stuck: the panel has no GPIO 8~
-2 $panelsim --key-names A,B -- true => => --key-names: 2 names for 3~
-2 $panelsim --led-names A,B -- true => => --led-names: 2 names for 8~
-2 $panelsim --key-names A,B,A -- true => => --key-names: "A" is empty, given twice or not printable~
-2 $panelsim --led-colours pink -- true => => --led-colours: pink not in {green,
-2 $panelsim --led-colours green,red -- true => => --led-colours: 2 colours for 8 LEDs~
-2 $panelsim --timeout 300 -- true => => --timeout: 300 has no unit
-2 $panelsim --http 1.2.3.4: -- true => => --http: '1.2.3.4:' is no address to serve on
-2 $panelsim --http 0 --no-http -- true => => --http and --no-http exclude each other~
-2 $panelsim --stay --no-http -- true => => --stay is for the page, which --no-http switches off~
-2 $panelsim --stay --scenario led.yaml -- true => => --stay: the end of the scenario ends the run~
-2 $p --vcd /no/where.vcd -- true => => cannot open /no/where.vcd: No such file or directory~
-2 $panelsim --scenario '' -- true => => --scenario: a file name is needed~
-2 $panelsim --lint led.yaml -- true => => --lint checks a file and runs nothing: leave out what is for a run~
+2 $panelsim --led-base 12 -- true => => GPIO 12 is wired twice: check the options with GPIO numbers~
+2 $panelsim --fail 20:0:throw -- true => => '20:0:throw' is not GPIO:N:throw or GPIO:N:false
+2 $panelsim --fail 77:1:throw -- true => => GPIO 77: no such GPIO on this board
+2 $panelsim --key-names A,B -- true => => --key-names: 2 for 3~
+2 $panelsim --key-names A,B,A -- true => => --key-names: a name is given twice~
+2 $panelsim --timeout 300 -- true => => 300 has no unit
+2 $panelsim --http 0 --no-http -- true => => --http excludes --no-http~
+2 $panelsim --vcd /no/where.vcd -- true => => cannot open /no/where.vcd: No such file or directory~
+2 $panelsim --scenario '' -- true => => --scenario: "" is empty or not printable~
+2 $panelsim --lint led.yaml -- true => => --lint runs no command~
 2 $panelsim --lint nothing.yaml => => nothing.yaml: cannot read: No such file or directory~
 )";
 
