@@ -55,10 +55,7 @@ std::string helloEvent(Board::Hand page, const std::string& command, const Board
     for (unsigned key = 0; key < board.keyCount; ++key) {
         keys.push_back((board.keyNames.empty() ? "Key " : "") + keyName(board, key));
     }
-    // Lines of the log have the same numbers as long as this is the same.
-    static const auto run = std::chrono::system_clock::now().time_since_epoch().count();
     return event("hello", {{"client", page},
-                           {"run", std::to_string(run)},
                            {"version", PANELSIM_VERSION},
                            {"panel", board.panel},
                            {"command", command},
