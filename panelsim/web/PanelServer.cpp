@@ -187,6 +187,13 @@ void PanelServer::update()
         return;
     }
     updateDue = now + betweenUpdates;
+    MHD_UNSIGNED_LONG_LONG wait = 0;
+    for (int round = 0; round < mostRounds && wait == 0; ++round) {
+        MHD_run(daemon.get());
+        if (MHD_get_timeout(daemon.get(), &wait) != MHD_YES) {
+            break;
+        }
+    }
     state = streams.empty() ? "" : stateEvent(simulation, restart);
     for (auto& [page, stream] : streams) {
         if (stream.suspended) {
@@ -197,13 +204,7 @@ void PanelServer::update()
             }
         }
     }
-    MHD_UNSIGNED_LONG_LONG wait = 0;
-    for (int round = 0; round < mostRounds && wait == 0; ++round) {
-        MHD_run(daemon.get());
-        if (MHD_get_timeout(daemon.get(), &wait) != MHD_YES) {
-            break;
-        }
-    }
+    MHD_run(daemon.get());
 }
 
 /**
