@@ -1,9 +1,8 @@
 // Drives the page of the real simulator, with the tool's demo as its application, in a browser.
 // PANELSIM and FRONTPANEL are the paths of the two programs, CHROMIUM that of the browser.
 import assert from "node:assert/strict";
-import {spawn} from "node:child_process";
+import {execFileSync, spawn} from "node:child_process";
 import {once} from "node:events";
-import {readFileSync, readdirSync} from "node:fs";
 import {createInterface} from "node:readline";
 import {after, before, test} from "node:test";
 import {chromium} from "playwright-core";
@@ -80,13 +79,6 @@ const smallestContrast = (page, selectors) => page.evaluate((wanted) => {
     return (light + 0.05) / (dark + 0.05);
   }));
 }, selectors);
-
-function killApplication(panelsimPid) {
-  const tasks = readdirSync(`/proc/${panelsimPid}/task`);
-  const childrenOf = (task) => readFileSync(`/proc/${panelsimPid}/task/${task}/children`, "utf8").split(" ");
-  const isApplication = (pid) => pid && readFileSync(`/proc/${pid}/cmdline`, "utf8").includes("frontpanel");
-  process.kill(Number(tasks.flatMap(childrenOf).find(isApplication)), "SIGKILL");
-}
 
 before(async () => {
   assert.ok(PANELSIM && FRONTPANEL, "PANELSIM and FRONTPANEL must be the paths of the two programs");
@@ -200,7 +192,7 @@ test("a key is released when the server does not hear of it, when nobody sees th
 test("a page says how the application ended, and starts it again; all text is legible in both schemes", async (t) => {
   const panelsim = await startPanelsim();
   const {page, shows, key} = await open(t, panelsim.url);
-  killApplication(panelsim.pid);
+  execFileSync("pkill", ["-KILL", "-P", String(panelsim.pid)]);
   await shows("#banner-text", "The application ended by signal 9");
   await shows("#app-state", "ended");
   assert.ok(await key(0).isDisabled());
