@@ -32,7 +32,8 @@ constexpr int mostRounds = 100;               // of requests and answers until o
 constexpr auto betweenUpdates = 15ms;         // a person sees no delay
 constexpr auto heartbeat = 1s;                // by which either side notices that the other has gone
 constexpr auto patienceAtTheEnd = 1s;         // with pages that take nothing
-constexpr std::size_t enoughLogBytes = 16384; // in one event
+constexpr auto pauseOfLog = 200ms;            // what a browser needs for many lines
+constexpr std::size_t enoughLogBytes = 65536; // in one event
 
 struct Route {
     std::string_view method;
@@ -323,7 +324,8 @@ std::string PanelServer::newEvents(Stream& stream) const
     if (stream.state != state) {
         events = stream.state = state;
     }
-    if (stream.log != version) {
+    if (stream.log != version && (now >= stream.logDue || finishing)) {
+        stream.logDue = now + pauseOfLog;
         const AppLog::Lines lines = simulation.log.linesFrom(stream.nextLine, enoughLogBytes);
         const auto begun =
             std::find_if(lines.lines.begin(), lines.lines.end(), [](const LogLine& line) { return !line.complete; });

@@ -62,6 +62,7 @@ private:
         std::string state = {};         ///< event that was sent last
         std::uint64_t log = 0;          ///< version that was sent
         std::uint64_t nextLine = 0;     ///< of the log
+        Clock::time_point logDue = {};  ///< when the next lines may be sent
         Clock::time_point beatDue = {}; ///< when something has to be sent
         bool suspended = false;
     };

@@ -308,7 +308,7 @@ const logLines = byId("log-lines");
 let cleared = 0; // time of the last line that was cleared
 let following = true; // its end, until the user scrolls up
 
-function makeRow({time, source, text}, number) {
+function makeRow({time, source, text, number}) {
   const clock = `${new Date(time).toTimeString().slice(0, 8)}.${String(time % 1000).padStart(3, "0")}`;
   const row = Object.assign(make("div", `line ${source}`), {time, number});
   row.append(make("time", "", clock), make("span", "source", source), make("span", "text", text));
@@ -320,7 +320,8 @@ function showLog({first, lines}) {
   while (logLines.lastElementChild?.number >= first) {
     logLines.lastElementChild.remove();
   }
-  logLines.append(...lines.map((line, i) => makeRow(line, first + i)).filter(({time}) => time > cleared));
+  const rows = lines.map((line, i) => ({...line, number: first + i})).filter(({time}) => time > cleared);
+  logLines.append(...rows.slice(-keptLines).map(makeRow));
   while (logLines.children.length > keptLines) {
     logLines.firstElementChild.remove();
   }
