@@ -29,7 +29,7 @@ using frontpanelhw::fp::IndoorFpImpl;
 using Waits = std::vector<timespec>;
 using Work = std::function<void()>;
 
-Waits* recorded = nullptr; ///< where the waits go that are made now, if they are asked for
+Waits* recorded = nullptr; ///< takes the waits while work is recorded; else null
 
 } // namespace
 
@@ -78,9 +78,8 @@ double microsecondsOf(const Work& work)
 }
 
 /**
- * Each round does both, and the one that goes first changes. The median of the differences is
- * reported, not the difference of two medians: other work on the machine delays some rounds by far more than the
- * difference.
+ * Each round does both, and the one that goes first changes. The median of the differences is reported, not the
+ * difference of two medians: other work on the machine delays some rounds by far more than the difference.
  */
 void report(const std::string& row, unsigned rounds, const Work& measured, const Work& floor)
 {

@@ -155,7 +155,7 @@ void addRunOptions(CLI::App& app, Options& options)
     app.option_defaults()->group("Options");
     CLI::Option* const http =
         app.add_option_function<std::string>(
-               "--http", [&options](const std::string& text) { options.http = parseHttpAddress(text); },
+               "--http", [&options](const std::string& text) { options.http = text; },
                "Serve the page there; port 0 takes any free one. Without this option: 127.0.0.1:8080 or, when it is "
                "taken, any free port of 127.0.0.1, and no page with --scenario")
             ->type_name("[ADDR:]PORT");

@@ -11,7 +11,6 @@
 #include "panelsim/web/PanelServer.h"
 #include "panelsim/wire/PinServer.h"
 
-#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
@@ -30,7 +29,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using Outcome = ScenarioResult::Outcome;
 
-constexpr std::uint16_t usualPort = 8080;
+constexpr const char* usualPort = "8080";
 constexpr auto hintAfter = 5s;
 constexpr auto graceAfterSignal = 5s;
 constexpr auto killingTime = 1s; // each process that is killed may leave others behind
@@ -38,7 +37,7 @@ constexpr auto killingTime = 1s; // each process that is killed may leave others
 constexpr auto restBeforeDrawing = 80ms;
 constexpr auto longestUndrawn = 1s;
 constexpr int playingTick = 2; // milliseconds
-constexpr int usualTick = 50;  // milliseconds
+constexpr int usualTick = 20;  // milliseconds
 
 /** A run of panelsim. */
 class Simulator {
@@ -78,12 +77,14 @@ public:
         while (!application->hasEnded() || killDue || player || staying) {
             application->copyOutput(signals.descriptor(), player ? playingTick : usualTick);
             takeSignals();
-            restartIfWanted();
             takeEndOfApplication();
             if (const auto end = player ? player->advance() : std::nullopt) {
                 endScenario(*end);
             }
             checkDeadlines();
+            if (page) {
+                page->update();
+            }
             draw(false);
             if (trace) {
                 trace->flush();
@@ -104,16 +105,16 @@ private:
         for (const std::string& word : options.command) {
             command += (command.empty() ? "" : " ") + word;
         }
-        const auto serve = [&](const HttpAddress& address) {
-            page.emplace(simulation, command, address, [this] { restartWanted = true; });
+        const auto serve = [&](const std::string& address) {
+            page.emplace(simulation, command, address, [this] { restart(); });
         };
         try {
-            serve(options.http.value_or(HttpAddress{"127.0.0.1", usualPort}));
+            serve(options.http.value_or(usualPort));
         } catch (const std::exception&) {
             if (options.http) {
                 throw;
             }
-            serve(HttpAddress()); // any free port
+            serve("0"); // any free port
         }
     }
 
@@ -122,7 +123,7 @@ private:
         simulation.board.clearBusFaults();
         operationsAtStart = simulation.board.pinOperations();
         application.emplace(options.command, simulation.log);
-        setState({AppState::Phase::Running, 0});
+        simulation.app = {AppState::Phase::Running, 0};
         hintDue = Clock::now() + hintAfter;
     }
 
@@ -153,11 +154,8 @@ private:
         }
     }
 
-    void restartIfWanted()
+    void restart()
     {
-        if (!restartWanted.exchange(false) || !staying) {
-            return;
-        }
         try {
             remark("the application is started again");
             startApplication();
@@ -180,7 +178,7 @@ private:
                 application->sendSignal(SIGTERM); // to what it has left behind
             }
             // The state comes last: whoever sees it finds all that the application wrote in the log.
-            setState(*state);
+            simulation.app = *state;
         }
         if (application->hasEnded() && !application->hasLeftOthers()) {
             killDue.reset();
@@ -297,12 +295,6 @@ private:
         return static_cast<int>(Outcome::ApplicationFailed);
     }
 
-    void setState(const AppState& state)
-    {
-        simulation.app = state;
-        simulation.changes.notify();
-    }
-
     void remark(const std::string& text)
     {
         say(text);
@@ -315,7 +307,6 @@ private:
     Simulation simulation;
     std::optional<VcdTrace> trace;
     PinServer pins;
-    std::atomic<bool> restartWanted{false};
     std::optional<PanelServer> page;
     std::optional<AppProcess> application;
     std::optional<ScenarioPlayer> player;

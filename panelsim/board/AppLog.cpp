@@ -4,10 +4,6 @@
 
 namespace panelsim {
 
-AppLog::AppLog(ChangeSignal& signal) : changes(signal)
-{
-}
-
 void AppLog::append(LogLine::Source source, std::string_view bytes)
 {
     const Lock lock(mutex);
@@ -23,7 +19,6 @@ void AppLog::append(LogLine::Source source, std::string_view bytes)
         }
     }
     ++appended;
-    changes.notify();
 }
 
 void AppLog::endLine(LogLine::Source source)
@@ -31,7 +26,6 @@ void AppLog::endLine(LogLine::Source source)
     const Lock lock(mutex);
     complete(source);
     ++appended;
-    changes.notify();
 }
 
 void AppLog::remark(std::string_view text)

@@ -60,7 +60,7 @@ Objection release(const Step& step, Stage& stage)
 Objection tap(const Step& step, Stage& stage)
 {
     const Simulation& simulation = stage.simulation;
-    const bool givenUp = played(stage) >= step.time + readPatience || simulation.app.load().hasEnded();
+    const bool givenUp = played(stage) >= step.time + readPatience || simulation.app.hasEnded();
     const bool isRead = givenUp || simulation.board.keyReads(step.part) != stage.keyReads;
     if (stage.phase == 2) {
         return isRead ? Objection() : "the key is released";
@@ -124,7 +124,7 @@ Objection lookAtOutput(const Step& step, Stage& stage)
 
 Objection lookAtExit(const Step& step, Stage& stage)
 {
-    const AppState app = stage.simulation.app.load();
+    const AppState app = stage.simulation.app;
     stage.endAccepted = app.hasEnded();
     const bool isRight = app.hasEnded() && app.shellStatus() == static_cast<int>(step.status);
     return isRight ? Objection() : (app.hasEnded() ? "the application has " : "the application is ") + describe(app);

@@ -21,10 +21,10 @@ function setItems(list, texts) {
   while (list.children.length > texts.length) {
     list.lastElementChild.remove();
   }
-  texts.forEach((text, i) => setText(list.children[i] ?? list.appendChild(document.createElement("li")), text));
+  texts.forEach((text, i) => setText(list.children[i] ?? list.appendChild(make("li")), text));
 }
 
-function make(tag, className, text) {
+function make(tag, className = "", text = "") {
   const node = document.createElement(tag);
   node.className = className;
   node.textContent = text;
@@ -36,7 +36,6 @@ function make(tag, className, text) {
 let client; // the server's number for this page, while they are connected
 let source; // of the server's events, while they are connected or to be so soon
 let nextTry; // timer
-let run; // of panelsim: another one counts its lines from 0 on again
 let command = "";
 let gone = ""; // why there is no connection
 let complaint = ""; // of the server about the last request
@@ -44,17 +43,14 @@ let app = {running: true, text: "connecting"};
 
 function connect() {
   source = new EventSource("events");
-  const on = (name, action) => source.addEventListener(name, (event) => {
-    tryAgainIn(longestSilence);
-    action(JSON.parse(event.data));
-  });
-  on("hello", begin);
-  on("state", showState);
-  on("log", showLog);
-  on("alive", () => {});
+  for (const [name, show] of Object.entries({hello: begin, state: showState, log: showLog, alive: () => {}})) {
+    source.addEventListener(name, ({data}) => {
+      tryAgainIn(longestSilence);
+      show(JSON.parse(data));
+    });
+  }
   source.addEventListener("error", ({target}) => {
-    const refused = target.readyState === EventSource.CLOSED;
-    lose(refused ? "panelsim does not accept this page" : undefined);
+    lose(target.readyState === EventSource.CLOSED ? "panelsim does not accept this page" : undefined);
     tryAgainIn(retryTime);
   });
   tryAgainIn(longestSilence);
@@ -100,9 +96,7 @@ function begin(hello) {
   byId("command").title = command; // where there is no room for all of it
   setText(byId("panel-kind"), hello.panel);
   setText(byId("version"), `panelsim ${hello.version}`);
-  shownFrom = hello.run === run ? shownFrom : 0;
-  run = hello.run;
-  clearLog();
+  logLines.replaceChildren();
   makeKeys(hello.keys);
 }
 
@@ -137,17 +131,13 @@ function makeKeys(names) {
 
 function makeKey(name, number) {
   const key = make("button", "key", name);
-  key.append(make("span", "key-state", ""));
-  key.lastElementChild.ariaHidden = "true"; // aria-pressed says it
   key.addEventListener("pointerdown", (event) => {
     if (event.button === 0) {
       key.setPointerCapture(event.pointerId);
       hold(number, `pointer ${event.pointerId}`);
     }
   });
-  for (const end of ["pointerup", "pointercancel", "lostpointercapture"]) {
-    key.addEventListener(end, (event) => letGo(`pointer ${event.pointerId}`));
-  }
+  key.addEventListener("lostpointercapture", (event) => letGo(`pointer ${event.pointerId}`));
   key.addEventListener("contextmenu", (event) => event.preventDefault());
   key.addEventListener("click", (event) => {
     if (event.detail === 0) { // of no pointer: a screen reader, say
@@ -227,7 +217,7 @@ addEventListener("keydown", (event) => {
     return;
   }
   const key = keyFor(event);
-  if (key !== undefined || (/^(Arrow.*|[0-9])$/.test(event.key) && event.target !== byId("log-lines"))) {
+  if (key !== undefined || (/^(Arrow.*|[0-9])$/.test(event.key) && event.target !== logLines)) {
     event.preventDefault(); // no click besides, and the display stays in sight
   }
   if (key !== undefined && !event.repeat) {
@@ -259,10 +249,9 @@ function showState(state) {
   showDrawing(state.svg);
   keyButtons().forEach((key, number) => {
     key.ariaPressed = String(state.keys[number]);
-    setText(key.lastElementChild, state.keys[number] ? "pressed" : "");
   });
   setText(byId("controller"), state.controller);
-  byId("bus-title").hidden = byId("bus").hidden = state.bus.length === 0;
+  byId("bus-title").hidden = state.bus.length === 0;
   byId("bus").className = state.hasBusFaults ? "bad" : "good";
   setItems(byId("bus"), state.bus);
 }
@@ -276,8 +265,7 @@ function showApp() {
   byId("banner").hidden = text === "";
   byId("banner").className = `banner ${bad ? "bad" : ""}`;
   byId("restart").hidden = gone !== "" || !app.restart;
-  const state = gone ? "no connection" : app.running ? app.text : "ended";
-  setText(byId("app-state"), state);
+  setText(byId("app-state"), gone ? "no connection" : app.running ? app.text : "ended");
   byId("app-state").className = `badge ${bad ? "bad" : app.running ? "good" : ""}`;
   setText(byId("app-text"), app.text + (app.hint ?? ""));
   document.body.classList.toggle("stale", gone !== "");
@@ -291,11 +279,11 @@ function showDrawing(svg) {
     return;
   }
   drawing = svg;
-  const face = document.importNode(new DOMParser().parseFromString(svg, "image/svg+xml").documentElement, true);
+  byId("face").innerHTML = svg;
+  const face = byId("face").firstElementChild;
   const words = face.querySelector("desc"); // which the list below has line by line
   setItems(byId("words"), words.textContent.split("\n"));
   words.remove();
-  byId("face").replaceChildren(face);
   byId("face").style.aspectRatio = `${face.viewBox.baseVal.width} / ${face.viewBox.baseVal.height}`;
   clearTimeout(newsTimer);
   newsTimer = setTimeout(() => {
@@ -316,52 +304,42 @@ byId("restart").addEventListener("click", async ({target}) => {
 
 // ---- The log ----
 
-const rows = new Map(); // by number of the line
-let shownFrom = 0; // number of the first line since the log was cleared
+const logLines = byId("log-lines");
+let cleared = 0; // time of the last line that was cleared
 let following = true; // its end, until the user scrolls up
 
-function makeRow({time, source, text}) {
-  const row = make("div", `line ${source}`, "");
-  const clock = new Date(time).toTimeString().slice(0, 8);
-  row.append(make("time", "", `${clock}.${String(time % 1000).padStart(3, "0")}`));
-  row.append(...(source ? [make("span", "source", source)] : []), make("span", "text", text));
+function makeRow({time, source, text, number}) {
+  const clock = `${new Date(time).toTimeString().slice(0, 8)}.${String(time % 1000).padStart(3, "0")}`;
+  const row = Object.assign(make("div", `line ${source}`), {time, number});
+  row.append(make("time", "", clock), make("span", "source", source), make("span", "text", text));
   return row;
 }
 
+/** The lines take the place of those that are shown from the first one on. */
 function showLog({first, lines}) {
-  const from = Math.max(shownFrom, first + lines.length - keptLines);
-  lines.forEach((line, i) => {
-    if (rows.has(first + i)) {
-      rows.get(first + i).lastElementChild.textContent = line.text;
-    } else if (first + i >= from) {
-      rows.set(first + i, byId("log-lines").appendChild(makeRow(line)));
-    }
-  });
-  [...rows.keys()].slice(0, Math.max(rows.size - keptLines, 0)).forEach(removeRow);
+  while (logLines.lastElementChild?.number >= first) {
+    logLines.lastElementChild.remove();
+  }
+  const rows = lines.map((line, i) => ({...line, number: first + i})).filter(({time}) => time > cleared);
+  logLines.append(...rows.slice(-keptLines).map(makeRow));
+  while (logLines.children.length > keptLines) {
+    logLines.firstElementChild.remove();
+  }
   followLog();
-}
-
-function removeRow(number) {
-  rows.get(number).remove();
-  rows.delete(number);
-}
-
-function clearLog() {
-  [...rows.keys()].forEach(removeRow);
 }
 
 function followLog() {
   if (following) {
-    byId("log-lines").scrollTop = byId("log-lines").scrollHeight;
+    logLines.scrollTop = logLines.scrollHeight;
   }
 }
 
 byId("clear").addEventListener("click", () => {
-  shownFrom = Math.max(shownFrom, ...[...rows.keys()].map((number) => number + 1));
-  clearLog();
+  cleared = Math.max(cleared, ...[...logLines.children].map(({time}) => time));
+  logLines.replaceChildren();
 });
-byId("log-lines").addEventListener("scroll", ({target}) => {
+logLines.addEventListener("scroll", ({target}) => {
   following = target.scrollHeight - target.scrollTop - target.clientHeight < 30;
 });
-new ResizeObserver(followLog).observe(byId("log-lines"));
+new ResizeObserver(followLog).observe(logLines);
 followVisibility();
