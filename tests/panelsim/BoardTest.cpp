@@ -274,7 +274,7 @@ TEST(AppLog, PutsPiecesTogetherToLinesAndKeepsTheLast)
             log.append(Source::Error, "e\n");
         }
     };
-    append(AppLog::mostOvertaking);
+    append(20);
     EXPECT_EQ(text(6, 1), "6: y... more");
     append(1);
     EXPECT_EQ(text(6, 1), "6: y; more") << "overtaken by many";

@@ -58,7 +58,7 @@ const char* const commands = R"(
 0 $p --draw -- sh -c '$frontpanel keys --key-count 3 & sleep 1; timeout 20 $frontpanel keys --key-count 3;
     kill -9 $!; wait $!; $frontpanel led 2 on'
     => LEDs ○ ○ ● ○ ○ ○ ○ ○   keys  0   1   2~ => GPIO 10: in use by another process or pin object
-0 $p --vcd trace -- $frontpanel led 1 on; tail -n 3 trace | grep -A 1 ^13 | tr -d 0-9 => ~#~ =>
+0 $p --vcd trace -- $frontpanel led 1 on; tail -n 3 trace | grep -A 1 ^16 | tr -d 0-9 => ~#~ =>
 2 mkfifo trace; timeout -k 20 20 $p --vcd trace -- true => => cannot open trace: No such
 2 mkfifo held; exec 3<>held; timeout -k 20 20 $p --vcd held -- sh -c 'for i in 1 2 3; do $frontpanel print a; done' >log
     => => cannot write held: Connection timed out~
