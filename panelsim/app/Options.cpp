@@ -192,7 +192,7 @@ std::vector<Row> runRows(Options& options)
         {"--http", "[ADDR:]PORT",
          "Serve the page there; port 0 takes any free one. Without this option: 127.0.0.1:8080 or, when it is taken, "
          "any free port of 127.0.0.1, and no page with --scenario",
-         [&](const std::string& text) { options.http = parseHttpAddress(text); }},
+         [&](const std::string& text) { options.http = text; }},
         {"--no-http", "", "Serve no page", flag(options.noHttp)},
         {"--stay", "",
          "Serve the page until interrupted, also after the application has ended; at a terminal this is so when it "

@@ -2,7 +2,6 @@
 
 #include "panelsim/board/Board.h"
 #include "panelsim/board/BoardConfig.h"
-#include "panelsim/web/HttpAddress.h"
 
 #include <chrono>
 #include <filesystem>
@@ -16,7 +15,7 @@ namespace panelsim {
 struct Options {
     BoardConfig board;
     std::vector<std::string> command; ///< the application's, with its arguments
-    std::optional<HttpAddress> http;  ///< where the page is served, if the user said so
+    std::optional<std::string> http;  ///< where the page is served, if the user said so
     bool noHttp = false;
     bool stay = false;              ///< whether the page outlives the application
     bool draw = false;              ///< whether the panel is drawn on standard output

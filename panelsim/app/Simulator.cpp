@@ -13,14 +13,14 @@ namespace {
 using namespace std::chrono_literals;
 using Outcome = ScenarioResult::Outcome;
 
-constexpr std::uint16_t usualPort = 8080;
+constexpr const char* usualPort = "8080";
 constexpr auto hintAfter = 5s;
 constexpr auto graceAfterSignal = 5s;
 constexpr auto betweenKills = 50ms;
 constexpr auto betweenFlushes = 200ms;
 constexpr int mostKills = 20;
 constexpr int playingTick = 2; // milliseconds
-constexpr int usualTick = 50;  // milliseconds
+constexpr int usualTick = 20;  // milliseconds
 
 } // namespace
 
@@ -50,16 +50,16 @@ void Simulator::openPage()
     for (const std::string& word : options.command) {
         command += (command.empty() ? "" : " ") + word;
     }
-    const auto serve = [&](const HttpAddress& address) {
-        page.emplace(simulation, command, address, [this] { restartWanted = true; });
+    const auto serve = [&](const std::string& address) {
+        page.emplace(simulation, command, address, [this] { restart(); });
     };
     try {
-        serve(options.http.value_or(HttpAddress{"127.0.0.1", usualPort}));
+        serve(options.http.value_or(usualPort));
     } catch (const std::exception&) {
         if (options.http) {
             throw;
         }
-        serve(HttpAddress()); // any free port
+        serve("0"); // any free port
     }
 }
 
@@ -82,12 +82,14 @@ int Simulator::run()
     while (!application->hasEnded() || killDue || player || staying) {
         application->copyOutput(signals.descriptor(), player ? playingTick : usualTick);
         takeSignals();
-        restartIfWanted();
         takeEndOfApplication();
         if (const auto end = player ? player->advance() : std::nullopt) {
             endScenario(*end);
         }
         checkDeadlines();
+        if (page) {
+            page->update();
+        }
         if (printer) {
             printer->update(false);
         }
@@ -116,7 +118,7 @@ void Simulator::startApplication()
     simulation.board.clearBusFaults();
     operationsAtStart = simulation.board.pinOperations();
     application.emplace(options.command, signals.previousMask(), simulation.log);
-    setState({AppState::Phase::Running, 0});
+    simulation.app = {AppState::Phase::Running, 0};
     hintDue = Clock::now() + hintAfter;
 }
 
@@ -145,11 +147,8 @@ void Simulator::takeSignals()
     }
 }
 
-void Simulator::restartIfWanted()
+void Simulator::restart()
 {
-    if (!restartWanted.exchange(false) || !staying) {
-        return;
-    }
     try {
         remark("the application is started again");
         startApplication();
@@ -173,7 +172,7 @@ void Simulator::takeEndOfApplication()
             application->sendSignal(SIGTERM); // to what it has left behind
         }
         // The state comes last: whoever sees it finds all that the application wrote in the log.
-        setState(*state);
+        simulation.app = *state;
     }
     if (application->hasEnded() && !application->hasLeftOthers()) {
         killDue.reset();
@@ -279,12 +278,6 @@ int Simulator::judge() const
     }
     say("the scenario passed, but the application " + describe(end) + "\n" + describeSituation(simulation));
     return exitStatus::applicationFailure;
-}
-
-void Simulator::setState(const AppState& state)
-{
-    simulation.app = state;
-    simulation.changes.notify();
 }
 
 void Simulator::remark(const std::string& text)

@@ -10,7 +10,6 @@
 #include "panelsim/web/PanelServer.h"
 #include "panelsim/wire/PinServer.h"
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -51,7 +50,7 @@ private:
     void openPage();
     void startApplication();
     void takeSignals();
-    void restartIfWanted();
+    void restart();
     void takeEndOfApplication();
     void stayOrEnd(const AppState& state);
     void endScenario(const ScenarioResult& end);
@@ -59,7 +58,6 @@ private:
     void killApplication();
     void askApplicationToEnd();
     int judge() const;
-    void setState(const AppState& state);
     void remark(const std::string& text);
 
     const Signals signals; // the first: threads that the others start block them, too
@@ -68,7 +66,6 @@ private:
     Simulation simulation;
     std::optional<VcdTrace> trace;
     PinServer pins;
-    std::atomic<bool> restartWanted{false};
     std::optional<PanelServer> page;
     std::optional<PanelPrinter> printer;
     std::optional<AppProcess> application;

@@ -6,10 +6,6 @@
 
 namespace panelsim {
 
-AppLog::AppLog(ChangeSignal& signal) : changes(signal)
-{
-}
-
 void AppLog::append(LogLine::Source source, std::string_view bytes)
 {
     const Lock lock(mutex);
@@ -32,7 +28,6 @@ void AppLog::append(LogLine::Source source, std::string_view bytes)
         lines.pop_front();
     }
     ++appended;
-    changes.notify();
 }
 
 void AppLog::endLine(LogLine::Source source)
@@ -40,7 +35,6 @@ void AppLog::endLine(LogLine::Source source)
     const Lock lock(mutex);
     complete(source);
     ++appended;
-    changes.notify();
 }
 
 void AppLog::remark(std::string_view text)

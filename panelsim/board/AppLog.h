@@ -1,7 +1,5 @@
 #pragma once
 
-#include "panelsim/board/ChangeSignal.h"
-
 #include <array>
 #include <chrono>
 #include <cstddef>
@@ -53,9 +51,6 @@ public:
         bool last = true; ///< whether no line follows them
     };
 
-    /** @param changes is notified when text has come; must outlive the log */
-    explicit AppLog(ChangeSignal& changes);
-
     /** Takes output, in pieces of any size. */
     void append(LogLine::Source source, std::string_view bytes);
     /** Ends the line that the source began, if it did. */
@@ -83,7 +78,6 @@ private:
     std::deque<LogLine>::iterator begunBy(LogLine::Source source);
     void complete(LogLine::Source source);
 
-    ChangeSignal& changes;
     mutable std::mutex mutex;
     std::deque<LogLine> lines;
     std::uint64_t firstLine = 0; ///< number of the first line that is kept

@@ -3,9 +3,7 @@
 #include "panelsim/board/AppLog.h"
 #include "panelsim/board/AppState.h"
 #include "panelsim/board/Board.h"
-#include "panelsim/board/ChangeSignal.h"
 
-#include <atomic>
 #include <utility>
 
 namespace panelsim {
@@ -15,13 +13,11 @@ struct Simulation {
     explicit Simulation(BoardConfig config, Board::Clock clock = Board::steadyTime)
         : board(std::move(config), std::move(clock))
     {
-        board.onChange([this] { changes.notify(); });
     }
 
-    ChangeSignal changes; ///< of all the others; of the application's state notified by who sets it
     Board board;
-    AppLog log{changes};
-    std::atomic<AppState> app{AppState()};
+    AppLog log;
+    AppState app;
 };
 
 } // namespace panelsim

@@ -64,7 +64,7 @@ std::chrono::steady_clock::duration played(const Stage& stage)
 Objection playTap(const Step& step, Stage& stage)
 {
     Simulation& simulation = stage.simulation;
-    const bool givenUp = played(stage) >= step.time + readPatience || simulation.app.load().hasEnded();
+    const bool givenUp = played(stage) >= step.time + readPatience || simulation.app.hasEnded();
     const bool isRead = stage.phase != 0 && simulation.board.keyReads(step.part) != stage.keyReads;
     if (stage.phase == 1 && (played(stage) < step.time || (!isRead && !givenUp))) {
         return "the key is held";
@@ -115,7 +115,7 @@ Objection lookAtInversion(const Step& step, Stage& stage)
 
 Objection lookAtExit(const Step& step, Stage& stage)
 {
-    const AppState app = stage.simulation.app.load();
+    const AppState app = stage.simulation.app;
     stage.endAccepted = app.hasEnded();
     if (app.hasEnded() && app.shellStatus() == static_cast<int>(step.status)) {
         return std::nullopt;

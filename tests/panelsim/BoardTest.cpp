@@ -245,8 +245,7 @@ TEST(Board, CountsHandsOnAKeyAndReadsOfIt)
 TEST(AppLog, PutsPiecesTogetherToLinesAndKeepsTheLast)
 {
     using Source = LogLine::Source;
-    ChangeSignal changes;
-    AppLog log(changes);
+    AppLog log;
     const auto text = [&](std::uint64_t number, std::size_t bytes = 9999) {
         const AppLog::Lines found = log.linesFrom(number, bytes);
         std::string lines = std::to_string(found.first) + ":";
@@ -286,8 +285,7 @@ TEST(AppLog, PutsPiecesTogetherToLinesAndKeepsTheLast)
 TEST(AppLog, FindsTextAfterAPlaceButNotInRemarks)
 {
     using Source = LogLine::Source;
-    ChangeSignal changes;
-    AppLog log(changes);
+    AppLog log;
     AppLog::Position position{};
     const std::pair<Source, const char*> pieces[] = {{Source::Simulator, "Ready\n"}, {Source::Error, "Ready, Ready"},
                                                      {Source::Output, "Ready\n"},    {Source::Error, ", Ready\n"},

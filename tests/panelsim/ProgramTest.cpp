@@ -116,7 +116,7 @@ const char* const commands = R"(
 2 $panelsim --led-colours pink -- true => => --led-colours: pink not in {green,
 2 $panelsim --led-colours green,red -- true => => --led-colours: 2 colours for 8 LEDs~
 2 $panelsim --timeout 300 -- true => => --timeout: 300 has no unit
-2 $panelsim --http 1.2.3.4: -- true => => --http: '1.2.3.4:' is no address to serve on
+2 $panelsim --http 1.2.3.4: -- true => => '1.2.3.4:' is no address to serve on
 2 $panelsim --http 0 --no-http -- true => => --http and --no-http exclude each other~
 2 $panelsim --stay --no-http -- true => => --stay is for the page, which --no-http switches off~
 2 $panelsim --stay --scenario led.yaml -- true => => --stay: the end of the scenario ends the run~
