@@ -115,13 +115,8 @@ void Board::setKey(unsigned number, Hand hand, bool pressed)
     } else {
         key.hands.erase(hand);
     }
-    const bool isPressed = !key.hands.empty();
-    if (key.other != isPressed) {
-        key.other = isPressed;
-        key.seen = false;
-        update(key);
-        listener();
-    }
+    key.other = !key.hands.empty();
+    update(key);
 }
 
 std::uint64_t Board::keyReads(unsigned key) const
@@ -150,12 +145,6 @@ PanelView Board::view() const
         view.lcd = LcdView{config.chip, chip.identified(), chip.displayOn(), backlight, chip.contrast(), chip.shown()};
     }
     return view;
-}
-
-void Board::onChange(std::function<void()> newListener)
-{
-    const Lock lock(mutex);
-    listener = std::move(newListener);
 }
 
 void Board::failPin(const PinFault& fault)
@@ -193,7 +182,6 @@ void Board::clearBusFaults()
 {
     const Lock lock(mutex);
     bus.clearFaults();
-    listener();
 }
 
 LineLevel Board::lineLevel(unsigned gpio) const
@@ -256,9 +244,6 @@ bool Board::read(unsigned gpio)
     const Lock lock(mutex);
     Line& line = lineAt(gpio);
     ++line.reads;
-    if (!std::exchange(line.seen, true)) {
-        listener();
-    }
     return line.level == LineLevel::High;
 }
 
@@ -304,7 +289,6 @@ void Board::follow(const Line& line)
 {
     const unsigned index = line.gpio - config.lcdGpioBase;
     if (!config.hasLcd || index >= dataLineCount + controlLines.size()) {
-        listener();
         return;
     }
     const bool high = line.level == LineLevel::High;
@@ -314,7 +298,6 @@ void Board::follow(const Line& line)
     } else {
         levels.*controlLines.at(index - dataLineCount) = high;
     }
-    const std::uint64_t before = bus.changeCount();
     const std::optional<unsigned char> drivenBefore = bus.drivenByte();
     bus.update(levels, time());
     const std::optional<unsigned char> driven = bus.drivenByte();
@@ -322,9 +305,6 @@ void Board::follow(const Line& line)
         Line& data = lineAt(config.lcdGpioBase + i);
         data.other = driven ? std::optional(bitOf(*driven, i)) : std::nullopt;
         update(data);
-    }
-    if (bus.changeCount() != before) {
-        listener();
     }
 }
 

@@ -88,11 +88,6 @@ public:
     /** @return how often the key's line was read */
     std::uint64_t keyReads(unsigned key) const;
     PanelView view() const;
-    /**
-     * Calls the listener whenever the view or the number of bus faults may have changed, and when a key is read for the
-     * first time after it was pressed or released, under the board's lock: it must not call the board.
-     */
-    void onChange(std::function<void()> listener);
     ///@}
 
     /** @name The laboratory */
@@ -150,7 +145,6 @@ private:
         bool claimed = false;
         std::set<Hand> hands = {}; ///< that hold it as a key
         std::uint64_t reads = 0;
-        bool seen = true; ///< whether it was read since the key was pressed or released
     };
 
     struct CountedFault {
@@ -178,7 +172,6 @@ private:
     std::vector<CountedFault> faults;
     std::uint64_t operations = 0;
     std::function<void(const LineChange&)> observer;
-    std::function<void()> listener = [] {};
 };
 
 } // namespace panelsim

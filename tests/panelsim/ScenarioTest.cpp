@@ -260,7 +260,7 @@ TEST(Scenario, PlaysEveryStep)
                      r.app.show(1, "Gr\xFC\xDF", true);
                      r.app.show(2, "\x01|");
                      r.app.light(7);
-                     r.print(times == 1 ? "o\none two\n" : times == 2 ? "\033[7m" : "");
+                     r.print(times == 1 ? "o\none two\n" : times == 2 ? "\033[7m\n" : "");
                      if (r.simulation.log.linesFrom(0).lines.back().text.find("wait-exit") != std::string::npos) {
                          r.crash();
                      }

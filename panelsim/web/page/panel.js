@@ -332,7 +332,9 @@ function showLog({first, lines}) {
   const from = Math.max(shownFrom, first + lines.length - keptLines);
   lines.forEach((line, i) => {
     if (rows.has(first + i)) {
-      rows.get(first + i).lastElementChild.textContent = line.text;
+      const row = makeRow(line); // lines that are not complete change their number
+      rows.get(first + i).replaceWith(row);
+      rows.set(first + i, row);
     } else if (first + i >= from) {
       rows.set(first + i, byId("log-lines").appendChild(makeRow(line)));
     }
