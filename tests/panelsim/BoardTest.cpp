@@ -122,8 +122,11 @@ TEST(LcdChip, ShowsAPageOfItsMemory)
     shown(0x12); // the first page stays, and the second is written
     app.clear();
     app.show(0, "z");
-    EXPECT_EQ(shown(0x10) + shown(0x20) + shown(0x30), page + "z" + std::string(74, ' ') + page);
-    EXPECT_EQ(shown(0x00) + shown(0x11), std::string(75, ' ') + page);
+    std::string pages;
+    for (const int pageRegister : {0x10, 0x20, 0x30, 0x00, 0x11}) {
+        pages += shown(pageRegister);
+    }
+    EXPECT_EQ(pages, page + "z" + std::string(74, ' ') + page + std::string(75, ' ') + page);
     app.writeRegister(0x20, 1);
     app.writeRegister(0x30, 31);
     EXPECT_EQ(shown(), std::string(25, ' ') + "ab" + std::string(48, ' '));
