@@ -1,6 +1,8 @@
 #include "panelsim/board/AppLog.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace panelsim {
 
@@ -8,15 +10,22 @@ void AppLog::append(LogLine::Source source, std::string_view bytes)
 {
     const Lock lock(mutex);
     while (!bytes.empty()) {
-        LogLine& line = openLine(source);
-        const std::string_view fitting = bytes.substr(0, longestLine - line.text.size());
+        auto line = begunBy(source);
+        if (line == lines.end()) {
+            line = lines.insert(line, LogLine{source, std::chrono::system_clock::now(), written});
+        }
+        const std::string_view fitting = bytes.substr(0, longestLine - line->text.size());
         const std::string_view taken = fitting.substr(0, fitting.find('\n'));
-        line.text += taken;
+        line->text += taken;
+        written.at(static_cast<std::size_t>(source)) += taken.size();
         bytes.remove_prefix(taken.size());
         if (!bytes.empty()) { // the line ends here, or it is full
             complete(source);
             bytes.remove_prefix(bytes.front() == '\n' ? 1 : 0);
         }
+    }
+    for (; lines.size() > keptLines; ++firstLine) {
+        lines.pop_front();
     }
     ++appended;
 }
@@ -54,56 +63,42 @@ AppLog::Lines AppLog::linesFrom(std::uint64_t number, std::size_t enoughBytes) c
 bool AppLog::find(std::string_view text, Position& position) const
 {
     const Lock lock(mutex);
-    std::uint64_t number = firstLine;
-    for (auto line = lines.begin(); line != lines.end(); ++line, ++number) {
-        const auto source = static_cast<std::size_t>(line->source);
-        if (line->source == LogLine::Source::Simulator || number < position.at(source).line) {
-            continue;
+    for (const LogLine& line : lines) {
+        const auto source = static_cast<std::size_t>(line.source);
+        const std::size_t begin = line.before.at(source);
+        const auto found = line.text.find(text, std::max(position.at(source), begin) - begin);
+        if (found != std::string::npos && line.source != LogLine::Source::Simulator) {
+            // What the other stream wrote before the line counts as searched.
+            std::transform(line.before.begin(), line.before.end(), position.begin(), position.begin(),
+                           [](std::size_t before, std::size_t searched) { return std::max(before, searched); });
+            position.at(source) = begin + found + text.size();
+            return true;
         }
-        const std::size_t column = number == position.at(source).line ? position.at(source).column : 0;
-        const auto found = line->text.find(text, column);
-        if (found == std::string::npos) {
-            continue;
-        }
-        position.at(source) = {number, found + text.size()};
-        // What the other stream wrote before is searched as well, of the line that it has not ended, too.
-        const std::size_t other = 1 - source;
-        if (const auto& open = begun.at(other); open && *open < number) {
-            position.at(other) = {*open, lines[static_cast<std::size_t>(*open - firstLine)].text.size()};
-        } else if (position.at(other).line < number) {
-            position.at(other) = {number, 0};
-        }
-        return true;
     }
     return false;
 }
 
-/** @return the line that the source has begun, or a new one */
-LogLine& AppLog::openLine(LogLine::Source source)
+/** @return the line that the source has begun; the end if there is none */
+std::deque<LogLine>::iterator AppLog::begunBy(LogLine::Source source)
 {
-    if (begunBy(source)) {
-        return lineAt(*begunBy(source));
-    }
-    const std::uint64_t number = firstLine + lines.size();
-    for (const auto each : {LogLine::Source::Output, LogLine::Source::Error}) {
-        if (begunBy(each) && number - *begunBy(each) > mostOvertaking) {
-            complete(each);
+    for (auto line = lines.end(); line != lines.begin() && !std::prev(line)->complete;) {
+        if ((--line)->source == source) {
+            return line;
         }
     }
-    if (lines.size() == keptLines) {
-        lines.pop_front();
-        ++firstLine;
-    }
-    begunBy(source) = number;
-    return lines.emplace_back(LogLine{source, std::chrono::system_clock::now()});
+    return lines.end();
 }
 
 void AppLog::complete(LogLine::Source source)
 {
-    if (begunBy(source)) {
-        lineAt(*begunBy(source)).complete = true;
-        begunBy(source).reset();
+    auto line = begunBy(source);
+    if (line == lines.end()) {
+        return;
     }
+    for (; line != lines.begin() && !std::prev(line)->complete; --line) {
+        std::swap(*line, *std::prev(line)); // those that go on come last
+    }
+    line->complete = true;
 }
 
 } // namespace panelsim

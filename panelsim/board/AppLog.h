@@ -7,7 +7,6 @@
 #include <deque>
 #include <limits>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,31 +21,28 @@ struct LogLine {
         Simulator ///< a remark of the simulator's own
     };
 
+    /** Bytes of text that each source has written since the start. */
+    using Bytes = std::array<std::size_t, 3>;
+
     Source source = Source::Output;
     std::chrono::system_clock::time_point time = {}; ///< when it began
+    Bytes before = {};                               ///< written when it began
     std::string text = {};                           ///< bytes as they were written, without the newline
     bool complete = false;                           ///< whether no more is to come
 };
 
 /**
  * What the application has written, line by line, with remarks between. It keeps the last lines only, and cuts a line
- * that grows too long or that many others have overtaken. Lines are numbered from 0 on, in the order in which they
- * began. All operations may be called from several threads.
+ * that grows too long. Lines are numbered from 0 on, in the order in which they were completed. Those that are not
+ * complete come last, and their numbers change. All operations may be called from several threads.
  */
 class AppLog {
 public:
     static constexpr std::size_t keptLines = 4000;
     static constexpr std::size_t longestLine = 1024; ///< bytes
-    static constexpr std::size_t mostOvertaking = 20;
 
-    /** A place in a line. */
-    struct Place {
-        std::uint64_t line = 0;
-        std::size_t column = 0;
-    };
-
-    /** What has been searched: all before these places in the application's standard output and error. */
-    using Position = std::array<Place, 2>;
+    /** What has been searched: so many bytes of each source. */
+    using Position = LogLine::Bytes;
 
     /** Some lines that follow each other. */
     struct Lines {
@@ -79,15 +75,13 @@ public:
 private:
     using Lock = std::lock_guard<std::mutex>;
 
-    LogLine& lineAt(std::uint64_t number) { return lines[static_cast<std::size_t>(number - firstLine)]; }
-    std::optional<std::uint64_t>& begunBy(LogLine::Source source) { return begun.at(static_cast<std::size_t>(source)); }
-    LogLine& openLine(LogLine::Source source);
+    std::deque<LogLine>::iterator begunBy(LogLine::Source source);
     void complete(LogLine::Source source);
 
     mutable std::mutex mutex;
     std::deque<LogLine> lines;
-    std::uint64_t firstLine = 0;                         ///< number of the first line that is kept
-    std::array<std::optional<std::uint64_t>, 3> begun{}; ///< by source: number of the line that is not complete
+    std::uint64_t firstLine = 0; ///< number of the first line that is kept
+    LogLine::Bytes written{};
     std::uint64_t appended = 0;
 };
 

@@ -26,11 +26,6 @@ bool bitOf(unsigned value, unsigned index)
     return (value >> index & 1U) != 0;
 }
 
-LineLevel toLevel(bool high)
-{
-    return high ? LineLevel::High : LineLevel::Low;
-}
-
 bool matches(const PinFault& fault, PinOperation operation, std::optional<unsigned> gpio)
 {
     const bool canReturnFalse = operation == PinOperation::Init || operation == PinOperation::SetValue;
@@ -46,30 +41,39 @@ std::chrono::nanoseconds Board::steadyTime()
 }
 
 Board::Board(BoardConfig boardConfig, Clock boardClock)
-    : config(std::move(boardConfig)), clock(std::move(boardClock)), keys(config.keyCount),
+    : config(std::move(boardConfig)), clock(std::move(boardClock)),
       bus(config.chip, config.shortestStrobe, config.silentChip)
 {
-    addLines(Role::Id, config.idGpioBase, idLineCount);
-    addLines(Role::Key, config.keyGpioBase, config.keyCount);
-    addLines(Role::Light, config.ledGpioBase, config.ledCount + (config.hasLcd ? 1 : 0));
+    const auto floating = [](unsigned) { return std::optional<bool>(); };
+    addLines(config.idGpioBase, idLineCount, [this](unsigned bit) { return bitOf(config.panelId, bit); });
+    addLines(config.keyGpioBase, config.keyCount, [](unsigned) { return false; });
+    addLines(config.ledGpioBase, config.ledCount + (config.hasLcd ? 1 : 0), floating);
     if (config.hasLcd) {
-        addLines(Role::LcdData, config.lcdGpioBase, dataLineCount);
-        addLines(Role::LcdControl, config.lcdGpioBase + dataLineCount, controlLines.size());
+        addLines(config.lcdGpioBase, dataLineCount, floating);
+        // The control lines that idle high are pulled up.
+        addLines(config.lcdGpioBase + dataLineCount, controlLines.size(), [](unsigned control) {
+            return LcdLevels().*controlLines.at(control) ? std::optional(true) : std::nullopt;
+        });
     }
-    for (const auto& stuck : config.stuckLines) {
-        if (lines.count(stuck.first) == 0) {
-            throw std::invalid_argument("GPIO " + std::to_string(stuck.first) + " is not on this board");
+    for (const auto& [gpio, level] : config.stuckLines) {
+        const auto found = lines.find(gpio);
+        if (found == lines.end()) {
+            throw std::invalid_argument("GPIO " + std::to_string(gpio) + " is not on this board");
         }
-        follow(lineAt(stuck.first));
+        found->second.stuck = level;
+        update(found->second);
+        follow(found->second);
     }
 }
 
-void Board::addLines(Role role, unsigned firstGpio, unsigned count)
+void Board::addLines(unsigned firstGpio, unsigned count, const std::function<std::optional<bool>(unsigned)>& drivenTo)
 {
     for (unsigned i = 0; i < count; ++i) {
-        if (!lines.emplace(firstGpio + i, Line{role, firstGpio + i, i}).second) {
+        const auto [added, isNew] = lines.emplace(firstGpio + i, Line{firstGpio + i, drivenTo(i)});
+        if (!isNew) {
             throw std::invalid_argument("GPIO " + std::to_string(firstGpio + i) + " is wired twice");
         }
+        update(added->second);
     }
 }
 
@@ -94,7 +98,7 @@ void Board::setOperationTime(std::optional<std::chrono::nanoseconds> newTime)
 
 void Board::releaseAll(Hand hand)
 {
-    for (unsigned key = 0; key < keys.size(); ++key) {
+    for (unsigned key = 0; key < config.keyCount; ++key) {
         release(key, hand);
     }
 }
@@ -102,65 +106,51 @@ void Board::releaseAll(Hand hand)
 void Board::setKey(unsigned number, Hand hand, bool pressed)
 {
     const Lock lock(mutex);
-    if (number >= keys.size()) {
+    if (number >= config.keyCount) {
         throw std::out_of_range("there is no key " + std::to_string(number));
     }
-    Key& key = keys[number];
-    const bool before = !key.hands.empty();
+    Line& key = lineAt(config.keyGpioBase + number);
     if (pressed) {
         key.hands.insert(hand);
     } else {
         key.hands.erase(hand);
     }
-    if (key.hands.empty() == before) {
-        key.seen = false;
-        notifyObserver(lineAt(config.keyGpioBase + number));
-        listener();
-    }
+    key.other = !key.hands.empty();
+    update(key);
 }
 
 std::uint64_t Board::keyReads(unsigned key) const
 {
     const Lock lock(mutex);
-    return keys.at(key).reads;
+    return lineAt(config.keyGpioBase + key).reads;
 }
 
 PanelView Board::view() const
 {
     const Lock lock(mutex);
     PanelView view;
-    for (const Key& key : keys) {
-        view.keys.push_back(!key.hands.empty());
+    for (unsigned i = 0; i < config.keyCount; ++i) {
+        view.keys.push_back(!lineAt(config.keyGpioBase + i).hands.empty());
     }
+    const auto isLit = [this](unsigned light, bool isInverted) {
+        return lineAt(config.ledGpioBase + light).level == (isInverted ? LineLevel::Low : LineLevel::High);
+    };
     for (unsigned i = 0; i < config.ledCount; ++i) {
         const auto& inverted = config.invertedLeds;
-        const bool isInverted = std::find(inverted.begin(), inverted.end(), i) != inverted.end();
-        view.leds.push_back(isLit(config.ledGpioBase + i, isInverted));
+        view.leds.push_back(isLit(i, std::find(inverted.begin(), inverted.end(), i) != inverted.end()));
     }
     if (config.hasLcd) {
         const LcdChip& chip = bus.chip();
-        const bool backlight = isLit(config.ledGpioBase + config.ledCount, config.backlightInverted);
+        const bool backlight = isLit(config.ledCount, config.backlightInverted);
         view.lcd = LcdView{config.chip, chip.identified(), chip.displayOn(), backlight, chip.contrast(), chip.shown()};
     }
     return view;
 }
 
-void Board::onChange(std::function<void()> newListener)
-{
-    const Lock lock(mutex);
-    listener = std::move(newListener);
-}
-
 void Board::failPin(const PinFault& fault)
 {
     const Lock lock(mutex);
-    faults.push_back(fault);
-}
-
-void Board::clearPinFaults()
-{
-    const Lock lock(mutex);
-    faults.clear();
+    faults.push_back({fault});
 }
 
 std::uint64_t Board::pinOperations() const
@@ -192,13 +182,12 @@ void Board::clearBusFaults()
 {
     const Lock lock(mutex);
     bus.clearFaults();
-    listener();
 }
 
 LineLevel Board::lineLevel(unsigned gpio) const
 {
     const Lock lock(mutex);
-    return levelOf(lineAt(gpio));
+    return lineAt(gpio).level;
 }
 
 void Board::observe(std::function<void(const LineChange&)> newObserver)
@@ -208,7 +197,7 @@ void Board::observe(std::function<void(const LineChange&)> newObserver)
     if (observer) {
         const std::chrono::nanoseconds start = time();
         for (const auto& [gpio, line] : lines) {
-            observer({start, gpio, levelOf(line)});
+            observer({start, gpio, line.level});
         }
     }
 }
@@ -224,14 +213,12 @@ bool Board::admit(PinOperation operation, std::optional<unsigned> gpio)
     const Lock lock(mutex);
     ++operations;
     std::optional<PinFault::Kind> due;
-    for (PinFault& fault : faults) {
-        if (matches(fault, operation, gpio) && (fault.call == 0 || --fault.call == 0)) {
+    for (auto& [fault, calls] : faults) {
+        if (matches(fault, operation, gpio) && ++calls >= fault.call &&
+            (!fault.calls || calls - fault.call < *fault.calls)) {
             due = fault.kind;
-            fault.calls = fault.calls ? std::optional(*fault.calls - 1) : std::nullopt;
         }
     }
-    const auto isSpent = [](const PinFault& fault) { return fault.calls == 0; };
-    faults.erase(std::remove_if(faults.begin(), faults.end(), isSpent), faults.end());
     if (due == PinFault::Kind::Throw) {
         throw std::runtime_error((gpio ? "GPIO " + std::to_string(*gpio) : "pin factory") + ": made to fail");
     }
@@ -252,39 +239,12 @@ void Board::unclaim(unsigned gpio)
     lineAt(gpio).claimed = false;
 }
 
-void Board::makeInput(unsigned gpio)
-{
-    const Lock lock(mutex);
-    setOutput(lineAt(gpio), std::nullopt);
-}
-
-void Board::makeOutput(unsigned gpio, bool level)
-{
-    const Lock lock(mutex);
-    setOutput(lineAt(gpio), level);
-}
-
-void Board::drive(unsigned gpio, bool level)
-{
-    const Lock lock(mutex);
-    Line& line = lineAt(gpio);
-    if (!line.output) {
-        throwGpioError(gpio, EPERM, "the line is an input");
-    }
-    setOutput(line, level);
-}
-
 bool Board::read(unsigned gpio)
 {
     const Lock lock(mutex);
-    const Line& line = lineAt(gpio);
-    if (line.role == Role::Key) {
-        ++keys[line.index].reads;
-        if (!std::exchange(keys[line.index].seen, true)) {
-            listener();
-        }
-    }
-    return levelOf(line) == LineLevel::High;
+    Line& line = lineAt(gpio);
+    ++line.reads;
+    return line.level == LineLevel::High;
 }
 
 Board::Line& Board::lineAt(unsigned gpio)
@@ -301,88 +261,50 @@ const Board::Line& Board::lineAt(unsigned gpio) const
     return found->second;
 }
 
-void Board::setOutput(Line& line, std::optional<bool> output)
+void Board::setOutput(unsigned gpio, std::optional<bool> output, bool onlyIfOutput)
 {
-    if (line.output == output) {
-        return;
+    const Lock lock(mutex);
+    Line& line = lineAt(gpio);
+    if (onlyIfOutput && !line.output) {
+        throwGpioError(gpio, EPERM, "the line is an input");
     }
-    const LineLevel before = levelOf(line);
-    line.output = output;
-    if (levelOf(line) != before) {
-        notifyObserver(line);
-    }
-    follow(line);
-}
-
-LineLevel Board::levelOf(const Line& line) const
-{
-    const auto stuck = config.stuckLines.find(line.gpio);
-    if (stuck != config.stuckLines.end()) {
-        return toLevel(stuck->second);
-    }
-    if (line.output) {
-        return toLevel(*line.output);
-    }
-    if (line.role == Role::Id) {
-        return toLevel(bitOf(config.panelId, line.index));
-    }
-    if (line.role == Role::Key) {
-        return toLevel(!keys[line.index].hands.empty());
-    }
-    if (line.role == Role::LcdData && bus.drivenByte()) {
-        return toLevel(bitOf(*bus.drivenByte(), line.index));
-    }
-    const bool isPulledUp = line.role == Role::LcdControl && LcdLevels().*controlLines.at(line.index);
-    return isPulledUp ? LineLevel::High : LineLevel::Floating;
-}
-
-bool Board::isLit(unsigned gpio, bool inverted) const
-{
-    return levelOf(lineAt(gpio)) == toLevel(!inverted);
-}
-
-void Board::notifyObserver(const Line& line)
-{
-    if (observer) {
-        observer({time(), line.gpio, levelOf(line)});
+    if (std::exchange(line.output, output) != output) {
+        update(line);
+        follow(line);
     }
 }
 
+/** Gives the line its level when what drives it has changed. */
+void Board::update(Line& line)
+{
+    const auto driven = line.stuck ? line.stuck : line.output ? line.output : line.other;
+    const LineLevel level = !driven ? LineLevel::Floating : *driven ? LineLevel::High : LineLevel::Low;
+    if (std::exchange(line.level, level) != level && observer) {
+        observer({time(), line.gpio, level});
+    }
+}
+
+/** Has the panel do what the line says. */
 void Board::follow(const Line& line)
 {
-    const bool high = levelOf(line) == LineLevel::High;
-    switch (line.role) {
-    case Role::Id:
-    case Role::Key:
-        break;
-    case Role::Light:
-        listener();
-        break;
-    case Role::LcdData:
-        levels.data[line.index] = line.output && high;
-        levels.dataDriven[line.index] = line.output.has_value();
-        updateBus();
-        break;
-    case Role::LcdControl:
-        levels.*controlLines.at(line.index) = high;
-        updateBus();
-        break;
+    const unsigned index = line.gpio - config.lcdGpioBase;
+    if (!config.hasLcd || index >= dataLineCount + controlLines.size()) {
+        return;
     }
-}
-
-void Board::updateBus()
-{
-    const std::uint64_t before = bus.changeCount();
+    const bool high = line.level == LineLevel::High;
+    if (index < dataLineCount) {
+        levels.data[index] = line.output && high;
+        levels.dataDriven[index] = line.output.has_value();
+    } else {
+        levels.*controlLines.at(index - dataLineCount) = high;
+    }
     const std::optional<unsigned char> drivenBefore = bus.drivenByte();
     bus.update(levels, time());
-    for (unsigned i = 0; i < dataLineCount && bus.drivenByte() != drivenBefore; ++i) {
-        const Line& line = lineAt(config.lcdGpioBase + i);
-        if (!line.output) {
-            notifyObserver(line);
-        }
-    }
-    if (bus.changeCount() != before) {
-        listener();
+    const std::optional<unsigned char> driven = bus.drivenByte();
+    for (unsigned i = 0; i < dataLineCount && driven != drivenBefore; ++i) {
+        Line& data = lineAt(config.lcdGpioBase + i);
+        data.other = driven ? std::optional(bitOf(*driven, i)) : std::nullopt;
+        update(data);
     }
 }
 

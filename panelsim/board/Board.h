@@ -88,19 +88,12 @@ public:
     /** @return how often the key's line was read */
     std::uint64_t keyReads(unsigned key) const;
     PanelView view() const;
-    /**
-     * Calls the listener whenever the view or the number of bus faults may have changed, and when a key is read for the
-     * first time after it was pressed or released, under the board's lock: it must not call the board.
-     */
-    void onChange(std::function<void()> listener);
     ///@}
 
     /** @name The laboratory */
     ///@{
     /** Makes pin operations fail from now on, in addition to those that fail already. */
     void failPin(const PinFault& fault);
-    /** Ends all failures of pin operations. */
-    void clearPinFaults();
     /** @return pin operations since the start, those that failed included; destroying a pin is none */
     std::uint64_t pinOperations() const;
     /** @return number of lines that pins are bound to */
@@ -133,42 +126,40 @@ public:
     void claim(unsigned gpio);
     /** The line keeps being driven as it is. */
     void unclaim(unsigned gpio);
-    void makeInput(unsigned gpio);
-    void makeOutput(unsigned gpio, bool level);
-    void drive(unsigned gpio, bool level);
+    void makeInput(unsigned gpio) { setOutput(gpio, std::nullopt); }
+    void makeOutput(unsigned gpio, bool level) { setOutput(gpio, level); }
+    void drive(unsigned gpio, bool level) { setOutput(gpio, level, true); }
     bool read(unsigned gpio);
     ///@}
 
 private:
     using Lock = std::lock_guard<std::mutex>;
 
-    enum class Role { Id, Key, Light, LcdData, LcdControl };
-
+    /** What drives a line: the first of stuck, output and other that is not empty. */
     struct Line {
-        Role role;
         unsigned gpio;
-        unsigned index; ///< among the lines of its role
+        std::optional<bool> other;       ///< by the panel
+        std::optional<bool> output = {}; ///< by the processor
+        std::optional<bool> stuck = {};
+        LineLevel level = LineLevel::Floating;
         bool claimed = false;
-        std::optional<bool> output = {}; ///< level that the processor drives it to
-    };
-
-    struct Key {
-        std::set<Hand> hands = {};
-        bool seen = false; ///< whether it was read since it was pressed or released
+        std::set<Hand> hands = {}; ///< that hold it as a key
         std::uint64_t reads = 0;
     };
 
-    void addLines(Role role, unsigned firstGpio, unsigned count);
+    struct CountedFault {
+        PinFault fault;
+        std::uint64_t calls = 0; ///< that matched
+    };
+
+    void addLines(unsigned firstGpio, unsigned count, const std::function<std::optional<bool>(unsigned)>& drivenTo);
     std::chrono::nanoseconds time() const;
     Line& lineAt(unsigned gpio);
     const Line& lineAt(unsigned gpio) const;
     void setKey(unsigned key, Hand hand, bool pressed);
-    void setOutput(Line& line, std::optional<bool> output);
-    LineLevel levelOf(const Line& line) const;
-    bool isLit(unsigned gpio, bool inverted) const;
-    void notifyObserver(const Line& line);
+    void setOutput(unsigned gpio, std::optional<bool> output, bool onlyIfOutput = false);
+    void update(Line& line);
     void follow(const Line& line);
-    void updateBus();
 
     const BoardConfig config;
     const Clock clock;
@@ -176,13 +167,11 @@ private:
     std::optional<std::chrono::nanoseconds> operationTime;
     mutable std::chrono::nanoseconds latest{0}; ///< latest time returned
     std::map<unsigned, Line> lines;             ///< by GPIO
-    std::vector<Key> keys;
-    LcdBus bus; ///< stands still on a board without LCD
+    LcdBus bus;                                 ///< stands still on a board without LCD
     LcdLevels levels;
-    std::vector<PinFault> faults; ///< with the calls left until they begin, and those left to fail
+    std::vector<CountedFault> faults;
     std::uint64_t operations = 0;
     std::function<void(const LineChange&)> observer;
-    std::function<void()> listener = [] {};
 };
 
 } // namespace panelsim

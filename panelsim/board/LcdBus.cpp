@@ -48,7 +48,6 @@ void LcdBus::update(const LcdLevels& levels, std::chrono::nanoseconds now)
     }
     if (!levels.reset && last.reset) {
         lcdChip.reset();
-        ++changes;
     }
     if (!strobed() && selected(levels) && (!levels.writeStrobe || !levels.readStrobe)) {
         beginCycle(levels, now);
@@ -69,9 +68,7 @@ void LcdBus::beginCycle(const LcdLevels& levels, std::chrono::nanoseconds now)
         report(BusFault::Kind::ChipSelectMoved, now);
     }
     if (reading && levels.reset && !silent) {
-        const bool known = lcdChip.identified();
         driven = lcdChip.read(levels.registerSelect);
-        changes += known != lcdChip.identified();
     }
 }
 
@@ -106,7 +103,6 @@ void LcdBus::endCycle(std::chrono::nanoseconds now)
     }
     if (writing && !spoilt && !silent) {
         lcdChip.write(last.registerSelect, static_cast<unsigned char>(last.data.to_ulong()));
-        ++changes;
     }
     writing = false;
     reading = false;
@@ -123,7 +119,6 @@ void LcdBus::report(BusFault::Kind kind, std::chrono::nanoseconds now)
     reportedInCycle |= bit;
     spoilt |= kind == BusFault::Kind::BothStrobes || kind == BusFault::Kind::AccessDuringReset;
     ++allFaults;
-    ++changes;
     if (firstFaults.size() < faultsKept) {
         firstFaults.push_back({kind, now});
     }

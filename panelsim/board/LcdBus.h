@@ -57,9 +57,6 @@ public:
 
     const LcdChip& chip() const { return lcdChip; }
 
-    /** @return how often the chip was written to, reset or identified, and faults seen */
-    std::uint64_t changeCount() const { return changes; }
-
     /** @return the first faults since the start or since they were cleared */
     const std::vector<BusFault>& faults() const { return firstFaults; }
 
@@ -88,7 +85,6 @@ private:
     std::optional<unsigned char> driven;
     std::vector<BusFault> firstFaults;
     std::uint64_t allFaults = 0;
-    std::uint64_t changes = 0;
 };
 
 } // namespace panelsim

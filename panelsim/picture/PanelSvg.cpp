@@ -106,6 +106,16 @@ std::string caption(Units x, Units y, const char* colour, const std::string& tex
     return line(y - 8, first, smaller) + line(y + 4, second, smaller);
 }
 
+bool beginsInversion(const std::vector<LcdCell>& line, std::size_t i)
+{
+    return line[i].inverted && (i == 0 || !line[i - 1].inverted);
+}
+
+bool endsInversion(const std::vector<LcdCell>& line, std::size_t i)
+{
+    return line[i].inverted && (i + 1 == line.size() || !line[i + 1].inverted);
+}
+
 /** @param glass its colour @param dots opacity of the dots that are set */
 std::string drawCells(const std::vector<LcdCell>& line, Units y, const char* glass, const std::string& dots)
 {
@@ -113,15 +123,9 @@ std::string drawCells(const std::vector<LcdCell>& line, Units y, const char* gla
     std::string text;
     std::string centres;
     for (std::size_t i = 0; i < line.size(); ++i) {
-        if (line[i].inverted) {
-            const bool begins = i == 0 || !line[i - 1].inverted;
-            const bool ends = i + 1 == line.size() || !line[i + 1].inverted;
-            inverted += join('M', i * cellWidth, ' ', y, "h22v38h-22z");
-            text += begins ? join("<tspan", filled(glass), opacity(100), '>') : "";
-            text += escaped(glyph(line[i].code)) + (ends ? "</tspan>" : "");
-        } else {
-            text += escaped(glyph(line[i].code));
-        }
+        inverted += line[i].inverted ? join('M', i * cellWidth, ' ', y, "h22v38h-22z") : "";
+        text += beginsInversion(line, i) ? join("<tspan", filled(glass), opacity(100), '>') : "";
+        text += escaped(glyph(line[i].code)) + (endsInversion(line, i) ? "</tspan>" : "");
         centres += join(i == 0 ? "" : " ", i * cellWidth + cellWidth / 2);
     }
     // A place for each glyph: cells align in any font.
@@ -222,15 +226,10 @@ std::string inWords(const std::vector<LcdCell>& line)
 {
     std::string glyphs;
     std::string inverted;
-    for (auto begin = line.begin(); begin != line.end();) {
-        const auto end =
-            std::find_if(begin, line.end(), [&](const LcdCell& c) { return c.inverted != begin->inverted; });
-        if (begin->inverted) {
-            inverted +=
-                join(inverted.empty() ? " (inverted: " : ", ", begin - line.begin() + 1, " to ", end - line.begin());
-        }
-        std::for_each(begin, end, [&](const LcdCell& cell) { glyphs += glyph(cell.code); });
-        begin = end;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        glyphs += glyph(line[i].code);
+        inverted += beginsInversion(line, i) ? join(inverted.empty() ? " (inverted: " : ", ", i + 1) : "";
+        inverted += endsInversion(line, i) ? join(" to ", i + 1) : "";
     }
     glyphs.erase(glyphs.find_last_not_of(' ') + 1);
     return (glyphs.empty() ? "blank" : glyphs) + inverted + (inverted.empty() ? "" : ")");

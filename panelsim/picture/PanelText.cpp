@@ -1,6 +1,5 @@
 #include "panelsim/picture/PanelText.h"
 
-#include <algorithm>
 #include <cstddef>
 
 namespace panelsim {
@@ -9,15 +8,6 @@ namespace {
 
 constexpr const char* reverseVideo = "\033[7m";
 constexpr const char* normal = "\033[0m";
-
-std::string repeat(const std::string& text, std::size_t count)
-{
-    std::string result;
-    for (std::size_t i = 0; i < count; ++i) {
-        result += text;
-    }
-    return result;
-}
 
 std::string drawCells(const std::vector<LcdCell>& line, TextStyle style)
 {
@@ -33,43 +23,41 @@ std::string drawCells(const std::vector<LcdCell>& line, TextStyle style)
     return reversed ? row + normal : row;
 }
 
-std::string drawInversion(const std::vector<LcdCell>& line)
-{
-    std::string row;
-    for (const LcdCell& cell : line) {
-        row += cell.inverted ? '^' : ' ';
-    }
-    return row;
-}
-
 std::string drawLcd(const LcdView& lcd, TextStyle style)
 {
     const std::size_t width = lcd.lines.empty() ? 0 : lcd.lines.front().size();
     const auto framed = [](const std::string& cells) { return "\u2502 " + cells + " \u2502\n"; };
-    const std::string rule = repeat("\u2500", width + 2);
+    std::string rule;
+    for (std::size_t i = 0; i < width + 2; ++i) {
+        rule += "\u2500";
+    }
     std::string text = "\u250C" + rule + "\u2510\n";
     for (const auto& line : lcd.lines) {
         const auto shown = lcd.displayOn ? line : std::vector<LcdCell>(line.size());
         text += framed(drawCells(shown, style));
-        const bool anyInverted = std::any_of(shown.begin(), shown.end(), [](const LcdCell& c) { return c.inverted; });
-        if (style == TextStyle::Plain && anyInverted) {
-            text += framed(drawInversion(shown));
+        std::string inversion;
+        for (const LcdCell& cell : shown) {
+            inversion += cell.inverted ? '^' : ' ';
+        }
+        if (style == TextStyle::Plain && inversion.find('^') != std::string::npos) {
+            text += framed(inversion);
         }
     }
-    text += "\u2514" + rule + "\u2518\n";
-    return text + describe(lcd) + "\n";
+    return text + "\u2514" + rule + "\u2518\n" + describe(lcd) + "\n";
 }
 
 std::string drawLed(const BoardConfig& config, unsigned led, bool lit, TextStyle style)
 {
+    const LedColour& colour = ledColour(config, led);
     std::string text = lit ? "\u25CF" : "\u25CB";
     if (lit && style == TextStyle::Terminal) {
-        text = ledColour(config, led).escape + text + normal;
+        text = colour.escape + text + normal;
     }
     text += config.ledNames.empty() ? "" : " " + ledName(config, led);
-    const bool inWords = lit && style == TextStyle::Plain && !config.ledColours.empty();
-    return text + (inWords ? std::string(" (") + ledColour(config, led).name + ")" : "") +
-           (config.ledNames.empty() ? "" : " ");
+    if (lit && style == TextStyle::Plain && !config.ledColours.empty()) {
+        text += std::string(" (") + colour.name + ")";
+    }
+    return text + (config.ledNames.empty() ? "" : " ");
 }
 
 } // namespace

@@ -1,33 +1,64 @@
 #include "panelsim/picture/VcdTrace.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <fcntl.h>
-#include <iterator>
 #include <poll.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace panelsim {
 
 namespace {
 
-constexpr std::size_t mostWaitingBytes = 64UL * 1024 * 1024;
-constexpr std::chrono::milliseconds flushInterval{100};
-constexpr std::chrono::seconds patienceAtEnd{2};
+constexpr std::chrono::seconds patience{2}; // with the reader of a pipe
+constexpr int betweenTries = 100;           // milliseconds
 constexpr mode_t readableByAll = 0666;
 
-/** @return a name of printable characters other than the blank, different for each index */
-std::string identifierOf(std::size_t index)
+/** @return a name of printable characters other than the blank, different for each line */
+std::string identifierOf(unsigned gpio)
 {
     constexpr char firstCharacter = '!';
-    constexpr std::size_t characters = '~' - firstCharacter + 1;
+    constexpr unsigned characters = '~' - firstCharacter + 1;
     std::string identifier;
     do {
-        identifier += static_cast<char>(firstCharacter + index % characters);
-        index /= characters;
-    } while (index != 0);
+        identifier += static_cast<char>(firstCharacter + gpio % characters);
+        gpio /= characters;
+    } while (gpio != 0);
     return identifier;
+}
+
+std::string headerFor(const BoardConfig& config)
+{
+    std::string text = "$version panelsim " PANELSIM_VERSION " $end\n$timescale 1 ns $end\n$scope module panel $end\n";
+    const auto addWire = [&](const std::string& name, unsigned gpio) {
+        text += "$var wire 1 " + identifierOf(gpio) + " " + name + " $end\n";
+    };
+    const auto addScope = [&](const char* scope, const char* wire, unsigned gpio, unsigned count,
+                              const std::vector<const char*>& controls = {}) {
+        text += std::string("$scope module ") + scope + " $end\n";
+        for (unsigned i = 0; i < count; ++i) {
+            addWire(wire + std::to_string(i), gpio++);
+        }
+        for (const char* const name : controls) {
+            addWire(name, gpio++);
+        }
+        if (!controls.empty()) {
+            addWire("backlight", config.ledGpioBase + config.ledCount);
+        }
+        text += "$upscope $end\n";
+    };
+    if (config.hasLcd) {
+        addScope("lcd", "data", config.lcdGpioBase, dataLineCount,
+                 {"register_select", "chip_select_n", "read_strobe_n", "write_strobe_n", "reset_n"});
+    }
+    addScope("keys", "key", config.keyGpioBase, config.keyCount);
+    addScope("leds", "led", config.ledGpioBase, config.ledCount);
+    addScope("id", "id", config.idGpioBase, idLineCount);
+    return text + "$upscope $end\n$enddefinitions $end\n#0\n";
 }
 
 } // namespace
@@ -37,34 +68,22 @@ VcdTrace::VcdTrace(Board& itsBoard, std::filesystem::path itsPath)
       // Without blocking: nobody may read a pipe.
       file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, readableByAll),
            ("cannot open " + path.string()).c_str()),
-      waiting(header())
+      waiting(headerFor(board.getConfig()))
 {
     board.observe([this](const LineChange& change) { record(change); });
 }
 
 VcdTrace::~VcdTrace()
 {
-    try {
-        close();
-    } catch (const std::system_error&) {
-        // Who wants to know calls close.
-    }
+    board.observe({});
+    flush();
 }
 
 void VcdTrace::close()
 {
-    if (file.get() < 0) {
-        return;
-    }
     board.observe({});
-    waiting += timeStamp(board.now());
-    const auto deadline = std::chrono::steady_clock::now() + patienceAtEnd;
-    for (write(); !waiting.empty() && error == 0; write()) {
-        pollfd polled{file.get(), POLLOUT, 0};
-        poll(&polled, 1, static_cast<int>(flushInterval.count()));
-        error = std::chrono::steady_clock::now() < deadline ? 0 : ETIMEDOUT;
-    }
-    file.close();
+    addTime(board.now());
+    flush();
     if (error != 0) {
         throw std::system_error(error, std::generic_category(), "cannot write " + path.string());
     }
@@ -72,96 +91,43 @@ void VcdTrace::close()
 
 void VcdTrace::flush()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    write();
-}
-
-void VcdTrace::write()
-{
-    written = std::chrono::steady_clock::now();
-    std::size_t done = 0;
-    while (error == 0 && done < waiting.size()) {
-        const ssize_t size = ::write(file.get(), waiting.data() + done, waiting.size() - done);
-        if (size >= 0) {
-            done += static_cast<std::size_t>(size);
-        } else if (errno == EAGAIN && waiting.size() <= mostWaitingBytes) {
-            break;
-        } else if (errno != EINTR) {
-            error = errno == EAGAIN ? ENOBUFS : errno;
+    std::string bytes;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        bytes.swap(waiting);
+    }
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (error == 0 && !bytes.empty()) {
+        const ssize_t size = write(file.get(), bytes.data(), bytes.size());
+        bytes.erase(0, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+        if (size < 0 && errno != EAGAIN && errno != EINTR) {
+            error = errno;
+        } else if (size < 0 && std::chrono::steady_clock::now() >= deadline) {
+            error = ETIMEDOUT;
+        } else if (size < 0) {
+            pollfd polled{file.get(), POLLOUT, 0};
+            poll(&polled, 1, betweenTries);
         }
     }
-    waiting.erase(0, error == 0 ? done : std::string::npos);
-}
-
-std::string VcdTrace::header()
-{
-    const BoardConfig& config = board.getConfig();
-    std::string text = "$version panelsim " PANELSIM_VERSION " $end\n"
-                       "$timescale 1 ns $end\n"
-                       "$scope module panel $end\n";
-    const auto wire = [&](const std::string& name, unsigned gpio) {
-        const std::string identifier = identifierOf(wires.size());
-        wires[gpio].identifier = identifier;
-        text += "$var wire 1 " + identifier + " " + name + " $end\n";
-    };
-    const struct {
-        const char* scope;
-        const char* wire;
-        unsigned firstGpio;
-        unsigned count;
-    } runs[] = {{"lcd", "data", config.lcdGpioBase, config.hasLcd ? dataLineCount : 0},
-                {"keys", "key", config.keyGpioBase, config.keyCount},
-                {"leds", "led", config.ledGpioBase, config.ledCount},
-                {"id", "id", config.idGpioBase, idLineCount}};
-    for (const auto& run : runs) {
-        if (run.count == 0) {
-            continue;
-        }
-        text += std::string("$scope module ") + run.scope + " $end\n";
-        for (unsigned i = 0; i < run.count; ++i) {
-            wire(run.wire + std::to_string(i), run.firstGpio + i);
-        }
-        if (&run == std::begin(runs)) {
-            unsigned gpio = config.lcdGpioBase + dataLineCount;
-            for (const char* name :
-                 {"register_select", "chip_select_n", "read_strobe_n", "write_strobe_n", "reset_n"}) {
-                wire(name, gpio++);
-            }
-            wire("backlight", config.ledGpioBase + config.ledCount);
-        }
-        text += "$upscope $end\n";
-    }
-    return text + "$upscope $end\n$enddefinitions $end\n#0\n$dumpvars\n";
 }
 
 void VcdTrace::record(const LineChange& change)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    Wire& wire = wires.at(change.gpio);
-    if (wire.level == change.level) {
-        return;
-    }
     // The board begins with the levels that all lines have at one time.
-    if (begun == 0) {
-        begin = change.time;
-    }
-    const bool endsDump = !wire.level && ++begun == wires.size();
-    wire.level = change.level;
-    const char value = change.level == LineLevel::Low ? '0' : change.level == LineLevel::High ? '1' : 'z';
-    waiting += timeStamp(change.time) + value + wire.identifier + (endsDump ? "\n$end\n" : "\n");
-    if (std::chrono::steady_clock::now() - written >= flushInterval) {
-        write();
-    }
+    begin = begin.value_or(change.time);
+    addTime(change.time);
+    waiting += "01z"[static_cast<std::size_t>(change.level)];
+    waiting += identifierOf(change.gpio) + "\n";
 }
 
-/** @return the line that begins what happens at this time, empty when it has begun */
-std::string VcdTrace::timeStamp(std::chrono::nanoseconds time)
+/** Begins what happens at this time unless it has begun. */
+void VcdTrace::addTime(std::chrono::nanoseconds time)
 {
-    if (time - begin <= last) {
-        return {};
+    if (time - *begin > last) {
+        last = time - *begin;
+        waiting += "#" + std::to_string(last.count()) + "\n";
     }
-    last = time - begin;
-    return "#" + std::to_string(last.count()) + "\n";
 }
 
 } // namespace panelsim

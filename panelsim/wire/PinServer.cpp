@@ -7,14 +7,12 @@
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
-#include <cstring>
 #include <exception>
 #include <poll.h>
 #include <random>
 #include <stdexcept>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -33,11 +31,7 @@ std::string newSocketName()
 
 FileDescriptor listenAt(const std::string& name)
 {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    // After the zero byte that says so, the name is in the abstract namespace: nothing is left behind by a crash.
-    std::memcpy(address.sun_path + 1, name.data(), name.size());
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    const auto [address, size] = socketAddress(name);
     FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0), "cannot open a socket for pins");
     if (bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), size) != 0 ||
         listen(socket.get(), SOMAXCONN) != 0) {
@@ -109,10 +103,15 @@ void PinServer::serve()
         if (polled[0].revents != 0) {
             return;
         }
-        for (std::size_t i = 2; i < polled.size(); ++i) {
-            // One request may have dropped the connection of another one.
-            if (polled[i].revents != 0 && connections.count(polled[i].fd) != 0 && !answer(polled[i].fd)) {
-                drop(polled[i].fd);
+        // Those that have ended come first: they must not hold lines that others request now.
+        for (const pollfd& each : polled) {
+            if ((each.revents & POLLHUP) != 0) {
+                drop(each.fd);
+            }
+        }
+        for (const pollfd& each : polled) {
+            if (each.revents != 0 && connections.count(each.fd) != 0 && !answer(each.fd)) {
+                drop(each.fd);
             }
         }
         if (polled[1].revents != 0) {
@@ -148,21 +147,6 @@ void PinServer::drop(int connection)
     connections.erase(connection);
 }
 
-/** An application that has ended must not hold lines that the next one asks for. */
-void PinServer::dropDeparted()
-{
-    std::vector<pollfd> polled;
-    for (const auto& connection : connections) {
-        polled.push_back({connection.first, 0, 0});
-    }
-    poll(polled.data(), polled.size(), 0);
-    for (const pollfd& connection : polled) {
-        if (connection.revents != 0) {
-            drop(connection.fd);
-        }
-    }
-}
-
 /** @return whether the connection goes on */
 bool PinServer::answer(int connection)
 {
@@ -183,9 +167,6 @@ Reply PinServer::perform(int connection, const Request& request)
 {
     if (request.version != protocolVersion) {
         return failure(Reply::Outcome::OtherError, "panelsim and its preloaded library are of different versions");
-    }
-    if (request.operation == Request::Operation::Export) {
-        dropDeparted();
     }
     Reply reply;
     board.setOperationTime(std::chrono::nanoseconds(request.time));

@@ -49,7 +49,6 @@ private:
     void serve();
     void complainOnce(const std::string& text);
     void accept();
-    void dropDeparted();
     void drop(int connection);
     bool answer(int connection);
     Reply perform(int connection, const Request& request);

@@ -8,11 +8,9 @@
 #include "sysfs/SysfsGpioFactory.h"
 
 #include <cerrno>
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <exception>
 #include <memory>
@@ -23,7 +21,6 @@
 #include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -61,14 +58,10 @@ void connectToSimulator()
 {
     static const int prepared = pthread_atfork([] { mutex.lock(); }, [] { mutex.unlock(); }, beginAsChild);
     const char* const name = std::getenv(socketVariable);
-    sockaddr_un address{};
-    if (prepared != 0 || name == nullptr || std::strlen(name) + 1 > sizeof address.sun_path) {
+    if (prepared != 0 || name == nullptr) {
         throwUnreachable(std::string(socketVariable) + " does not name a socket; start the application by panelsim");
     }
-    address.sun_family = AF_UNIX;
-    // After the zero byte that says so, the name is in the abstract namespace.
-    std::memcpy(address.sun_path + 1, name, std::strlen(name));
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + std::strlen(name));
+    const auto [address, size] = socketAddress(name);
     const int socket = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     if (socket < 0 || connect(socket, reinterpret_cast<const sockaddr*>(&address), size) != 0) {
         const int error = errno;

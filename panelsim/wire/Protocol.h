@@ -3,6 +3,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <utility>
 
 namespace panelsim {
 
@@ -15,6 +19,16 @@ namespace panelsim {
 
 /** Environment variable that holds the name of the socket, in the abstract namespace and without its leading zero. */
 constexpr const char* socketVariable = "PANELSIM_SOCKET";
+
+/** @return the address of a socket of that name, whose end is cut off if it is too long, and the address's size */
+inline std::pair<sockaddr_un, socklen_t> socketAddress(std::string_view name)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    // After the zero byte that says so, the name is in the abstract namespace: nothing is left behind by a crash.
+    const std::size_t size = name.copy(address.sun_path + 1, sizeof address.sun_path - 1);
+    return {address, static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + size)};
+}
 
 constexpr std::uint8_t protocolVersion = 3;
 

@@ -11,61 +11,40 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/** The bus by hand, with a clock that stands still but during a strobe. */
-class Bench {
-public:
-    using Line = bool LcdLevels::*;
-    using Action = std::function<void()>;
-
-    explicit Bench(ChipVariant chip) : bus(chip, 10us) {}
-
-    void write(bool select, unsigned char byte)
+/** The bus by hand, with a clock that stands still but for strobes. */
+struct Bench {
+    /**
+     * A letter is a line that goes low, or high when it is upper case: a register select, s chip select, r and w
+     * strobes, z reset. A digit is the level of the data lines, d or x that they are driven or released, + or - that
+     * the shortest strobe or less passes, g that the byte that the chip drives is read.
+     */
+    void run(const std::string& script)
     {
-        levels.data = byte;
-        levels.dataDriven = 0xFF;
-        drive(&LcdLevels::registerSelect, select);
-        strobe(&LcdLevels::writeStrobe, [] {});
-    }
-    unsigned read(bool select)
-    {
-        unsigned byte = 0;
-        levels.dataDriven = 0;
-        drive(&LcdLevels::registerSelect, select);
-        strobe(&LcdLevels::readStrobe, [&] { byte = bus.drivenByte().value_or(0); });
-        EXPECT_FALSE(bus.drivenByte());
-        return byte;
-    }
-    void strobe(Line line, const Action& meanwhile, std::chrono::nanoseconds width = 10us)
-    {
-        pulse(&LcdLevels::chipSelect, [&] {
-            pulse(line, [&] {
-                now += width;
-                meanwhile();
-            });
-        });
-    }
-    /** Drives the line low meanwhile. */
-    void pulse(Line line, const Action& meanwhile)
-    {
-        drive(line, false);
-        meanwhile();
-        drive(line, true);
-    }
-    void drive(Line line, bool level)
-    {
-        levels.*line = level;
-        bus.update(levels, now);
-    }
-    void driveData(unsigned char byte, unsigned char driven)
-    {
-        levels.data = byte;
-        levels.dataDriven = driven;
-        bus.update(levels, now);
+        const std::map<char, bool LcdLevels::*> lines = {{'a', &LcdLevels::registerSelect},
+                                                         {'s', &LcdLevels::chipSelect},
+                                                         {'r', &LcdLevels::readStrobe},
+                                                         {'w', &LcdLevels::writeStrobe},
+                                                         {'z', &LcdLevels::reset}};
+        for (const char c : script) {
+            if (const auto line = lines.find(static_cast<char>(std::tolower(c))); line != lines.end()) {
+                levels.*line->second = c != line->first;
+            } else if (c == 'd' || c == 'x') {
+                levels.dataDriven = c == 'd' ? 255 : 0;
+            } else if (c == '+' || c == '-') {
+                now += c == '+' ? 10us : 9999ns;
+            } else if (c == 'g') {
+                read.push_back(bus.drivenByte() ? *bus.drivenByte() : -1);
+            } else {
+                levels.data = static_cast<unsigned>(c - '0');
+            }
+            bus.update(levels, now);
+        }
     }
 
-    std::chrono::nanoseconds now{0};
-    LcdLevels levels;
     LcdBus bus;
+    std::chrono::nanoseconds now{0};
+    LcdLevels levels = {};
+    std::vector<int> read = {};
 };
 
 } // namespace
@@ -73,49 +52,28 @@ public:
 TEST(LcdBus, NoticesWhatAChipWouldSufferFrom)
 {
     using Kind = BusFault::Kind;
-    struct Case {
+    const struct {
         const char* what;
-        std::function<void(Bench&)> action;
+        const char* script;
         std::vector<Kind> faults;
-        unsigned char taken; ///< into register 0, where the data lines would write 4
+        unsigned char taken; ///< into register 0
+    } cases[] = {
+        {"nothing", "4dsw+WS", {}, 4},
+        {"data moved", "4dsw+13WS", {Kind::DataChanged}, 3},
+        {"data released", "4dsw+xWS", {Kind::DataChanged}, 4},
+        {"register select moved", "4sr+ARS", {Kind::DataChanged}, 0},
+        {"both strobes", "4dsw+rRWS", {Kind::BothStrobes}, 0},
+        {"short strobe", "4dsw-WS", {Kind::ShortStrobe}, 4},
+        {"deselected", "4dsw+SWS", {Kind::ChipSelectMoved}, 4},
+        {"access during reset", "4dzsw+WSZ", {Kind::AccessDuringReset}, 0},
+        {"reset during access", "4dsw+zZWS", {Kind::AccessDuringReset}, 0},
+        {"strobe before chip select", "4dws+WS", {Kind::ChipSelectMoved}, 4},
+        {"strobe without chip select", "4dw+W", {}, 0},
+        {"driven in the middle of a read", "4sr+dRS", {Kind::Contention}, 0},
     };
-    using Action = std::function<void(Bench&)>;
-    const Action nothing = [](Bench&) {};
-    const auto readStrobe = &LcdLevels::readStrobe;
-    const auto writeStrobe = &LcdLevels::writeStrobe;
-    const auto pulse = [](Bench::Line line, const Action& meanwhile) {
-        return [=](Bench& b) { b.pulse(line, [&] { meanwhile(b); }); };
-    };
-    const auto access = [](Bench::Line line, const Action& meanwhile, std::chrono::nanoseconds width = 10us) {
-        return [=](Bench& b) {
-            b.strobe(
-                line, [&] { meanwhile(b); }, width);
-        };
-    };
-    const auto drive = [](Bench::Line line, bool level) { return [=](Bench& b) { b.drive(line, level); }; };
-    const auto data = [](unsigned char byte, unsigned char driven) {
-        return [=](Bench& b) { b.driveData(byte, driven); };
-    };
-    const auto both = [](const Action& first, const Action& second) { return [=](Bench& b) { first(b), second(b); }; };
-    const Action write = access(writeStrobe, nothing);
-    const Case cases[] = {
-        {"nothing", write, {}, 4},
-        {"data moved", access(writeStrobe, both(data(1, 255), data(3, 255))), {Kind::DataChanged}, 3},
-        {"data released", both(data(4, 8), access(writeStrobe, data(4, 0))), {Kind::DataChanged}, 4},
-        {"register select moved", access(readStrobe, drive(&LcdLevels::registerSelect, true)), {Kind::DataChanged}, 0},
-        {"both strobes", access(writeStrobe, pulse(readStrobe, nothing)), {Kind::BothStrobes}, 0},
-        {"short strobe", access(writeStrobe, nothing, 9999ns), {Kind::ShortStrobe}, 4},
-        {"deselected", access(writeStrobe, drive(&LcdLevels::chipSelect, true)), {Kind::ChipSelectMoved}, 4},
-        {"access during reset", pulse(&LcdLevels::reset, write), {Kind::AccessDuringReset}, 0},
-        {"reset during access", access(writeStrobe, pulse(&LcdLevels::reset, nothing)), {Kind::AccessDuringReset}, 0},
-        {"strobe before chip select", both(drive(writeStrobe, false), write), {Kind::ChipSelectMoved}, 4},
-        {"strobe without chip select", pulse(writeStrobe, nothing), {}, 0},
-        {"driven in the middle of a read", access(readStrobe, data(1, 1)), {Kind::Contention}, 0},
-    };
-    for (const Case& c : cases) {
-        Bench bench(ChipVariant::Ra8806);
-        bench.levels.data = 4;
-        c.action(bench);
+    for (const auto& c : cases) {
+        Bench bench{LcdBus(ChipVariant::Ra8806, 10us)};
+        bench.run(c.script);
         std::vector<Kind> kinds;
         for (const BusFault& fault : bench.bus.faults()) {
             kinds.push_back(fault.kind);
@@ -124,18 +82,15 @@ TEST(LcdBus, NoticesWhatAChipWouldSufferFrom)
         EXPECT_EQ(bench.bus.faultCount(), c.faults.size());
         EXPECT_EQ(bench.bus.chip().registerValue(0), c.taken) << c.what;
         bench.bus.clearFaults();
-        bench.write(true, 0x20);
-        bench.write(false, 0x18);
-        EXPECT_EQ(bench.read(false), 0x18U) << "works on after: " << c.what;
-        EXPECT_EQ(bench.read(true), 0x40U) << "the status";
+        bench.run("5dAsw+WS6asw+WSxsr+gRgSAsr+gRS");
+        EXPECT_EQ(bench.read, (std::vector<int>{6, -1, 0x40})) << "works on after: " << c.what;
         EXPECT_TRUE(bench.bus.faults().empty() && bench.bus.faultCount() == 0);
     }
-    Bench inReset(ChipVariant::Ra8803);
-    inReset.pulse(&LcdLevels::reset, [&] { EXPECT_EQ(inReset.read(false), 0U); });
-    EXPECT_EQ(inReset.read(false), LcdChip::ra8803Id);
+    Bench inReset{LcdBus(ChipVariant::Ra8803, 10us)};
+    inReset.run("zsr+gRSZsr+gRS");
+    EXPECT_EQ(inReset.read, (std::vector<int>{-1, LcdChip::ra8803Id}));
     for (int i = 0; i < 200; ++i) {
-        inReset.strobe(
-            writeStrobe, [] {}, 0ns);
+        inReset.run("swWS");
     }
     EXPECT_TRUE(inReset.bus.faultCount() == 201 && inReset.bus.faults().size() == 100) << "some are kept, all counted";
 }
@@ -144,7 +99,10 @@ TEST(LcdChip, ShowsAPageOfItsMemory)
 {
     Board board(FakeApplication::boardConfig());
     FakeApplication app(board);
-    const auto shown = [&] {
+    const auto shown = [&](int pageRegister = -1) {
+        if (pageRegister >= 0) {
+            app.writeRegister(0x12, static_cast<unsigned char>(pageRegister));
+        }
         std::string codes;
         const PanelView view = board.view();
         for (const auto& line : view.lcd->lines) {
@@ -154,7 +112,6 @@ TEST(LcdChip, ShowsAPageOfItsMemory)
         }
         return codes;
     };
-    const std::string blank(75, ' ');
     app.turnDisplayOn();
     EXPECT_EQ(shown(), "~\"#~%&~()~+,~./~12~45~78~mn~pq~st~vw~yz~\"#~%&~()~+_~ab~de~gh~jk~mn~pq~st~vw")
         << "memory at power-up";
@@ -162,158 +119,115 @@ TEST(LcdChip, ShowsAPageOfItsMemory)
     app.show(1, "abc");
     app.show(2, std::string(24, '.') + "xyz", true);
     const std::string page = std::string(25, ' ') + "abc" + std::string(22, ' ') + std::string(25, '~');
-    app.writeRegister(0x12, 0x12); // the first page stays, and the second is written
+    shown(0x12); // the first page stays, and the second is written
     app.clear();
     app.show(0, "z");
-    const std::pair<unsigned char, std::string> pages[] = {
-        {0x10, page}, {0x20, "z" + blank.substr(1)}, {0x30, page}, {0x00, blank}, {0x11, page}};
-    for (const auto& [pageRegister, expected] : pages) {
-        app.writeRegister(0x12, pageRegister);
-        EXPECT_EQ(shown(), expected);
+    std::string pages;
+    for (const int pageRegister : {0x10, 0x20, 0x30, 0x00, 0x11}) {
+        pages += shown(pageRegister);
     }
+    EXPECT_EQ(pages, page + "z" + std::string(74, ' ') + page + std::string(75, ' ') + page);
     app.writeRegister(0x20, 1);
     app.writeRegister(0x30, 31);
     EXPECT_EQ(shown(), std::string(25, ' ') + "ab" + std::string(48, ' '));
     board.makeOutput(52, false);
-    app.turnDisplayOn();
-    EXPECT_EQ(board.busFaults().at(0).kind, BusFault::Kind::AccessDuringReset);
     board.makeOutput(52, true);
     EXPECT_FALSE(board.view().lcd->displayOn);
-    EXPECT_EQ(board.lcdRegister(0x12), 0x11);
     app.turnDisplayOn();
     EXPECT_EQ(shown(), page) << "which a reset leaves alone";
 }
 
-TEST(Board, HasLinesThatAreStuckAndAChipThatIsSilent)
+TEST(Board, HasHandsOnItsKeysStuckLinesAndSilentChips)
 {
     BoardConfig config;
-    config.stuckLines = {{10, true}, {20, true}, {28, false}, {47, true}, {50, false}};
-    config.silentChip = true;
     Board board{config};
-    board.makeOutput(28, true);
-    EXPECT_TRUE(board.read(10)) << "a key";
-    EXPECT_TRUE(board.view().leds[0]);
-    EXPECT_FALSE(board.view().lcd->backlight) << "driven in vain";
-    board.makeOutput(49, false); // chip select, with the read strobe stuck low
-    EXPECT_TRUE(board.read(47)) << "a data line";
-    EXPECT_FALSE(board.read(46) || board.view().lcd->identified) << "of a chip that answers, 0xC9 or the register's 0";
-    EXPECT_EQ(board.busFaults().at(0).kind, BusFault::Kind::ChipSelectMoved);
-    config.stuckLines = {{99, true}};
-    EXPECT_THROW(Board other(config), std::invalid_argument);
-    config.stuckLines.clear();
-    Board mute{config};
-    FakeApplication(mute).turnDisplayOn();
-    EXPECT_FALSE(mute.view().lcd->displayOn);
-    config.ledCount = 20;
-    EXPECT_THROW(Board other(config), std::invalid_argument) << "overlaps the LCD";
-}
-
-TEST(Board, CountsHandsOnAKeyAndReadsOfIt)
-{
-    BoardConfig config;
-    config.invertedLeds = {2};
-    Board board{config};
-    unsigned changes = 0;
-    board.onChange([&] { ++changes; });
-    board.press(1, 7);
-    board.press(1, 8);
+    for (const unsigned hand : {7U, 8U}) {
+        board.press(1, hand);
+    }
     board.release(1, 7);
     board.release(1, 9);
     EXPECT_TRUE(board.read(11) && board.read(11));
     EXPECT_EQ(board.view().keys, (std::vector<bool>{false, true, false}));
-    board.release(1, 8);
+    board.releaseAll(8);
     EXPECT_FALSE(board.read(11));
-    EXPECT_EQ(board.keyReads(1), 3U);
-    EXPECT_EQ(board.keyReads(0), 0U);
-    EXPECT_EQ(changes, 4U) << "pressed, seen, released, seen";
+    EXPECT_TRUE(board.keyReads(1) == 3 && board.keyReads(0) == 0);
     EXPECT_THROW(board.press(3), std::out_of_range);
-    board.makeOutput(22, true);
-    board.makeOutput(23, true);
-    EXPECT_EQ(board.view().leds, (std::vector<bool>{false, false, false, true, false, false, false, false}));
-    EXPECT_EQ(changes, 6U);
     for (const unsigned dataThenSelectThenReadStrobe : {40U, 49U, 50U}) {
         board.makeOutput(dataThenSelectThenReadStrobe, false);
     }
     EXPECT_EQ(board.busFaults().at(0).kind, BusFault::Kind::Contention);
-    EXPECT_EQ(changes, 7U) << "a fault";
     EXPECT_FALSE(board.read(46)) << "the RA8806's register 0";
-    board.clearBusFaults();
-    EXPECT_EQ(board.busFaults().size() + board.busFaultCount(), 0U);
-    EXPECT_EQ(changes, 8U);
+
+    config.stuckLines = {{10, true}, {20, true}, {28, false}, {47, true}, {50, false}};
+    config.silentChip = true;
+    Board stuck{config};
+    stuck.makeOutput(28, true);
+    EXPECT_TRUE(stuck.read(10) && stuck.view().leds[0]);
+    EXPECT_FALSE(stuck.view().lcd->backlight) << "driven in vain";
+    stuck.makeOutput(49, false); // chip select, with the read strobe stuck low
+    EXPECT_TRUE(stuck.read(47) && !stuck.read(46) && !stuck.view().lcd->identified);
+    EXPECT_EQ(stuck.busFaults().at(0).kind, BusFault::Kind::ChipSelectMoved);
+    config.stuckLines.clear();
+    Board mute{config};
+    FakeApplication(mute).turnDisplayOn();
+    EXPECT_FALSE(mute.view().lcd->displayOn);
+    config.stuckLines = {{99, true}};
+    EXPECT_THROW(Board other(config), std::invalid_argument);
+    config = BoardConfig();
+    config.ledCount = 20;
+    EXPECT_THROW(Board other(config), std::invalid_argument) << "overlaps the LCD";
 }
 
-TEST(AppLog, PutsPiecesTogetherToLinesAndKeepsTheLast)
-{
-    using Source = LogLine::Source;
-    AppLog log;
-    const auto text = [&](std::uint64_t number, std::size_t bytes = 9999) {
-        const AppLog::Lines found = log.linesFrom(number, bytes);
-        std::string lines = std::to_string(found.first) + ":";
-        for (const auto& line : found.lines) {
-            lines += " " + line.text + (line.complete ? ";" : "...");
-        }
-        return lines + (found.last ? "" : " more");
-    };
-    log.append(Source::Output, "one\ntw");
-    log.append(Source::Error, "ERR");
-    log.remark("remark");
-    log.append(Source::Output, "o\n\n");
-    EXPECT_EQ(text(0), "0: one; two; ERR... remark; ;");
-    log.endLine(Source::Error);
-    log.endLine(Source::Error);
-    EXPECT_EQ(text(2), "2: ERR; remark; ;");
-    EXPECT_EQ(text(9), "5:");
-    EXPECT_EQ(text(0, 4), "0: one; two; more");
-    EXPECT_LE(std::chrono::system_clock::now() - log.linesFrom(0).lines.back().time, 1min);
-    log.append(Source::Output, "x");
-    log.append(Source::Output, std::string(AppLog::longestLine - 1, 'x') + "y");
-    EXPECT_EQ(log.linesFrom(5).lines.size(), 2U) << "a line that is too long";
-    const auto append = [&](std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i) {
-            log.append(Source::Error, "e\n");
-        }
-    };
-    append(AppLog::mostOvertaking);
-    EXPECT_EQ(text(6, 1), "6: y... more");
-    append(1);
-    EXPECT_EQ(text(6, 1), "6: y; more") << "overtaken by many";
-    append(AppLog::keptLines - 23);
-    EXPECT_EQ(text(0, 1), "5: " + std::string(AppLog::longestLine, 'x') + "; more");
-    EXPECT_EQ(log.linesFrom(0).lines.size(), AppLog::keptLines);
-}
-
-TEST(AppLog, FindsTextAfterAPlaceButNotInRemarks)
+TEST(AppLog, PutsPiecesTogetherToLinesAndFindsText)
 {
     using Source = LogLine::Source;
     AppLog log;
     AppLog::Position position{};
-    const std::pair<Source, const char*> pieces[] = {{Source::Simulator, "Ready\n"}, {Source::Error, "Ready, Ready"},
-                                                     {Source::Output, "Ready\n"},    {Source::Error, ", Ready\n"},
-                                                     {Source::Output, "Rea"},        {Source::Output, "dy\n\n"}};
-    std::string found;
-    for (const auto& [source, text] : pieces) {
-        log.append(source, text);
-        for (found += '|'; log.find("Ready", position);) {
-            found += 'x';
+    const struct {
+        Source source;
+        std::string text, lines;
+        unsigned found; ///< how often the text is found that was not before
+    } rows[] = {{Source::Simulator, "Ready\n", "0: Ready;", 0},
+                {Source::Error, "Ready, Ready", "0: Ready; Ready, Ready...", 2},
+                {Source::Output, "Ready\n", "0: Ready; Ready; Ready, Ready...", 1},
+                {Source::Output, "Rea", "0: Ready; Ready; Ready, Ready... Rea...", 0},
+                {Source::Error, ", Ready\n", "0: Ready; Ready; Ready, Ready, Ready; Rea...", 1},
+                {Source::Output, "dy\n\n", "0: Ready; Ready; Ready, Ready, Ready; Ready; ;", 1},
+                {Source::Output, std::string(AppLog::longestLine, 'x'), "5: " + std::string(1024, 'x') + "...", 0},
+                {Source::Output, "y", "5: " + std::string(1024, 'x') + "; y...", 0}};
+    for (const auto& row : rows) {
+        log.append(row.source, row.text);
+        const AppLog::Lines kept = log.linesFrom(row.lines[0] == '0' ? 0 : 5);
+        std::string lines = std::to_string(kept.first) + ":";
+        for (const LogLine& line : kept.lines) {
+            lines += " " + line.text + (line.complete ? ";" : "...");
         }
+        EXPECT_EQ(lines, row.lines);
+        for (unsigned i = 0; i < row.found; ++i) {
+            EXPECT_TRUE(log.find("Ready", position)) << row.lines;
+        }
+        EXPECT_FALSE(log.find("Ready", position)) << row.lines;
     }
-    EXPECT_EQ(found, "||xx|x|x||x") << "each once, also in a line that goes on";
+    log.endLine(Source::Output);
+    EXPECT_TRUE(log.linesFrom(6).lines.at(0).complete && log.linesFrom(9).first == 7);
+    EXPECT_TRUE(log.linesFrom(0, 6).lines.size() == 2 && !log.linesFrom(0, 6).last);
+    EXPECT_LE(std::chrono::system_clock::now() - log.linesFrom(0).lines.back().time, 1min);
+    for (std::size_t i = 0; i < AppLog::keptLines; ++i) {
+        log.remark("remark");
+    }
+    EXPECT_TRUE(log.linesFrom(0).first == 7 && log.linesFrom(0).lines.size() == AppLog::keptLines);
 }
 
 TEST(Utf8, MakesAnyBytesPrintable)
 {
-    const std::pair<const char*, const char*> cases[] = {
-        {"a\x7F\x1F\xC2\x80\xC2\x9F\xC2\xA0\xC3\xBF", "a····\u00A0ÿ"},
-        {"\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF",
-         "\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},
-        {"\x80 \xC1\xBF", "\uFFFD \uFFFD\uFFFD"},
-        {"\xE0\x9F\xBF", "\uFFFD\uFFFD\uFFFD"},
-        {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},
-        {"\xF0\x8F\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},
-        {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},
-        {"\xF5\x80\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},
-        {"\xC3(\xE2\x82", "\uFFFD(\uFFFD\uFFFD"}};
-    for (const auto& [bytes, expected] : cases) {
-        EXPECT_EQ(printable(bytes), expected);
+    const std::string text = "\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF";
+    EXPECT_EQ(printable(text + "a\x7F\x1F\xC2\x80\xC2\x9F\xC2\xA0\xC3\xBF"), text + "a····\u00A0ÿ");
+    for (const char* const bytes : {"\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\x80\x80",
+                                    "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82"}) {
+        std::string replaced;
+        for (const char* each = bytes; *each != '\0'; ++each) {
+            replaced += "\uFFFD";
+        }
+        EXPECT_EQ(printable(bytes + std::string("(")), replaced + "(");
     }
 }
