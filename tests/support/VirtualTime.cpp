@@ -49,10 +49,10 @@ VirtualTime::~VirtualTime()
 std::optional<std::chrono::nanoseconds> VirtualTime::sleep(std::chrono::nanoseconds wanted)
 {
     if (std::this_thread::get_id() == owner) {
-        clock = clock.load() + wanted;
+        clock += wanted.count();
         return !listener || listener(describe(wanted)) ? 0ns : wanted / 2;
     }
-    latestPause = wanted;
+    latestPause = wanted.count();
     if (others == Others::Wait) {
         std::unique_lock<std::mutex> lock(mutex);
         ++sleeping;

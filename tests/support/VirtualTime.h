@@ -30,10 +30,10 @@ public:
     VirtualTime& operator=(const VirtualTime&) = delete;
 
     /** @return the sum of the owner's sleeps; usable from several threads */
-    std::chrono::nanoseconds now() const { return clock; }
+    std::chrono::nanoseconds now() const { return std::chrono::nanoseconds(clock); }
 
     /** @return how long another thread wanted to sleep, the last one that began to */
-    std::chrono::nanoseconds pause() const { return latestPause; }
+    std::chrono::nanoseconds pause() const { return std::chrono::nanoseconds(latestPause); }
 
     /** @return how many threads wait in a sleep */
     unsigned sleepers() const { return sleeping; }
@@ -54,8 +54,8 @@ private:
     const std::thread::id owner = std::this_thread::get_id();
     const Others others;
     const Listener listener;
-    std::atomic<std::chrono::nanoseconds> clock{};
-    std::atomic<std::chrono::nanoseconds> latestPause{};
+    std::atomic<std::chrono::nanoseconds::rep> clock{0};
+    std::atomic<std::chrono::nanoseconds::rep> latestPause{0};
     std::mutex mutex;
     std::condition_variable changed;
     std::atomic<unsigned> sleeping{0};
