@@ -15,6 +15,6 @@ endif()
 # tests run it many million times. The rest compiles faster without.
 function(frontpanelhw_runs_often target)
     if(FRONTPANELHW_SANITIZE)
-        target_compile_options(${target} PRIVATE -O1)
+        target_compile_options(${target} PRIVATE -O2)
     endif()
 endfunction()

@@ -1,22 +1,23 @@
 #include "tests/lab/LabPins.h"
 
-#include <exception>
+#include "sysfs/SysfsGpioFactory.h"
+
 #include <stdexcept>
+#include <utility>
 
 using Op = panelsim::PinOperation;
 using Direction = sysfs::PinDirectionEn;
 
 namespace {
 
+const LabPins* installed = nullptr;
+
+/** An exception derived from nothing. */
+struct ForeignException {};
+
 class LabPin final : public sysfs::ISysfsGpio {
 public:
-    LabPin(const LabPins& itsPins, std::unique_ptr<sysfs::ISysfsGpio> itsPin) : pins(itsPins), pin(std::move(itsPin))
-    {
-        ++pins.livePins;
-    }
-    ~LabPin() override { --pins.livePins; }
-    LabPin(const LabPin&) = delete;
-    LabPin& operator=(const LabPin&) = delete;
+    LabPin(const LabPins& itsPins, std::unique_ptr<sysfs::ISysfsGpio> itsPin) : pins(itsPins), pin(std::move(itsPin)) {}
 
     bool init(bool inverted, Direction direction, bool value) override
     {
@@ -24,11 +25,11 @@ public:
     }
     void deinit() override
     {
-        effect(Op::Deinit, [&] { pin->deinit(); });
+        pins.perform(Op::Deinit, gpio, [&] { return pin->deinit(), true; });
     }
     void setDirection(Direction direction) override
     {
-        effect(Op::SetDirection, [&] { pin->setDirection(direction); });
+        pins.perform(Op::SetDirection, gpio, [&] { return pin->setDirection(direction), true; });
     }
     bool setValue(bool value) override
     {
@@ -41,23 +42,33 @@ public:
     void exportGpio(unsigned number) override
     {
         gpio = number;
-        effect(Op::Export, [&] { pin->exportGpio(number); });
+        pins.perform(Op::Export, gpio, [&] { return pin->exportGpio(number), true; });
     }
     unsigned getGpioNumber() const override { return gpio; }
 
 private:
-    template <typename Effect>
-    void effect(Op operation, Effect done)
-    {
-        pins.perform(operation, gpio, [&] { return done(), true; });
-    }
-
     const LabPins& pins;
-    std::unique_ptr<sysfs::ISysfsGpio> pin;
+    const std::unique_ptr<sysfs::ISysfsGpio> pin;
     unsigned gpio = 0;
 };
 
 } // namespace
+
+std::unique_ptr<sysfs::ISysfsGpio> sysfs::SysfsGpioFactory::create() const
+{
+    return installed->create();
+}
+
+LabPins::LabPins(panelsim::Board& itsBoard, const PinFailure& itsFailure)
+    : failure(itsFailure), config(itsBoard.getConfig()), factory(itsBoard)
+{
+    installed = this;
+}
+
+LabPins::~LabPins()
+{
+    installed = nullptr;
+}
 
 std::unique_ptr<sysfs::ISysfsGpio> LabPins::create() const
 {
@@ -66,48 +77,42 @@ std::unique_ptr<sysfs::ISysfsGpio> LabPins::create() const
     return pin;
 }
 
-bool LabPins::perform(Op operation, unsigned gpio, const std::function<bool()>& effect) const
+template <typename Effect>
+bool LabPins::perform(Op operation, unsigned gpio, Effect effect) const
 {
-    using Kind = PinFailure::Kind;
     const bool ownThread = std::this_thread::get_id() == owner;
-    PinRecord& now = ownThread ? record : polled;
+    const unsigned backlight = config.ledGpioBase + config.ledCount;
+    const bool isKey = operation == Op::GetValue && gpio < config.keyGpioBase + config.keyCount;
+    const bool foreign = failure.kind == PinFailure::Foreign;
     ++operations;
     const bool due = failure.operation != 0 &&
                      (failure.lasting ? operations >= failure.operation : operations == failure.operation) &&
-                     (failure.kind != Kind::False || operation == Op::Init || operation == Op::SetValue) &&
-                     (failure.kind != Kind::Foreign || ownThread);
-    everFailed |= due;
-    const bool isLedWrite = operation == Op::SetValue && gpio >= board.getConfig().ledGpioBase && gpio < backlight();
-    now.ledWrites += isLedWrite ? 1 : 0;
-    const bool isLcd = board.getConfig().hasLcd && (gpio >= board.getConfig().lcdGpioBase || gpio == backlight());
-    const bool isRead = operation == Op::GetValue && !isLcd;
-    if (isRead) {
-        now.reads.emplace_back(gpio, std::nullopt);
-    }
-    if (due && failure.kind == Kind::False) {
-        now.refused = true;
-        now.lcdInitRefused |= operation == Op::Init && isLcd;
-        now.backlightRefused |= gpio == backlight();
+                     (failure.kind != PinFailure::False || operation == Op::Init || operation == Op::SetValue) &&
+                     (!foreign || ownThread);
+    failed |= due;
+    if (due && failure.kind == PinFailure::False) {
+        record.refused = true;
+        record.backlightRefused |= gpio == backlight;
         return false;
     }
+    if (isKey) {
+        record.keyReads.push_back(false);
+    }
     try {
-        const bool result = (due && failure.kind != Kind::After) || effect();
-        if (due && failure.kind == Kind::Foreign) {
-            throw ForeignException();
-        }
+        const bool result = (due && failure.kind != PinFailure::After) || effect();
         if (due) {
-            throw std::runtime_error("made to fail");
+            foreign ? throw ForeignException() : throw std::runtime_error("made to fail");
         }
-        if (isRead) {
-            now.reads.back().second = result;
+        if (isKey) {
+            record.keyReads.back() = true;
         }
         return result;
     } catch (...) { // also one of the pin's own, after an earlier failure
-        const bool foreign = due && failure.kind == Kind::Foreign;
-        now.foreign |= foreign;
-        now.thrown += foreign ? 0 : 1;
-        now.setUpThrew |= operation < Op::SetDirection;
-        now.ledThrew |= isLedWrite;
+        if (ownThread) {
+            record.foreign |= due && foreign;
+            record.thrown += due && foreign ? 0 : 1;
+            record.escapes |= operation < Op::SetDirection || (gpio >= config.ledGpioBase && gpio < backlight);
+        }
         throw;
     }
 }

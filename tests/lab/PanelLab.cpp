@@ -1,30 +1,23 @@
 #include "tests/lab/PanelLab.h"
 
-#include "frontpanelhw/fp/FpBase.h"
 #include "frontpanelhw/fp/Indoor.h"
 #include "frontpanelhw/fp/Outdoor.h"
 #include "panelsim/board/Board.h"
-#include "tests/fuzz/Choices.h"
+#include "tests/lab/DisplayModel.h"
 #include "tests/lab/LabPins.h"
-#include "tests/lab/PanelModel.h"
 #include "tests/support/CapturedOutput.h"
-#include "tests/support/InstalledPins.h"
 #include "tests/support/VirtualTime.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <exception>
-#include <filesystem>
-#include <fstream>
 #include <functional>
+#include <iostream>
 #include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -35,9 +28,11 @@ using namespace panelsim;
 
 constexpr unsigned mostKeys = 5;
 constexpr unsigned mostLeds = 10;
-constexpr unsigned longestText = 60;
 constexpr unsigned heldPollsUntilRepeat = 9;
 constexpr std::chrono::milliseconds pollingPeriod(25);
+
+/** Polls of held keys since the last event: one count for the process. */
+unsigned heldPolls = 0;
 
 void require(bool holds, const std::string& rule)
 {
@@ -46,19 +41,12 @@ void require(bool holds, const std::string& rule)
     }
 }
 
-/** Polls of held keys since the last event: one count for the process. */
-unsigned heldPolls = 0;
-
-/** What the callback does with an event, next to keeping it. */
-enum class Reaction { None, Throw, SwitchLed, NoCallback };
-
 /** A board, a panel on it and the model of both. */
 class Laboratory {
 public:
-    Laboratory(std::string_view script, const PinFailure& failure)
-        : choices(reinterpret_cast<const std::uint8_t*>(script.data()), script.size()),
-          output([this](std::string_view line) {
-              if (line == "INFO: KeyHandler stop called") {
+    Laboratory(std::string_view itsScript, const PinFailure& failure)
+        : script(itsScript), output([this](std::string_view line) {
+              if (line == "INFO: KeyHandler stop called\n") {
                   time.wake();
               }
           }),
@@ -70,8 +58,8 @@ public:
     {
         construct();
         const std::uint64_t constructed = pins.operations;
-        while (panel && choices.left()) {
-            const unsigned char chosen = choices.byte();
+        while (panel && !script.empty()) {
+            const unsigned char chosen = byte();
             auto found = operations.find(static_cast<char>(chosen));
             if (found == operations.end()) {
                 found = std::next(operations.begin(), static_cast<std::ptrdiff_t>(chosen % operations.size()));
@@ -79,196 +67,147 @@ public:
             found->second(*this);
             compare();
         }
-        const LivedPanel lived{constructed, pins.operations, pins.everFailed};
-        if (pins.everFailed) {
+        const LivedPanel lived{constructed, pins.operations, pins.failed};
+        if (pins.failed) {
             recover();
         }
-        destroy();
+        const std::uint64_t before = pins.operations;
+        panel.reset();
+        require(pins.operations == before, "destruction operates no pin");
+        require(board.claimedLines() == 0, "every pin is destroyed");
+        require(time.sleepers() == 0, "no thread is left");
         return lived;
     }
 
 private:
+    /** @name What the script chooses, byte by byte; zeros once it is used up */
+    ///@{
+    unsigned char byte()
+    {
+        const unsigned char first = script.empty() ? 0 : static_cast<unsigned char>(script.front());
+        script.remove_prefix(script.empty() ? 0 : 1);
+        return first;
+    }
+    /** @return 0 for '0' and so on, also beyond '9' */
+    unsigned below(unsigned limit) { return static_cast<unsigned char>(byte() - '0') % limit; }
+    bool flag() { return below(2) == 1; }
+    /** @return as many cells as its first byte says; '~' is character 0, bytes past ASCII are characters beyond a byte
+     */
+    drawing::DisplayLine line()
+    {
+        std::u16string text(below(61), u' ');
+        for (char16_t& unit : text) {
+            const unsigned chosen = byte();
+            unit = static_cast<char16_t>(chosen == '~' ? 0 : chosen < 0x80 ? chosen : chosen << 8 | chosen);
+        }
+        drawing::DisplayLine cells(text);
+        const unsigned from = below(32);
+        cells.setInverted(from, from + below(32), true);
+        return cells;
+    }
     BoardConfig chooseConfig()
     {
-        const unsigned kind = choices.below(3);
-        BoardConfig config = kind == 2 ? boardOf(panelKind("outdoor")) : BoardConfig();
-        config.chip = kind == 0 ? ChipVariant::Ra8803 : ChipVariant::Ra8806;
-        config.keyCount = choices.below(mostKeys);
-        config.ledCount = choices.below(mostLeds);
-        const unsigned inverted = choices.below(16); // of the first LEDs, a bit for each
-        const unsigned on = choices.below(16);
-        for (unsigned i = 0; i < std::min(config.ledCount, 4U); ++i) {
-            if ((inverted >> i & 1U) != 0) {
-                config.invertedLeds.push_back(i);
-            }
-            if ((on >> i & 1U) != 0) {
-                ledsInitiallyOn.push_back(i);
-            }
+        const unsigned kind = below(3);
+        if (kind == 2) {
+            return boardOf(panelKind("outdoor"));
         }
-        config.backlightInverted = choices.flag();
+        BoardConfig config;
+        config.chip = kind == 0 ? ChipVariant::Ra8803 : ChipVariant::Ra8806;
+        config.keyCount = below(mostKeys);
+        config.ledCount = below(mostLeds);
+        config.invertedLeds = {below(mostLeds)};
+        ledsInitiallyOn = {below(mostLeds)};
+        config.backlightInverted = flag();
         return config;
     }
-
-    void recover()
-    {
-        pins.failure = {};
-        display != nullptr ? restart() : construct();
-        drawing::DisplayBuffer page(LcdChip::columns, LcdChip::rows);
-        page.setLineContent(1, u"Recovered");
-        page.setInverted(2, true, 3, 7);
-        onDisplay([&](auto& on) { return on.printBuffer(page); });
-        require(display == nullptr || (model.lcdReady && model.pageKnown && model.onKnown),
-                "a restart brings the display back");
-        compare();
-        scan(1);
-    }
-
-    /** Brings the display up again. */
-    void restart()
-    {
-        if (display == nullptr) {
-            return;
-        }
-        board.clearBusFaults(); // those of the cycle in which an operation before failed
-        const std::optional<bool> result = run([this] { return display->restartDisplay(); }, false);
-        const PinRecord& record = pins.record;
-        const std::string log = output.take();
-        const bool identified = log.find("INFO: LcdControl ") != std::string::npos;
-        model.lcdReady = identified || (record.foreign && model.lcdReady);
-        model.on = model.backlight = true;
-        model.written = 0;
-        model.pages.fill(PanelModel::blank);
-        model.pageKnown = model.onKnown = !record.failed();
-        // A pin that ignores a level spoils what is read back; reads of identity and status do not count.
-        require(!result || (*result ? identified && !record.backlightRefused : record.failed()),
-                "a restart returns whether all went well");
-        requireErrors(log, caught(false) + (identified || record.setUpThrew || record.foreign ? 0 : 1));
-    }
-
-    /** Does an operation of the panel. @return its result, empty when an exception left it that had to */
-    std::optional<bool> run(const std::function<bool()>& operation, bool mayThrow)
-    {
-        pins.record = {};
-        std::optional<bool> result;
-        bool threw = false;
-        try {
-            result = operation();
-        } catch (const ForeignException&) {
-            require(pins.record.foreign, "only pins throw what is no std::exception");
-        } catch (const std::exception&) {
-            threw = true;
-        }
-        require(result.has_value() || threw || pins.record.foreign, "an exception is one of the pins");
-        require(!pins.record.foreign || !result, "what is no std::exception reaches the caller");
-        require(threw == (mayThrow && pins.record.thrown > 0 && (pins.record.setUpThrew || pins.record.ledThrew)),
-                "exceptions of LEDs, and of pins being set up, reach the caller, and no others");
-        return result;
-    }
-
-    /** @return how many lines on standard error the failures of pins that were caught have to give */
-    unsigned caught(bool propagated) const
-    {
-        return pins.record.thrown - (propagated && pins.record.thrown > 0 ? 1 : 0);
-    }
-
-    /** Each failure that is caught is reported once. */
-    void requireErrors(const std::string& log, unsigned wanted) const
-    {
-        unsigned lines = 0;
-        for (std::size_t at = 0; (at = log.find("! ", at)) != std::string::npos; ++at) {
-            ++lines;
-            require(log.compare(at, 9, "! ERROR: ") == 0, "error lines begin with ERROR");
-        }
-        require(lines == wanted, std::to_string(wanted) + " error lines, not\n" + log);
-        require(pins.everFailed || log.find("WARNING: value") == std::string::npos, "no warning without a failure");
-    }
-    void requireErrors(unsigned wanted) { requireErrors(output.take(), wanted); }
-
-    void construct()
-    {
-        destroy();
-        board.clearBusFaults(); // those of the cycle in which the panel before failed
-        reaction = Reaction::NoCallback;
-        model = PanelModel();
-        model.leds.resize(board.getConfig().ledCount);
-        for (const unsigned led : ledsInitiallyOn) {
-            model.setLed(led, true);
-        }
-        const bool built = run([this] { return makePanel(), true; }, true).has_value();
-        for (auto read = pins.record.reads.begin(); read != pins.record.reads.end() && read->second; ++read) {
-            model.keys.push_back(*read->second);
-        }
-        const std::string log = output.take();
-        if (!built) {
-            panel.reset();
-            display = nullptr;
-            return;
-        }
-        const PinRecord& record = pins.record;
-        model.ledsKnown = !record.failed();
-        model.pageKnown = model.onKnown = !record.failed();
-        model.lcdReady = display == nullptr || log.find("INFO: LcdControl ") != std::string::npos;
-        require(model.lcdReady || record.lcdInitRefused || record.thrown > 0, "a display comes up without a failure");
-        requireErrors(log, caught(false) + (model.lcdReady ? 0 : 1)); // why it does not come up is a line of its own
-    }
+    ///@}
 
     void makePanel()
     {
         const BoardConfig& config = board.getConfig();
-        std::vector<unsigned> inverted = config.invertedLeds;
-        if (config.hasLcd) {
-            if (config.backlightInverted) {
-                inverted.push_back(pins.backlight());
-            }
-            auto indoor = std::make_unique<fp::Indoor>(config.keyGpioBase, config.ledGpioBase, config.lcdGpioBase,
-                                                       config.keyCount, config.ledCount, inverted, ledsInitiallyOn);
-            display = indoor.get();
-            panel = std::move(indoor);
-        } else if (config.keyCount == 2 && config.ledCount == 8 && inverted.empty() && ledsInitiallyOn.empty()) {
+        if (!config.hasLcd) {
             panel = std::make_unique<fp::Outdoor>(config.keyGpioBase, config.ledGpioBase);
-        } else {
-            panel = std::make_unique<fp::FpBase>(pins, config.keyGpioBase, config.keyCount, config.ledGpioBase,
-                                                 config.ledCount, inverted, ledsInitiallyOn);
+            return;
+        }
+        std::vector<unsigned> inverted = config.invertedLeds;
+        if (config.backlightInverted) {
+            inverted.push_back(config.ledGpioBase + config.ledCount);
+        }
+        auto indoor = std::make_unique<fp::Indoor>(config.keyGpioBase, config.ledGpioBase, config.lcdGpioBase,
+                                                   config.keyCount, config.ledCount, inverted, ledsInitiallyOn);
+        display = indoor.get();
+        panel = std::move(indoor);
+    }
+
+    void construct()
+    {
+        bringUp([this] { return makePanel(), true; }, true);
+        for (const unsigned led : ledsInitiallyOn) {
+            setLedOfModel(led, true);
+        }
+        const std::vector<bool>& reads = pins.record.keyReads;
+        keys.resize(static_cast<std::size_t>(std::find(reads.begin(), reads.end(), false) - reads.begin()));
+    }
+
+    void restart()
+    {
+        if (display != nullptr) {
+            const std::optional<bool> result = bringUp([this] { return display->restartDisplay(); }, false);
+            const PinRecord& record = pins.record;
+            // A pin that ignores a level spoils what is read back; reads of identity and status do not count.
+            require(!result || (*result ? ready && !record.backlightRefused : record.refused || record.thrown > 0),
+                    "a restart returns whether all went well");
         }
     }
 
-    void destroy()
+    /** Everything works again. */
+    void recover()
     {
-        const std::uint64_t before = pins.operations;
-        panel.reset();
-        display = nullptr;
-        output.take();
-        require(pins.operations == before, "destruction operates no pin");
-        require(pins.livePins == 0 && board.claimedLines() == 0, "every pin is destroyed once");
-        require(threadsEnd(), "no thread is left");
+        pins.failure = {};
+        panel ? restart() : construct();
+        pins.failed = false;
+        board.clearBusFaults(); // those of the cycle that the failure ended
+        drawing::DisplayBuffer page(3, 1);
+        page.setLineContent(0, u"abc");
+        page.setInverted(0, true, 1, 1);
+        onDisplay([&](auto& on) { return on.printBuffer(page); });
+        ledsWork = setAllLeds(false); // not one that could not be set up
+        compare();
+        scan(1);
     }
 
-    static std::uintmax_t countTasks() { return std::filesystem::hard_link_count("/proc/self/task"); }
-
-    /** Emulators and sanitizers have threads of their own, some from the first thread on. */
-    static std::uintmax_t countOwnTasks()
+    /** Does an operation of the panel. @return its result, empty after an exception */
+    std::optional<bool> run(const std::function<bool()>& operation, bool mayThrow, bool bringsUp = false)
     {
-        std::thread([] {}).join();
-        std::uintmax_t least = countTasks();
-        for (unsigned look = 0; look < 10000; ++look) { // until the kernel no longer lists the one that was joined
-            std::this_thread::yield();
-            least = std::min(least, countTasks());
+        pins.record = {};
+        std::optional<bool> result;
+        try {
+            result = operation();
+        } catch (...) { // judged by what the pins threw
         }
-        return least;
+        const PinRecord& record = pins.record;
+        log = output.take();
+        require(result.has_value() == !(record.foreign || (mayThrow && record.escapes)),
+                "exceptions of LEDs, of pins being set up and of other types reach the caller, and no others");
+        const unsigned lines = record.thrown - (result || record.foreign ? 0 : 1) +
+                               (bringsUp && !isUp() && !record.escapes && !record.foreign ? 1 : 0);
+        require(std::count(log.begin(), log.end(), '!') == lines,
+                "a line for each failure that is caught, and for a display that does not come up: " +
+                    std::to_string(lines) + ", not\n" + log);
+        require(pins.failed || log.find("WARNING") == std::string::npos, "no warning without a failure");
+        return result;
     }
 
-    /** The kernel lists a thread for a moment after it was joined. */
-    static bool threadsEnd()
+    /** Constructs the panel or brings its display up again. */
+    std::optional<bool> bringUp(const std::function<bool()>& operation, bool mayThrow)
     {
-        static const std::uintmax_t ownTasks = countOwnTasks();
-        for (unsigned patience = 100000; patience != 0; --patience) {
-            if (countTasks() <= ownTasks) {
-                return true;
-            }
-            std::this_thread::yield();
-        }
-        return false;
+        const std::optional<bool> result = run(operation, mayThrow, true);
+        ready = isUp() || (ready && pins.record.foreign);
+        shown = {};
+        return result;
     }
+
+    bool isUp() const { return !board.getConfig().hasLcd || log.find("INFO: LcdControl ") != std::string::npos; }
 
     /** An operation on the display, if there is one, and on the model. */
     template <typename Operation>
@@ -276,231 +215,189 @@ private:
     {
         if (display != nullptr) {
             const std::optional<bool> result = run([&] { return operation(*display); }, false);
-            const PinRecord& record = pins.record;
-            require(!result || *result == (model.lcdReady && record.thrown == 0 && !record.backlightRefused),
+            require(!result || *result == (ready && pins.record.thrown == 0 && !pins.record.backlightRefused),
                     "a display operation returns whether all went well");
-            requireErrors(caught(false));
-            operation(model);
-            model.pageKnown = model.pageKnown && !record.failed();
-            model.onKnown = model.onKnown && !record.failed();
+            operation(shown);
         }
     }
 
-    /** An operation that may throw what an LED pin throws. @return whether it did not */
-    bool onLeds(const std::function<bool()>& operation, const std::function<bool()>& expected)
+    bool setLedOfModel(unsigned led, bool on)
     {
-        const std::optional<bool> result = run(operation, true);
-        const bool refused = pins.record.refused && pins.record.ledWrites == 1;
-        require(!result || *result == expected() || refused, "the result of an LED operation");
-        const bool failed = pins.record.ledThrew || pins.record.refused || pins.record.foreign;
-        model.ledsKnown = !failed && (model.ledsKnown || pins.record.ledWrites >= model.leds.size());
-        return result.has_value();
+        if (led < leds.size()) {
+            leds[led] = on;
+        }
+        return led < leds.size();
     }
 
-    void setAllLeds(bool on)
+    bool setAllLeds(bool on)
     {
-        model.allLedsOn = on;
-        onLeds([&] { return panel->setAllLeds(on), true; }, [] { return true; });
-        requireErrors(0);
-    }
-
-    void stop()
-    {
-        model.polling = model.allLedsOn = false;
-        model.leds.assign(model.leds.size(), false);
-        onLeds([&] { return panel->stop(), true; }, [] { return true; });
-        requireErrors(0);
+        allLedsOn = on;
+        return run([&] { return panel->setAllLeds(on), true; }, true).has_value();
     }
 
     void start()
     {
-        const bool lampTest = choices.flag();
-        const unsigned seconds = choices.below(4);
-        const bool wasPolling = model.polling;
-        pins.polled = {};
-        const bool done = onLeds([&] { return panel->start(lampTest, seconds); }, [&] { return !wasPolling; });
-        const PinRecord& record = pins.record;
-        if (lampTest) {
-            if (display != nullptr) {
-                model.fillDisplay();
-                model.pageKnown = model.pageKnown && !record.failed();
-                model.onKnown = model.onKnown && !record.failed();
+        const bool lampTest = flag();
+        const unsigned seconds = below(4);
+        const auto operation = [&] {
+            const bool begins = panel->start(lampTest, seconds);
+            if (begins) {
+                time.awaitSleeper();
             }
-            const bool reachedLeds = done || record.ledWrites > 0;
-            // All are written on, then all as they were: an LED that fails among the first leaves them forced on.
-            model.allLedsOn = reachedLeds ? !done && record.ledWrites <= model.leds.size() : model.allLedsOn;
+            return begins;
+        };
+        const std::optional<bool> result = run(operation, true);
+        require(!result || *result == !polling, "a panel starts once");
+        if (lampTest) {
+            shown.fill();
+            allLedsOn = false;
         }
-        model.polling |= done;
-        const bool begins = done && !wasPolling;
-        if (begins) {
-            time.awaitSleeper();
-        }
-        const std::string log = output.take();
-        requireErrors(log, caught(!done));
-        if (begins) {
-            compareEvents(log.substr(std::min(log.find("INFO: key"), log.size())));
-        }
-    }
-
-    /** The callback, on the polling thread. */
-    void react(unsigned key, bool level)
-    {
-        events.emplace_back(key, level);
-        if (reaction == Reaction::Throw) {
-            throw std::runtime_error("the callback's");
-        }
-        if (reaction == Reaction::SwitchLed) {
-            model.setLed(key, level);
-            panel->setLed(key, level);
+        if (result && !polling) {
+            polling = true;
+            log.erase(0, log.find("INFO: key"));
+            compareEvents();
         }
     }
 
     void scan(unsigned times)
     {
-        for (; times > 0 && model.polling; --times) {
-            pins.polled = {};
+        for (; times > 0 && polling; --times) {
+            pins.record = {};
             time.scan();
-            compareEvents(output.take());
+            log = output.take();
+            compareEvents();
         }
     }
 
     /** The polling thread has scanned once and sleeps. */
-    void compareEvents(const std::string& log)
+    void compareEvents()
     {
-        std::vector<std::pair<unsigned, bool>> expected;
-        std::string lines;
-        for (const auto& [gpio, level] : pins.polled.reads) {
-            const unsigned key = gpio - board.getConfig().keyGpioBase;
-            if (!level || key >= model.keys.size()) {
+        require(pins.record.keyReads.size() == pressed.size(), "every scan reads every key");
+        std::string expected;
+        for (unsigned key = 0; key < keys.size(); ++key) {
+            if (!pins.record.keyReads[key]) {
                 continue;
             }
             const bool isDue =
-                *level && model.keys[key] ? ++heldPolls == heldPollsUntilRepeat : *level != model.keys[key];
-            model.keys[key] = *level;
-            if (isDue) {
-                heldPolls = 0;
-            }
-            if (isDue && reaction != Reaction::NoCallback) {
-                expected.emplace_back(key, *level);
-                lines += "INFO: key event from: " + std::to_string(key) + "\n";
+                pressed[key] && keys[key] ? ++heldPolls == heldPollsUntilRepeat : pressed[key] != keys[key];
+            keys[key] = pressed[key];
+            heldPolls = isDue ? 0 : heldPolls;
+            if (isDue && hasCallback) {
+                const std::string number = std::to_string(key);
+                expected += "INFO: key event from: " + number + "\ncalled: " + number + (keys[key] ? "1\n" : "0\n");
             }
         }
-        require(pins.polled.reads.size() == board.getConfig().keyCount, "every scan reads every key");
-        require(events == expected, "the key events of a scan");
-        require(log == lines, "a log line for each key event, and no other");
+        require(log == expected, "the key events of a scan are\n" + expected + "not\n" + log);
         require(time.pause() == pollingPeriod, "the pause between two scans");
-        events.clear();
-        model.ledsKnown = model.ledsKnown && !pins.polled.ledThrew && !pins.polled.refused;
     }
 
+    /** What a failure spoils is known again only after a recovery. */
     void compare()
     {
-        if (panel == nullptr) {
+        require(!panel || panel->isRunning() == (polling && ready), "isRunning");
+        if (pins.failed) {
             return;
         }
         const PanelView view = board.view();
-        require(panel->isRunning() == (model.polling && model.lcdReady), "isRunning");
-        require(!model.ledsKnown ||
-                    view.leds == (model.allLedsOn ? std::vector<bool>(model.leds.size(), true) : model.leds),
-                "the LEDs");
-        require(pins.everFailed || board.busFaultCount() == 0, "no fault on the bus");
-        if (display != nullptr && model.lcdReady) {
-            require(!model.onKnown || (view.lcd->displayOn == model.on && view.lcd->backlight == model.backlight),
-                    "display and backlight");
-            for (unsigned row = 0; model.pageKnown && row < view.lcd->lines.size(); ++row) {
-                const std::vector<LcdCell>& line = view.lcd->lines[row];
-                require(std::equal(line.begin(), line.end(), model.pages.at(1 - model.written).at(row).begin()),
+        require(ready, "a display comes up without a failure");
+        require(!ledsWork || view.leds == (allLedsOn ? std::vector<bool>(leds.size(), true) : leds), "the LEDs");
+        require(board.busFaultCount() == 0, "no fault on the bus");
+        if (display != nullptr) {
+            require(view.lcd->displayOn == shown.on && view.lcd->backlight == shown.backlight, "display and backlight");
+            for (unsigned row = 0; shown.on && row < view.lcd->lines.size(); ++row) {
+                const std::vector<LcdCell>& cells = view.lcd->lines[row];
+                require(std::equal(cells.begin(), cells.end(), shown.pages[1 - shown.written][row].begin()),
                         "the page");
             }
         }
     }
 
-    drawing::DisplayLine chooseLine()
-    {
-        drawing::DisplayLine line(choices.text(longestText));
-        const unsigned from = choices.below(32);
-        line.setInverted(from, from + choices.below(32), true);
-        return line;
-    }
-
     static const std::map<char, void (*)(Laboratory&)> operations;
 
-    Choices choices;
+    std::string_view script;
     VirtualTime time{VirtualTime::Others::Wait};
     CapturedOutput output;
+    std::string log; ///< of the last operation
     std::vector<unsigned> ledsInitiallyOn;
     Board board;
     LabPins pins;
-    InstalledPins installed{pins};
     std::unique_ptr<fp::IFp> panel;
     fp::Indoor* display = nullptr; ///< the panel, if it has one
-    PanelModel model;
-    Reaction reaction = Reaction::NoCallback;
-    std::vector<std::pair<unsigned, bool>> events; ///< since the last scan; the polling thread sleeps meanwhile
+
+    bool ready = false; ///< the display, or a panel without one
+    DisplayModel shown;
+    std::vector<bool> leds = std::vector<bool>(board.getConfig().ledCount);
+    bool allLedsOn = false;
+    bool ledsWork = true;
+    bool polling = false;
+    bool hasCallback = false;
+    std::vector<bool> pressed = std::vector<bool>(board.getConfig().keyCount); ///< keys
+    std::vector<bool> keys; ///< at the last scan, up to the first one that could not be read at construction
 };
 
 const std::map<char, void (*)(Laboratory&)> Laboratory::operations = {
     {'p',
      [](Laboratory& lab) {
-         const unsigned row = lab.choices.below(PanelModel::memoryColumns); // mostly 0 to 2 in inputs written by hand
-         const drawing::DisplayLine line = lab.chooseLine();
+         const unsigned row = lab.below(256);
+         const drawing::DisplayLine line = lab.line();
          lab.onDisplay([&](auto& on) { return on.printLine(row, line); });
      }},
     {'P',
      [](Laboratory& lab) {
-         drawing::DisplayBuffer page(25, lab.choices.below(5));
+         drawing::DisplayBuffer page(25, lab.below(5));
          for (unsigned i = 0; i < page.getLineCount(); ++i) {
-             page.setDisplayLine(i, lab.chooseLine());
+             page.setDisplayLine(i, lab.line());
          }
          lab.onDisplay([&](auto& on) { return on.printBuffer(page); });
      }},
     {'w', [](Laboratory& lab) { lab.onDisplay([](auto& on) { return on.swapPage(); }); }},
     {'c', [](Laboratory& lab) { lab.onDisplay([](auto& on) { return on.clear(); }); }},
-    {'e', [](Laboratory& lab) { lab.onDisplay([on = lab.choices.flag()](auto& of) { return of.enable(on); }); }},
-    {'x', [](Laboratory& lab) { lab.onDisplay([](auto& on) { return on.resetController(); }); }},
-    {'B', [](Laboratory& lab) { lab.onDisplay([on = lab.choices.flag()](auto& of) { return of.setBacklight(on); }); }},
+    {'e', [](Laboratory& lab) { lab.onDisplay([on = lab.flag()](auto& of) { return of.enable(on); }); }},
+    {'B', [](Laboratory& lab) { lab.onDisplay([on = lab.flag()](auto& of) { return of.setBacklight(on); }); }},
     {'r', [](Laboratory& lab) { lab.restart(); }},
+    {'x',
+     [](Laboratory& lab) { // takes the chip's registers: nothing is shown before a restart
+         lab.onDisplay([](auto& on) { return on.resetController(); });
+         lab.compare();
+         lab.restart();
+     }},
     {'l',
      [](Laboratory& lab) {
-         const unsigned led = lab.choices.below(mostLeds + 1);
-         const bool on = lab.choices.flag();
-         const bool isThere = lab.model.setLed(led, on);
-         lab.onLeds([&] { return lab.panel->setLed(led, on); }, [&] { return isThere; });
-         lab.requireErrors(0);
+         const unsigned led = lab.below(mostLeds + 1);
+         const bool on = lab.flag();
+         const bool isThere = lab.setLedOfModel(led, on);
+         const std::optional<bool> result = lab.run([&] { return lab.panel->setLed(led, on); }, true);
+         require(!result || *result == (isThere && !lab.pins.record.refused), "whether an LED is set");
      }},
-    {'L', [](Laboratory& lab) { lab.setAllLeds(lab.choices.flag()); }},
+    {'L', [](Laboratory& lab) { lab.setAllLeds(lab.flag()); }},
     {'s', [](Laboratory& lab) { lab.start(); }},
-    {'S', [](Laboratory& lab) { lab.stop(); }},
+    {'S',
+     [](Laboratory& lab) {
+         lab.polling = lab.allLedsOn = false;
+         lab.leds.assign(lab.leds.size(), false);
+         lab.run([&] { return lab.panel->stop(), true; }, true);
+     }},
     {'k',
      [](Laboratory& lab) {
-         const unsigned key = lab.choices.below(mostKeys);
-         if (key < lab.board.getConfig().keyCount) {
-             lab.choices.flag() ? lab.board.press(key) : lab.board.release(key);
+         const unsigned key = lab.below(mostKeys);
+         if (key < lab.pressed.size()) {
+             lab.pressed[key] = lab.flag();
+             lab.pressed[key] ? lab.board.press(key) : lab.board.release(key);
          }
      }},
-    {'q', [](Laboratory& lab) { lab.scan(1 + lab.choices.below(10)); }},
+    {'q', [](Laboratory& lab) { lab.scan(1 + lab.below(10)); }},
     {'b',
      [](Laboratory& lab) {
-         lab.reaction = static_cast<Reaction>(lab.choices.below(4));
-         lab.panel->connectAnyKeyChangedCb(nullptr);
-         if (lab.reaction != Reaction::NoCallback) {
-             lab.panel->connectAnyKeyChangedCb([&lab](unsigned key, bool level) { lab.react(key, level); });
-         }
+         lab.hasCallback = true;
+         lab.panel->connectAnyKeyChangedCb([&lab](unsigned key, bool level) {
+             std::cout << "called: " << key << level << "\n";
+             lab.setLedOfModel(key, level);
+             lab.panel->setLed(key, level);
+         });
      }},
-    {'R', [](Laboratory& lab) { lab.construct(); }},
 };
 
 } // namespace
-
-std::vector<PanelScript> panelScripts()
-{
-    std::vector<PanelScript> scripts;
-    for (const auto& entry : std::filesystem::directory_iterator(PANEL_CORPUS)) {
-        std::ifstream file(entry.path(), std::ios::binary);
-        scripts.push_back({entry.path().filename(), {std::istreambuf_iterator<char>(file), {}}});
-    }
-    return scripts;
-}
 
 LivedPanel livePanel(std::string_view script, const PinFailure& failure)
 {

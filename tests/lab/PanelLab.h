@@ -1,13 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <string_view>
-#include <vector>
 
 /** Which operation of the pin factory and of the pins fails, how, and for how long. */
 struct PinFailure {
-    enum class Kind {
+    enum Kind {
         Before, ///< a std::runtime_error, without effect
         After,  ///< a std::runtime_error, after the operation has had its effect
         False,  ///< the result false, without effect; init and setValue only
@@ -15,18 +13,9 @@ struct PinFailure {
                 ///< process
     };
     std::uint64_t operation = 0; ///< counted from 1; 0 for none
-    Kind kind = Kind::Before;
+    Kind kind = Before;
     bool lasting = false; ///< whether all after it fail as well
 };
-
-/** A life, spelled in characters. */
-struct PanelScript {
-    std::string name;
-    std::string text;
-};
-
-/** @return the lives of tests/lab/corpus */
-std::vector<PanelScript> panelScripts();
 
 /** What came of a life. */
 struct LivedPanel {
@@ -37,11 +26,10 @@ struct LivedPanel {
 
 /**
  * Lives a panel on the simulated board by a list of operations and compares each with a model of what results,
- * exceptions, error lines, LEDs, key events and page must be. After a failed operation a
- * restart of the display, or a new panel where none was constructed, has to show a page at the end. No pin and no
- * thread may be left.
+ * exceptions, error lines, LEDs, key events and page must be. After a failed operation, a restart of the display, or
+ * construction if that failed, brings all back to the model's state at the end. No pin and no thread may be left.
  *
- * @param script panel and operations, in characters; PanelLab.cpp says what each means
- * @throws std::logic_error that names the operation and the rule that it broke
+ * @param script panel and operations, any bytes; the table in PanelLab.cpp says what each means
+ * @throws std::logic_error that names the rule that was broken
  */
 LivedPanel livePanel(std::string_view script, const PinFailure& failure = {});

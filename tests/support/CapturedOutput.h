@@ -11,7 +11,7 @@
 /** While it lives, it keeps what any thread writes to std::cout and std::cerr; its destructor restores both. */
 class CapturedOutput {
 public:
-    /** @param whenLine is passed each line as it ends, on the thread that writes it */
+    /** @param whenLine is passed each line with its end, on the thread that writes it */
     explicit CapturedOutput(std::function<void(std::string_view line)> whenLine = {}) : onLine(std::move(whenLine))
     {
         coutFormat.copyfmt(std::cout);
@@ -41,7 +41,8 @@ private:
             owner.text += owner.text.empty() || owner.text.back() == '\n' ? mark : "";
             owner.text += traits_type::to_char_type(character);
             if (character == '\n' && owner.onLine) {
-                owner.onLine(owner.lastLine());
+                const std::size_t before = owner.text.rfind('\n', owner.text.size() - 2);
+                owner.onLine(std::string_view(owner.text).substr(before + 1));
             }
             return character;
         }
@@ -52,12 +53,6 @@ private:
         const char* mark;
         std::streambuf* original;
     };
-
-    std::string_view lastLine() const
-    {
-        const std::string_view line = std::string_view(text).substr(0, text.size() - 1);
-        return line.substr(line.rfind('\n') + 1);
-    }
 
     std::function<void(std::string_view)> onLine;
     std::mutex mutex;
