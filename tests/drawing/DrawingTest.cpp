@@ -29,14 +29,6 @@ std::string rendered(const Drawn& drawn)
     return text.str();
 }
 
-/** The first two of its characters are inverted. */
-DisplayLine marked(const std::u16string& text)
-{
-    DisplayLine line(text);
-    EXPECT_TRUE(line.setInverted(0, 1, true));
-    return line;
-}
-
 } // namespace
 
 TEST(DisplayLine, WritesTextAtAnOffset)
@@ -54,7 +46,8 @@ TEST(DisplayLine, WritesTextAtAnOffset)
                  {~0U, u"\0\0z"s, "azcd"},
                  {9, u"\0"s, "abcd"}};
     for (const auto& c : cases) {
-        DisplayLine line = marked(u"abcd");
+        DisplayLine line(u"abcd");
+        EXPECT_TRUE(line.setInverted(0, 1, true));
         CapturedOutput output;
         EXPECT_EQ(line.setLine(c.offset, c.text), c.log.empty()) << c.offset;
         EXPECT_EQ(rendered(line), "'"s + c.line + "' - iinn - cnt: 4");
