@@ -75,7 +75,7 @@ TEST_F(KeyEventQueueTest, DropsTheOldestPressWithItsReleaseWhenFull)
 TEST_F(KeyEventQueueTest, WaitsWithoutBeingBusyUntilClosed)
 {
     const std::clock_t work = std::clock();
-    EXPECT_FALSE(queue->next(50ms));
+    EXPECT_FALSE(queue->next(0ms) || queue->next(50ms));
     EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
     EXPECT_LT(std::clock() - work, CLOCKS_PER_SEC / 50);
     report("0+");
