@@ -24,10 +24,9 @@ constexpr Characters displayed[] = {{0x20, 0x7E}, {0xA0, 0xFF}};
 constexpr Characters encoded[] = {{0, 0x7F}, {0x80, 0x7FF}, {0x800, 0xFFFF}, {0x10000, 0x10FFFF}};
 constexpr Characters surrogates{0xD800, 0xDFFF};
 
-/** Takes a character, or a byte that begins none, off the text. @return its number, or one that no character has */
+/** Takes a character, or a byte that begins none, off the text. @return its number, or 0, which is not displayed */
 std::uint32_t takeCharacter(std::string_view& text)
 {
-    constexpr std::uint32_t none = 0xFFFFFFFF;
     const auto lead = static_cast<unsigned char>(text.front());
     const std::size_t length = lead < 0x80   ? 1
                                : lead < 0xC0 ? 0
@@ -44,7 +43,7 @@ std::uint32_t takeCharacter(std::string_view& text)
     }
     wellFormed = wellFormed && encoded[length - 1].contain(character) && !surrogates.contain(character);
     text.remove_prefix(wellFormed ? length : 1);
-    return wellFormed ? character : none;
+    return wellFormed ? character : 0;
 }
 
 } // namespace

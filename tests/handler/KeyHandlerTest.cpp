@@ -2,17 +2,17 @@
 
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakePins.h"
-#include "tests/support/KeyEvents.h"
+#include "tests/support/VirtualTime.h"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <dlfcn.h>
+#include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <pthread.h>
-#include <regex>
 #include <stdexcept>
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -22,86 +22,72 @@ using namespace std::chrono_literals;
 
 namespace {
 
-std::atomic<bool> noMoreThreads{false};
-
-} // namespace
-
-// Stands before the C library's in the lookup of every library of this process.
-extern "C" __attribute__((visibility("default"))) int
-pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*), void* argument)
-{
-    static const auto real = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
-    return noMoreThreads ? EAGAIN : real(thread, attributes, start, argument);
-}
-
-namespace {
-
 constexpr unsigned base = 30;
 
 class KeyHandlerTest : public testing::Test {
 protected:
-    /** The whole process has one count of held polls; a press resets it. */
-    KeyHandlerTest()
+    /** With these keys pressed, a bit for each. */
+    KeyHandler handlerOf(unsigned keyCount, unsigned pressed = 0)
     {
-        KeyHandler key = handlerOf(1);
-        pins.levels[base] = true;
-        EXPECT_EQ(poll(key, 1, 1), "0+");
-        pins.levels[base] = false;
-    }
-    KeyHandler handlerOf(unsigned keyCount)
-    {
+        press(pressed);
         return KeyHandler(std::make_unique<GpioVectorCreator>(pins, base, keyCount));
     }
-    /** Polls as the polling thread does. @return "0+" and "1-" for events, "!" for a throw, "." for a quiet poll */
-    static std::string poll(KeyHandler& keys, unsigned keyCount, unsigned polls)
+    void press(unsigned pressed)
+    {
+        for (unsigned i = 0; i < 12; ++i) {
+            pins.levels.at(base + i) = (pressed >> i & 1U) != 0;
+        }
+    }
+    /** Notes a call as "0+" or "1-". */
+    void note(unsigned key, bool level) { events += std::to_string(key) + (level ? "+" : "-"); }
+    std::function<void(unsigned, bool)> noting(unsigned offset)
+    {
+        return [this, offset](unsigned key, bool level) { note(offset + key, level); };
+    }
+    /** Scans so often with these keys pressed. @return the calls, "." for a scan without one */
+    std::string run(KeyHandler& keys, std::initializer_list<std::pair<unsigned, unsigned>> pressedForScans)
     {
         std::string trace;
-        for (unsigned i = 0; i < polls; ++i) {
-            std::string events;
-            for (unsigned key = 0; key < keyCount; ++key) {
-                try {
-                    bool value = false;
-                    events += keys.fireChangeEvent(key, value) ? std::to_string(key) + (value ? "+" : "-") : "";
-                } catch (const std::exception&) {
-                    events += "!";
-                }
+        for (auto [pressed, scans] : pressedForScans) {
+            press(pressed);
+            for (; scans > 0; --scans) {
+                keys.start(25ms) ? time.awaitSleeper() : time.scan();
+                trace += events.empty() ? "." : std::exchange(events, "");
             }
-            trace += events.empty() ? "." : events;
         }
         return trace;
     }
 
+    VirtualTime time{VirtualTime::Others::Wait};
     FakePins pins;
-    CapturedOutput log;
-    KeyEvents events;
+    CapturedOutput log{[this](std::string_view line) {
+        if (line == "INFO: KeyHandler stop called") {
+            time.wake();
+        }
+    }};
+    std::string events; ///< while nobody scans, the polling thread sleeps
 };
 
 } // namespace
 
-TEST_F(KeyHandlerTest, ReportsPressReleaseAndRepeats)
+TEST_F(KeyHandlerTest, ReportsPressReleaseAndRepeatsWithOneCountForAllKeysAndHandlers)
 {
-    KeyHandler keys = handlerOf(2);
-    std::string trace = poll(keys, 2, 1);
-    pins.levels[base + 1] = true;
-    trace += poll(keys, 2, 21);
-    pins.levels[base + 1] = false;
-    EXPECT_EQ(trace + poll(keys, 2, 2), ".1+........1+........1+..1-.");
-}
-
-TEST_F(KeyHandlerTest, RepeatsAKeyHeldAtConstructionWithoutAPress)
-{
-    pins.levels[base] = true;
-    KeyHandler keys = handlerOf(1);
-    EXPECT_EQ(poll(keys, 1, 9), "........0+");
-}
-
-TEST_F(KeyHandlerTest, SharesTheRepeatCountAmongKeys)
-{
+    {
+        KeyHandler keys = handlerOf(2);
+        keys.anyKeyChangedCb = noting(0);
+        EXPECT_EQ(run(keys, {{0, 1}, {2, 21}, {0, 2}}), ".1+........1+........1+..1-.");
+    }
+    {
+        KeyHandler keys = handlerOf(1, 1);
+        keys.anyKeyChangedCb = noting(0);
+        EXPECT_EQ(run(keys, {{1, 11}}), "........0+..") << "held at construction";
+        keys.stop();
+        EXPECT_EQ(run(keys, {{1, 7}}), "......0+") << "the count goes on";
+    }
     KeyHandler keys = handlerOf(3);
-    pins.levels[base] = pins.levels[base + 1] = true;
-    const std::string trace = poll(keys, 3, 13);
-    pins.levels[base + 2] = true;
-    EXPECT_EQ(trace + poll(keys, 3, 4), "0+1+....0+...1+...2+..2+");
+    keys.anyKeyChangedCb = noting(0);
+    EXPECT_EQ(run(keys, {{3, 13}, {7, 4}}), "0+1+....0+...1+...2+..2+");
+    EXPECT_EQ(time.pause(), 25ms);
 }
 
 TEST_F(KeyHandlerTest, LeavesOutKeysFromTheFirstThatCannotBeRead)
@@ -110,67 +96,60 @@ TEST_F(KeyHandlerTest, LeavesOutKeysFromTheFirstThatCannotBeRead)
     pins.broken = {"31?"};
     KeyHandler keys = handlerOf(4);
     EXPECT_EQ(log.take(), "! ERROR: unable to get key gpio value: 31\n");
-    pins.levels[base] = pins.levels[base + 2] = true;
-    EXPECT_EQ(poll(keys, 4, 1), "0+!!!");
+    keys.anyKeyChangedCb = noting(0);
+    EXPECT_EQ(run(keys, {{5, 1}}), "0+");
+    keys.stop();
     bool value = false;
+    EXPECT_THROW(keys.fireChangeEvent(1, value), Broken);
     EXPECT_THROW(keys.fireChangeEvent(2, value), std::out_of_range);
     EXPECT_TRUE(value);
     EXPECT_THROW(keys.fireChangeEvent(4, value), std::out_of_range);
 }
 
-TEST_F(KeyHandlerTest, LogsEachEventInTheStreamsNumberBaseAndSurvivesTheCallback)
+TEST_F(KeyHandlerTest, LogsEachEventThatHasACallbackInTheStreamsNumberBaseAndSurvivesTheCallback)
 {
     std::cout << std::hex;
     KeyHandler keys = handlerOf(12);
-    keys.anyKeyChangedCb = [this](unsigned key, bool level) {
-        events.add(key, level);
+    run(keys, {{1U << 10, 1}});
+    keys.replaceCallback([this](unsigned key, bool level) {
+        note(key, level);
         throw std::runtime_error("the application's own");
-    };
-    EXPECT_TRUE(keys.start(1ms));
-    EXPECT_FALSE(keys.start(1ms));
-    pins.levels[base + 11] = true;
-    EXPECT_TRUE(events.waitFor("11+"));
-    pins.levels[base + 11] = false;
-    EXPECT_TRUE(events.waitFor("11-"));
+    });
+    EXPECT_EQ(run(keys, {{3U << 10, 1}, {0, 1}}), "11+10-11-");
     keys.stop();
     keys.stop();
-    const std::string text = log.take();
-    const std::regex lines("(INFO: key event from: b\n){2,}INFO: KeyHandler stop called\n");
-    EXPECT_TRUE(std::regex_match(text, lines)) << text;
+    EXPECT_EQ(log.take(), "INFO: key event from: b\nINFO: key event from: a\nINFO: key event from: b\n"
+                          "INFO: KeyHandler stop called\n");
 }
 
 TEST_F(KeyHandlerTest, InstallsACallbackBetweenEventsAndDestroysTheEarlierOneWithoutALock)
 {
-    pins.levels[base + 1] = true;
-    KeyHandler keys = handlerOf(2);
-    const auto record = [this](unsigned event) {
-        return [this, event](unsigned, bool level) { events.add(event, level); };
-    };
+    KeyHandler keys = handlerOf(2, 2);
     std::shared_ptr<void> end(nullptr, [&](void*) {
-        events.add(4, false);
-        keys.replaceCallback(record(5));
+        note(4, false);
+        keys.replaceCallback(noting(5));
     });
     keys.replaceCallback([&, held = std::move(end)](unsigned key, bool) {
         keys.replaceCallback(nullptr);
-        events.add(key, held.use_count() == 1); // not yet destroyed
+        note(key, held.use_count() == 1); // not yet destroyed
     });
-    pins.levels[base] = true;
-    pins.levels[base + 1] = false;
-    keys.start(1ms);
-    EXPECT_TRUE(events.waitFor("0+4-")) << "the second key's event in the first scan has no callback";
-    pins.levels[base] = false;
-    EXPECT_TRUE(events.waitFor("0+4-5-"));
-    keys.replaceCallback(record(7));
+    EXPECT_EQ(run(keys, {{1, 1}}), "0+4-") << "the second key's event in the scan has no callback";
+    EXPECT_EQ(run(keys, {{0, 1}}), "5-");
+    keys.replaceCallback(noting(7));
     keys.stop();
     keys.anyKeyChangedCb(0, true);
-    EXPECT_TRUE(events.waitFor("7+"));
+    EXPECT_EQ(events, "7+");
 }
 
 TEST_F(KeyHandlerTest, StaysStoppedWhenNoThreadCanBeMade)
 {
+    pthread_attr_t usual;
+    pthread_getattr_default_np(&usual);
+    pthread_attr_t huge = usual;
+    pthread_attr_setstacksize(&huge, SIZE_MAX / 4 * 3);
+    pthread_setattr_default_np(&huge);
     KeyHandler keys = handlerOf(1);
-    noMoreThreads = true;
     EXPECT_THROW(keys.start(1ms), std::system_error);
-    noMoreThreads = false;
+    pthread_setattr_default_np(&usual);
     EXPECT_FALSE(keys.running);
 }

@@ -6,7 +6,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <functional>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
 
 using namespace frontpanelhw::lcd;
 using frontpanelhw::drawing::DisplayLine;
@@ -20,76 +24,54 @@ const std::string ra8803Set =
     "A0=00/0F A1=00/FF A2=00/FF A3=00/FF B0=18/FF B1=2F/FF C0=00/30 C1=08/0C D0=0C/FF F0=D4/FF F1=0F/FF";
 const std::string ra8806Set = "00=08/FF 01=04/FF 10=42/FF " + common + "F0=04/FF";
 
-DisplayLine inverted(const std::u16string& text, unsigned column)
-{
-    DisplayLine line(text);
-    line.setInverted(column, column, true);
-    return line;
-}
-
-class ControllersTest : public testing::Test {
-protected:
+struct ControllersTest : testing::Test {
     Record record;
     FakeLcd lcd{record};
-    Ra8803RegistersController ra8803{lcd};
-    Ra8806RegistersController ra8806{lcd};
-    Ra8822LcdController controller{lcd, std::make_unique<Ra8806RegistersController>(lcd)};
-    CapturedOutput log;
 };
 
 } // namespace
 
-TEST_F(ControllersTest, WriteTheirWholeStartUpSetEvenIfWritesFail)
+TEST_F(ControllersTest, ProfilesWriteTheirRegistersEvenIfSomeFail)
 {
-    EXPECT_EQ(record.take(), "");
-    for (const char* failing : {"", "01=B6/FF", "01=04/FF", "80=64/FF", "F1=0F/FF", "F0=04/FF"}) {
-        record.refused = {failing};
-        const auto succeeds = [&](const std::string& set) {
-            return *failing == '\0' || set.find(failing) == std::string::npos;
-        };
-        EXPECT_EQ(ra8803.initializeRegisterSettings(), succeeds(ra8803Set)) << failing;
-        EXPECT_EQ(ra8806.initializeRegisterSettings(), succeeds(ra8806Set)) << failing;
-        EXPECT_EQ(record.take(), ra8803Set + " " + ra8806Set);
-    }
-}
-
-TEST_F(ControllersTest, SwitchDisplayAndContrast)
-{
-    EXPECT_TRUE(ra8803.enable(true) && ra8803.enable(false) && ra8806.enable(true) && ra8806.enable(false));
-    for (const unsigned percent : {0U, 50U, 99U, 100U, 0xFFFFFFFFU}) {
-        EXPECT_TRUE(ra8803.setContrast(percent) && ra8806.setContrast(percent));
-    }
-    EXPECT_EQ(record.take(), "00=CD 00=C9 00=0C 00=08 D0=00 D0=0F D0=1E D0=1F D0=28") << "the last one wraps around";
-    record.refused = {"00=CD", "00=08", "D0=0F"};
-    EXPECT_FALSE(ra8803.enable(true) || ra8806.enable(false) || ra8803.setContrast(50));
-}
-
-TEST_F(ControllersTest, InvertOnlyOnChange)
-{
-    struct Case {
+    Ra8803RegistersController ra8803(lcd);
+    Ra8806RegistersController ra8806(lcd);
+    const struct {
         IRaController& profile;
-        unsigned char normal;
-        const char* accesses;
-        const char* back;
-    };
-    for (const Case& c : {Case{ra8803, 0x6B, "10? 10? 10=4B 10? 10=6B 10? 10=6B", "10=6B"},
-                          Case{ra8806, 0x42, "10? 10? 10=62 10? 10=42 10? 10=42", "10=42"}}) {
-        lcd.registers[0x10] = c.normal;
-        EXPECT_TRUE(c.profile.setInverted(false));
+        std::string startUp, on, off, contrast, normal, inverted;
+    } chips[] = {{ra8803, ra8803Set, "00=CD", "00=C9", "D0=00 D0=0F D0=1E D0=1F D0=28", "10=6B", "10=4B"},
+                 {ra8806, ra8806Set, "00=0C", "00=08", "", "10=42", "10=62"}};
+    for (const auto& chip : chips) {
+        IRaController& profile = chip.profile;
+        std::istringstream writes(chip.startUp + " none");
+        for (std::string refused; writes >> refused;) {
+            record.refused = {refused};
+            EXPECT_EQ(profile.initializeRegisterSettings(), refused == "none") << refused;
+            EXPECT_EQ(record.take(), chip.startUp);
+        }
+        record.refused = {chip.off, "D0=28"};
+        EXPECT_TRUE(profile.enable(true) && !profile.enable(false));
+        EXPECT_EQ(record.take(), chip.on + " " + chip.off);
+        EXPECT_TRUE(profile.setContrast(0) && profile.setContrast(50) && profile.setContrast(99) &&
+                    profile.setContrast(100));
+        EXPECT_EQ(profile.setContrast(0xFFFFFFFF), chip.contrast.empty());
+        EXPECT_EQ(record.take(), chip.contrast) << "the last one wraps around";
+
+        EXPECT_TRUE(profile.setInverted(false));
         lcd.initialized = false;
-        EXPECT_FALSE(c.profile.setInverted(true));
+        EXPECT_FALSE(profile.setInverted(true));
         lcd.initialized = true;
         record.refused = {"10?"};
-        EXPECT_FALSE(c.profile.setInverted(true));
-        record.refused = {c.back};
-        EXPECT_TRUE(c.profile.setInverted(true) && c.profile.setInverted(true));
-        EXPECT_FALSE(c.profile.setInverted(false) || c.profile.setInverted(false)) << "tries again";
-        EXPECT_EQ(record.take(), c.accesses);
+        EXPECT_FALSE(profile.setInverted(true));
+        record.refused = {chip.normal};
+        EXPECT_TRUE(profile.setInverted(true) && profile.setInverted(true));
+        EXPECT_FALSE(profile.setInverted(false) || profile.setInverted(false)) << "tries again";
+        EXPECT_EQ(record.take(), "10? 10? " + chip.inverted + " 10? " + chip.normal + " 10? " + chip.normal);
     }
 }
 
 TEST_F(ControllersTest, PrepareTheDisplayEvenIfStepsFail)
 {
+    CapturedOutput log;
     for (const std::string failing : {"", "status", "01=B6/FF", "12=92", "F0=DC", "00=CD", "D0=0F", "BL=1"}) {
         record.refused = {failing};
         EXPECT_EQ(Ra8822LcdController(lcd, std::make_unique<Ra8803RegistersController>(lcd)).init(),
@@ -98,69 +80,59 @@ TEST_F(ControllersTest, PrepareTheDisplayEvenIfStepsFail)
         std::cout << 16 << std::dec;
         EXPECT_EQ(log.take(), std::string("INFO: status register: ") + (failing == "status" ? "0" : "1") + " 0xa\n10");
     }
-}
-
-TEST_F(ControllersTest, RefuseAnUninitialisedBus)
-{
     lcd.initialized = false;
-    EXPECT_FALSE(controller.clear() || controller.enable(true) || controller.setCursor(0, 0) ||
-                 controller.setContrast(1) || controller.swapPage() || controller.printLine(0, DisplayLine(1)) ||
-                 controller.isInitialized() || controller.init());
-    EXPECT_EQ(log.take(), "INFO: status register: 0 0x0\n");
-    lcd.initialized = true;
-    EXPECT_TRUE(controller.swapPage());
-    EXPECT_EQ(record.take(), ra8806Set + " BL=1 12=92") << "every step of init runs, refused swaps change nothing";
+    Ra8822LcdController dead(lcd, std::make_unique<Ra8803RegistersController>(lcd));
+    EXPECT_FALSE(dead.init() || dead.isInitialized());
+    EXPECT_EQ(record.take() + log.take(), ra8803Set + " BL=1INFO: status register: 0 0x0\n");
 }
 
-TEST_F(ControllersTest, MoveTheCursorOnlyWhereItDoesNotStand)
+TEST_F(ControllersTest, RefuseAnUninitialisedBusAndOtherwiseReturnWhetherAllAccessesSucceed)
 {
-    record.refused = {"60=07", "70=30"};
-    EXPECT_TRUE(controller.setCursor(0, 1) && controller.setCursor(0, 1) && controller.setCursor(5, 1));
-    EXPECT_TRUE(controller.setCursor(5, 2));
-    EXPECT_FALSE(controller.setCursor(7, 4));
-    EXPECT_FALSE(controller.setCursor(7, 3));
-    EXPECT_TRUE(controller.setCursor(7, 3) && controller.setCursor(256 + 9, 16));
-    EXPECT_EQ(record.take(), "60=00 70=10 60=05 70=20 60=07 70=30 60=09 70=00");
-}
-
-TEST_F(ControllersTest, PrintCellByCellUpToAFailure)
-{
-    lcd.registers[0x10] = 0x42;
-    EXPECT_TRUE(controller.printLine(1, inverted(u"A\u0141c", 1)));
-    EXPECT_EQ(record.take(), "60=00 70=10 d41 10? 10=62 d41 10? 10=42 d63");
-    EXPECT_TRUE(controller.printLine(1, DisplayLine(27)));
-    const std::string cells = record.take();
-    EXPECT_EQ(std::count(cells.begin(), cells.end(), 'd'), 27) << "nothing is clipped";
-    EXPECT_TRUE(controller.printLine(1, DisplayLine()) && controller.setCursor(0, 1));
-
-    record.refused = {"d62", "10?"};
-    EXPECT_FALSE(controller.printLine(1, DisplayLine(u"abc")));
-    EXPECT_TRUE(controller.setCursor(1, 1)) << "the cell that failed did not move the cursor";
-    EXPECT_FALSE(controller.printLine(2, inverted(u"abc", 1)));
-    record.refused = {"60=00"};
-    EXPECT_FALSE(controller.printLine(2, DisplayLine(u"abc")));
-    EXPECT_EQ(record.take(), "60=00 d61 d62 60=00 70=20 d61 10? 60=00");
-}
-
-TEST_F(ControllersTest, SwapClearAndCheckTheContrast)
-{
-    Ra8822LcdController onRa8803(lcd, std::make_unique<Ra8803RegistersController>(lcd));
-    record.refused = {"12=A1"};
-    EXPECT_TRUE(onRa8803.swapPage());
-    EXPECT_FALSE(onRa8803.swapPage());
-    EXPECT_TRUE(onRa8803.swapPage()) << "pages change also when the write fails";
-    EXPECT_TRUE(onRa8803.setContrast(100));
-    EXPECT_FALSE(onRa8803.setContrast(101) || onRa8803.setContrast(300));
+    using Text = Ra8822LcdController;
+    const auto inverted = [](const std::u16string& text) {
+        DisplayLine line(text);
+        line.setInverted(1, 1, true);
+        return line;
+    };
+    const struct {
+        std::function<bool(Text&)> operation;
+        std::string accesses, refused = "";
+    } rows[] = {
+        {[](Text& t) { return t.setCursor(0, 1) && t.setCursor(0, 1) && t.setCursor(5, 1) && t.setCursor(5, 2); },
+         "60=00 70=10 60=05 70=20"},
+        {[](Text& t) { return t.setCursor(7, 4); }, "60=07", "60=07"},
+        {[](Text& t) { return t.setCursor(7, 3); }, "70=30", "70=30"},
+        {[](Text& t) { return t.setCursor(7, 3) && t.setCursor(256 + 9, 16); }, "60=09 70=00"},
+        {[&](Text& t) { return t.printLine(1, inverted(u"A\u0141c")) && t.setCursor(3, 1); },
+         "60=00 70=10 d41 10? 10=4B d41 10? 10=6B d63"},
+        {[](Text& t) { return t.printLine(1, DisplayLine()) && t.printLine(1, DisplayLine(26)); },
+         "60=00 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 d20 "
+         "d20"},
+        {[](Text& t) { return t.printLine(1, DisplayLine(u"abc")); }, "60=00 d61 d62", "d62"},
+        {[&](Text& t) { return t.setCursor(1, 1) && t.printLine(2, inverted(u"abc")); }, "60=00 70=20 d61 10?", "10?"},
+        {[](Text& t) { return t.printLine(2, DisplayLine(u"abc")); }, "60=00", "60=00"},
+        {[](Text& t) { return t.swapPage() && t.swapPage(); }, "12=92 12=A1", "12=A1"},
+        {[](Text& t) { return t.swapPage() && t.enable(true) && t.setContrast(100); }, "12=92 00=CD D0=1F"},
+        {[](Text& t) { return t.enable(true); }, "00=CD", "00=CD"},
+        {[](Text& t) { return t.setContrast(0) && t.setContrast(101); }, "D0=00", "101"},
+        {[](Text& t) { return t.clear() && t.clear(); }, "F0? F0=DC F0? F0=DC"},
+        {[](Text& t) { return t.clear(); }, "F0?", "F0?"},
+    };
+    Text text(lcd, std::make_unique<Ra8803RegistersController>(lcd));
+    lcd.registers[0x10] = 0x6B;
     lcd.registers[0xF0] = 0xD4;
-    EXPECT_TRUE(onRa8803.clear());
-    record.refused = {"F0?"};
-    EXPECT_FALSE(onRa8803.clear());
-    EXPECT_EQ(record.take(), "12=92 12=A1 12=92 D0=1F F0? F0=DC F0?");
+    for (const auto& row : rows) {
+        lcd.initialized = false;
+        EXPECT_FALSE(row.operation(text));
+        EXPECT_EQ(record.take(), "");
+        lcd.initialized = true;
+        record.refused = {row.refused};
+        EXPECT_EQ(row.operation(text), row.refused.empty());
+        EXPECT_EQ(record.take(), row.accesses);
+    }
     for (const bool ok : {true, false}) {
-        EXPECT_EQ(onRa8803.resetController(), ok);
-        EXPECT_EQ(onRa8803.setBacklight(false), ok);
-        EXPECT_EQ(onRa8803.deinit(), ok);
+        record.refused = ok ? std::set<std::string>() : std::set<std::string>{"reset", "BL=0", "deinit"};
+        EXPECT_TRUE(text.resetController() == ok && text.setBacklight(false) == ok && text.deinit() == ok);
         EXPECT_EQ(record.take(), "reset BL=0 deinit");
-        record.refused = {"reset", "BL=0", "deinit"};
     }
 }

@@ -7,33 +7,39 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <memory>
+#include <string>
+
 using namespace frontpanelhw::lcd;
 
 namespace {
 
 constexpr unsigned char ra8803Id = 0xC9;
 
-const std::string resetWaveform =
-    "data->out data=FF RS=1 CS=0 RD=0 WR=0 RST=0 CS=1 1ms RST=1 300ms RST=0 1ms CS=0 60ms";
-/** Register 0 read as an RA8803, up to the byte that identifies the chip. */
-const std::string idWaveform = "data=00 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data->in RS=0 CS=1 RD=1 10us data?";
+const std::string configuration =
+    "init 0 out 0 init 1 out 0 init 2 out 0 init 3 out 0 init 4 out 0 init 5 out 0 init 6 out 0 init 7 out 0 "
+    "init 8 out 0 init 9 inverted out 0 init 10 inverted out 0 init 11 inverted out 0 init 12 inverted out 0 "
+    "init 13 out 0";
+const std::string reset = "data->out data=FF RS=1 CS=0 RD=0 WR=0 RST=0 CS=1 1ms RST=1 300ms RST=0 1ms CS=0 60ms ";
+const std::string idRead = "data=00 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data->in RS=0 CS=1 RD=1 10us data?";
 
 /** A driver on fake pins, in the order of the timing diagram. */
 struct Bus {
-    Bus() { pins.take(); }
-    /** Initialises the driver with a chip that identifies itself by this byte. */
-    explicit Bus(unsigned char id)
-    {
-        respond(id);
-        EXPECT_TRUE(lcd.init());
-        pins.take();
-        log.take();
-    }
-    void respond(unsigned char byte)
+    /** With a chip that always responds with this byte. */
+    explicit Bus(unsigned char byte)
     {
         for (unsigned i = 0; i < 8; ++i) {
             pins.levels.at(i) = (byte >> i & 1U) != 0;
         }
+        pins.take();
+    }
+    /** Leaves the data lines as inputs. */
+    void init()
+    {
+        EXPECT_TRUE(lcd.init());
+        pins.take();
+        log.take();
     }
 
     FakePins pins;
@@ -45,135 +51,104 @@ struct Bus {
 
 } // namespace
 
-TEST(LcdRa8822Gpios, AreAllConfiguredEvenIfOneRefuses)
+TEST(LcdRa8822, ConfiguresAllPinsEvenIfOneRefusesAndThenResetsTheChip)
 {
     for (unsigned refused = 0; refused <= 14; ++refused) {
-        FakePins pins;
-        const std::string number = std::to_string(refused);
-        pins.refused = {"init " + number + " out 0", "init " + number + " inverted out 0"};
-        const auto gpios = LcdRa8822GpioCreator(pins).create();
-        pins.take();
-        EXPECT_EQ(initGpios(*gpios, false), refused == 14) << refused;
-        EXPECT_EQ(pins.take(), "init 0 out 0 init 1 out 0 init 2 out 0 init 3 out 0 init 4 out 0 init 5 out 0 "
-                               "init 6 out 0 init 7 out 0 init 8 out 0 init 9 inverted out 0 init 10 inverted out 0 "
-                               "init 11 inverted out 0 init 12 inverted out 0 init 13 out 0");
+        Bus bus(0);
+        const std::string pin = "init " + std::to_string(refused);
+        bus.pins.refused = {pin + " out 0", pin + " inverted out 0"};
+        bus.pins.broken = {"12=1"};
+        EXPECT_FALSE(bus.lcd.init() || bus.lcd.isInitialized()) << refused;
+        EXPECT_EQ(bus.pins.take().rfind(configuration, 0), 0U);
+        EXPECT_EQ(bus.log.take(), refused < 14 ? "! ERROR: failed to initialize one or more gpio(s)\n"
+                                               : "! ERROR: unable to reset lcd controller; broken\n"
+                                                 "! ERROR: error while resetting lcd controller\n");
     }
 }
 
-TEST(LcdRa8822, ResetsAndIdentifiesTheChip)
+TEST(LcdRa8822, IdentifiesTheChipProducesItsBusCyclesAndReportsAPinThatThrows)
 {
-    struct Case {
+    const struct {
         unsigned char id;
-        std::set<std::string> broken;
         unsigned type;
-        const char* end;
-        const char* line;
-    };
-    for (const Case& c : {Case{ra8803Id, {}, 0, " RD=0 CS=0 1us", "INFO: LcdControl c9\nff"},
-                          Case{0x0F, {}, 1, " RD=0 CS=0 1us", "INFO: LcdControl f\nff"},
-                          Case{ra8803Id,
-                               {"7?"},
-                               1,
-                               "",
-                               "! ERROR: unable to read lcd controller register '0'; broken\n"
-                               "INFO: LcdControl 0\nff"}}) {
-        Bus bus;
-        bus.respond(c.id);
-        bus.pins.broken = c.broken;
+        std::string log, broken = "";
+    } chips[] = {{ra8803Id, LcdRa8822::ra8803, "INFO: LcdControl c9\nff"},
+                 {0x0F, LcdRa8822::ra8806, "INFO: LcdControl f\nff"},
+                 {ra8803Id, LcdRa8822::ra8806,
+                  "! ERROR: unable to read lcd controller register '0'; broken\nINFO: LcdControl 0\nff", "7?"}};
+    for (const auto& chip : chips) {
+        Bus bus(chip.id);
+        bus.pins.broken = {chip.broken};
         EXPECT_TRUE(bus.lcd.init() && bus.lcd.isInitialized());
-        const std::string waveform = bus.pins.takeWaveform();
-        EXPECT_EQ(waveform.substr(waveform.find("data->out")), resetWaveform + " " + idWaveform + c.end);
-        EXPECT_EQ(bus.lcd.lcdType(), c.type);
+        EXPECT_EQ(bus.pins.takeWaveform().rfind(configuration + " " + reset + idRead, 0), 0U);
         std::cout << 255;
-        EXPECT_EQ(bus.log.take(), c.line);
-        bus.pins.broken.clear();
-        bus.respond(ra8803Id);
-        EXPECT_TRUE(bus.lcd.init());
-        EXPECT_EQ(bus.lcd.lcdType(), c.type) << "a variant once found is kept";
-    }
-}
+        EXPECT_EQ(bus.log.take(), chip.log);
 
-TEST(LcdRa8822, ProducesTheBusCyclesOfBothVariants)
-{
-    const std::string statusRead = "data->in RS=1 CS=1 RD=1 WR=0 10us data? RD=0 CS=0 ";
-    const std::string ra8803 =
-        "data->out data=12 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=A1 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us "
-        "data=FE RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=01 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us "
-        "data=41 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 "
-        "data=10 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data->in RS=0 CS=1 RD=1 10us data? RD=0 CS=0 1us " +
-        statusRead + "data->out data=80 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 ";
-    const std::string ra8806 =
-        "data->out data=12 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=A1 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us "
-        "data=FE RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=01 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us "
-        "data=B0 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=41 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 "
-        "data=10 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data->in RS=0 CS=1 RD=1 10us data? RD=0 CS=0 1us " +
-        statusRead +
-        "data->out data=B0 RS=1 CS=1 RD=0 WR=1 10us WR=0 CS=0 1us data=80 RS=0 CS=1 RD=0 WR=1 10us WR=0 CS=0 ";
-    for (const bool isRa8803 : {true, false}) {
-        Bus bus(isRa8803 ? ra8803Id : 0);
-        bus.respond(0x8B);
-        unsigned char value = 0;
-        unsigned char status = 0;
-        EXPECT_TRUE(bus.lcd.writeCmd(0x12, 0xA1) && bus.lcd.writeCmd(0xFE, 0x01) && bus.lcd.writeData(0x41));
-        EXPECT_TRUE(bus.lcd.readCmd(0x10, value) && bus.lcd.readStatus(status) && bus.lcd.writeData(0x80));
-        EXPECT_TRUE(bus.lcd.setBacklight(true) && bus.lcd.resetController());
-        EXPECT_EQ(bus.pins.takeWaveform(), (isRa8803 ? ra8803 : ra8806) + "BL=1 " + resetWaveform);
-        EXPECT_EQ(value, 0x8B);
-        EXPECT_EQ(status, 0x8B);
+        const bool isRa8803 = chip.type == LcdRa8822::ra8803;
+        const std::string address = std::string(isRa8803 ? "0" : "1") + " CS=1 RD=0 WR=1 10us WR=0 CS=0 1us ";
+        const std::string write = "data=12 RS=" + address + "data=A1 RS=0 CS=1 WR=1 10us WR=0 CS=0 1us ";
+        const std::string read =
+            "data->out data=FE RS=" + address + "data->in RS=0 CS=1 RD=1 10us data? RD=0 CS=0 1us ";
+        const std::string data =
+            (isRa8803 ? "data=41 RS=1" : "data=B0 RS=" + address + "data=41 RS=0") + " CS=1 RD=0 WR=1 10us WR=0 CS=0 ";
+        const std::string status = "data->in RS=1 CS=1 RD=1 WR=0 10us data? RD=0 CS=0 ";
+        unsigned char byte = 0;
+        const struct {
+            std::function<bool()> operation;
+            std::string waveform, broken, error;
+            bool always = false;
+        } rows[] = {{[&] { return bus.lcd.writeCmd(0x12, 0xA1) && bus.lcd.writeCmd(0x12, 0xA1); },
+                     "data->out " + write + write, "out 1", "write lcd controller command '161' to register '18';"},
+                    {[&] { return bus.lcd.writeData(0x41) && bus.lcd.writeData(0x41); }, "data->out " + data + data,
+                     "9=1", "write lcd controller data;"},
+                    {[&] { return bus.lcd.readCmd(0xFE, byte) && byte == chip.id && bus.lcd.writeData(0x41); },
+                     read + "data->out " + data, "7?", "read lcd controller register '254';"},
+                    {[&] { return bus.lcd.readStatus(byte) && byte == chip.id && bus.lcd.writeData(0x41); },
+                     status + "data->out " + data, "7?", "read lcd controller status"},
+                    {[&] { return bus.lcd.setBacklight(true); }, "BL=1 ", "13=1", "set lcd backlight gpio value;"},
+                    {[&] { return bus.lcd.resetController(); }, reset, "12=1", "reset lcd controller;", true}};
+        for (const auto& row : rows) {
+            bus.init();
+            EXPECT_EQ(bus.lcd.lcdType(), chip.type) << "a variant once found is kept";
+            EXPECT_TRUE(row.operation()) << row.error;
+            EXPECT_EQ(bus.pins.takeWaveform() + " " + bus.log.take(), row.waveform);
+            bus.init();
+            bus.pins.broken = {row.broken};
+            EXPECT_FALSE(row.operation() || row.operation());
+            const std::string line = "! ERROR: unable to " + row.error + " broken\n";
+            EXPECT_EQ(bus.log.take(), line + line);
+            bus.pins.broken.clear();
+            EXPECT_TRUE(bus.lcd.deinit());
+            bus.pins.take();
+            EXPECT_EQ(row.operation(), row.always);
+            EXPECT_TRUE(bus.lcd.getData() == 0 && bus.pins.take().empty() == !row.always) << row.error;
+        }
     }
-}
-
-TEST(LcdRa8822, RefusesAccessWhileNotInitialised)
-{
-    Bus bus;
-    unsigned char byte = 7;
-    const auto refusesAll = [&] {
-        return !bus.lcd.setBacklight(true) && !bus.lcd.writeCmd(1, 2) && !bus.lcd.readCmd(1, byte) &&
-               !bus.lcd.readStatus(byte) && !bus.lcd.writeCmdAndVerify(1, 2, 0) && !bus.lcd.writeData(3) &&
-               bus.lcd.getData() == 0 && byte == 7 && !bus.lcd.isInitialized();
-    };
-    EXPECT_TRUE(refusesAll());
-    EXPECT_TRUE(bus.lcd.resetController());
-    EXPECT_EQ(bus.pins.takeWaveform(), resetWaveform);
-    EXPECT_TRUE(bus.lcd.init() && bus.lcd.deinit());
-    bus.pins.take();
-    EXPECT_TRUE(refusesAll());
-    EXPECT_EQ(bus.pins.take(), "");
 }
 
 TEST(LcdRa8822, ChecksTheBitsOfTheMask)
 {
-    struct Case {
+    const std::string unwritten = "! ERROR: unable to write lcd controller command '32' to register '16'; broken\n";
+    const std::string unread = "! ERROR: unable to read lcd controller register '16'; broken\n";
+    const struct {
         unsigned char value, readBack, mask;
-        std::string warning;
-    };
-    for (const Case& c : {Case{0x6B, 0x4B, 0xFF, "WARNING: value '107' written to register 16 read back as '75'\n"},
-                          Case{0x6B, 0x6B, 0xFF, ""}, Case{0x55, 0xAA, 0x00, ""}, Case{0x6B, 0x1B, 0x0F, ""},
-                          Case{0x6C, 0x1B, 0x0F, "WARNING: value '12' written to register 16 read back as '11'\n"}}) {
-        Bus bus(ra8803Id);
-        bus.respond(c.readBack);
-        std::cout << std::hex;
-        EXPECT_EQ(bus.lcd.writeCmdAndVerify(0x10, c.value, c.mask), c.warning.empty());
-        EXPECT_EQ(bus.log.take(), c.warning);
-    }
-}
-
-TEST(LcdRa8822, StopsAtAPinThatThrows)
-{
-    Bus dead;
-    dead.pins.broken = {"12=1"};
-    EXPECT_FALSE(dead.lcd.init() || dead.lcd.isInitialized());
-    EXPECT_EQ(dead.log.take(), "! ERROR: unable to reset lcd controller; broken\n"
-                               "! ERROR: error while resetting lcd controller\n");
-    Bus bus(ra8803Id);
-    std::cerr << std::hex;
-    bus.pins.broken = {"out 1"};
-    EXPECT_FALSE(bus.lcd.writeCmd(0x12, 0xA1));
-    EXPECT_EQ(bus.log.take(), "! ERROR: unable to write lcd controller command '161' to register '18'; broken\n");
-    EXPECT_FALSE(bus.lcd.writeCmd(0x12, 0xA1));
-    EXPECT_EQ(bus.pins.take(), "out 0 out 1 out 0 out 1") << "the direction is still taken for input";
-    for (const char* failing : {"5?", "5=1", "9=1"}) { // the read, the write, both
-        bus.pins.broken = {failing};
-        EXPECT_FALSE(bus.lcd.writeCmdAndVerify(0x01, 0x20, 0)) << failing;
+        std::string log, broken = "";
+    } cases[] = {{0x6B, 0x4B, 0xFF, "WARNING: value '107' written to register 16 read back as '75'\n"},
+                 {0x6B, 0x6B, 0xFF, ""},
+                 {0x55, 0xAA, 0x00, ""},
+                 {0x6B, 0x1B, 0x0F, ""},
+                 {0x6C, 0x1B, 0x0F, "WARNING: value '12' written to register 16 read back as '11'\n"},
+                 {0x20, 0x00, 0x00, unread, "7?"},
+                 {0x20, 0x00, 0x00, unwritten, "5=1"},
+                 {0x20, 0x00, 0x00, unwritten + unread, "9=1"}};
+    for (const auto& c : cases) {
+        Bus bus(c.readBack);
+        EXPECT_FALSE(bus.lcd.writeCmdAndVerify(0x10, c.value, c.mask)) << "not initialised";
+        bus.init();
+        EXPECT_TRUE(bus.lcd.getLines() == 3 && bus.lcd.getChars() == 25);
+        bus.pins.broken = {c.broken};
+        (std::cout << std::hex, std::cerr << std::hex);
+        EXPECT_EQ(bus.lcd.writeCmdAndVerify(0x10, c.value, c.mask), c.log.empty());
+        EXPECT_EQ(bus.log.take(), c.log);
     }
 }
