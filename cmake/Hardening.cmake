@@ -22,6 +22,6 @@ if(NOT FRONTPANELHW_SANITIZE AND NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE")
         $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>)
 endif()
 
-# Position-independent code is asked for anyway; this has programs linked as such, whatever the compiler's default.
+# All code is position-independent; this links programs as such, whatever the compiler's default.
 check_pie_supported(LANGUAGES CXX)
 add_link_options(LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)

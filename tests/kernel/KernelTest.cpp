@@ -2,295 +2,106 @@
 #include "panelsim/board/Board.h"
 #include "panelsim/picture/PanelText.h"
 
-#include <atomic>
 #include <chrono>
-#include <csignal>
+#include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
-#include <fstream>
-#include <functional>
-#include <future>
 #include <gtest/gtest.h>
-#include <initializer_list>
-#include <map>
+#include <optional>
+#include <regex>
 #include <string>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
+#include <utility>
+#include <vector>
 
-using panelsim::BoardConfig;
-using panelsim::ChipVariant;
+using namespace panelsim;
 
 namespace {
 
-/** A shell command that runs next to the tests. */
-class Process {
-public:
-    explicit Process(const std::string& command) : pid(fork())
-    {
-        if (pid == 0) {
-            execl("/bin/sh", "sh", "-c", ("exec >/tmp/$$ 2>&1; " + command).c_str(), nullptr);
-            _exit(127);
+std::optional<Board> board; // behind the module's lines, whose numbers are the board's
+
+/** Does with the board what the module sends. */
+void serve(int module)
+{
+    for (unsigned char operation[2]; recv(module, operation, sizeof operation, 0) == sizeof operation;) {
+        const auto [gpio, action] = operation;
+        const unsigned char result = action == 3 && board->read(gpio) ? 1 : 0;
+        if (action < 2) {
+            board->makeOutput(gpio, action == 1);
+        } else if (action == 2) {
+            board->makeInput(gpio);
         }
+        send(module, &result, sizeof result, 0);
     }
+}
 
-    /** @return what it has written up to now, without the library's messages */
-    std::string output() const
-    {
-        std::ifstream file("/tmp/" + std::to_string(pid));
-        std::string text;
-        for (std::string line; std::getline(file, line);) {
-            text += line.rfind("INFO: ", 0) == 0 ? "" : line + "\n";
-        }
-        return text;
-    }
-
-    void send(int signal) const { kill(pid, signal); }
-
-    /** Waits for its end. @return status and output, with a blank between them */
-    std::string end() const
-    {
-        int status = 0;
-        waitpid(pid, &status, 0);
-        return std::to_string(WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status)) + " " + output();
-    }
-
-private:
-    pid_t pid;
-};
-
+/** Runs a shell command. @return its status and, after a blank, what it prints, without the library's messages */
 std::string run(const std::string& command)
 {
-    return Process(command).end();
+    FILE* const output = popen(("exec 2>&1; " + command + "\nexit $?").c_str(), "r");
+    std::string text(10000, ' ');
+    text.resize(fread(text.data(), 1, text.size(), output));
+    return std::to_string(WEXITSTATUS(pclose(output))) + " " + std::regex_replace(text, std::regex("INFO: .*\n"), "");
 }
 
-/** A board behind the module's lines, whose numbers are the board's. There is one at a time. */
-class Rig {
-public:
-    /** As the module writes it: i makes the line an input, o an output of that level; s sets its level, g gets it. */
-    struct Operation {
-        char letter;
-        unsigned char gpio;
-        bool level;
-    };
+/** @return the panel as text, without the frame of its display */
+std::string drawn()
+{
+    const std::string panel = drawPanel(board->getConfig(), board->view(), TextStyle::Plain);
+    return std::regex_replace(panel, std::regex(" *(│|┌|─|┐|└|┘) ?"), "");
+}
 
-    explicit Rig(const BoardConfig& config) : board(config)
+struct KernelTest : testing::Test {
+    static void SetUpTestSuite()
     {
-        current = this;
-        static const bool serving = (std::thread(serve).detach(), true);
-        EXPECT_TRUE(serving);
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);
+        std::thread(serve, ends[0]).detach();
+        ASSERT_EQ(run("insmod /tests/panel_gpio.ko descriptor=" + std::to_string(ends[1])), "0 ");
     }
-    ~Rig() { current = nullptr; }
-
-    Rig(const Rig&) = delete;
-    Rig& operator=(const Rig&) = delete;
-
-    std::string drawn() const { return drawPanel(board.getConfig(), board.view(), panelsim::TextStyle::Plain); }
-
-    panelsim::Board board;
-    std::function<void(const Operation&)> before = [](const Operation&) {}; ///< each operation, on another thread
-
-private:
-    static void serve()
-    {
-        const int device = open("/dev/panel-gpio", O_RDWR | O_CLOEXEC);
-        Operation operation{};
-        while (read(device, &operation, sizeof operation) == sizeof operation) {
-            const int result = current.load()->perform(operation);
-            if (write(device, &result, sizeof result) != sizeof result) {
-                break;
-            }
-        }
-        std::abort();
-    }
-
-    int perform(const Operation& operation)
-    {
-        before(operation);
-        switch (operation.letter) {
-        case 'i':
-            board.makeInput(operation.gpio);
-            return 0;
-        case 'o':
-            board.makeOutput(operation.gpio, operation.level);
-            return 0;
-        case 's':
-            board.drive(operation.gpio, operation.level);
-            return 0;
-        default:
-            return board.read(operation.gpio) ? 1 : 0;
-        }
-    }
-
-    static inline std::atomic<Rig*> current;
+    void TearDown() override { EXPECT_EQ(run("ls /sys/class/gpio | grep 'gpio[0-9]'"), "1 ") << "left exported"; }
 };
 
-bool waitUntil(const std::function<bool()>& happened)
+TEST_F(KernelTest, ShowsTheRightPageAfterAKillInTheMiddleOfAnother)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!happened() && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return happened();
-}
+    for (const auto& [backend, exported] : {std::pair("chardev", "0 "), {"sysfs", "0 .............."}}) {
+        for (const LineLevel strobe : {LineLevel::Low, LineLevel::High}) { // in which it is left
+            board.emplace(BoardConfig());
+            std::chrono::nanoseconds reset{0};
+            board->observe([&, strobes = 0](const LineChange& change) mutable {
+                if (change.gpio == 51 && change.level == strobe && ++strobes == 150) {
+                    run("killall -KILL frontpanel");
+                } else if (change.gpio == 52 && change.level == LineLevel::Low) {
+                    reset = change.time;
+                }
+            });
+            const std::string print = " frontpanel print 'Killed as it prints' 'Killed' --invert 0 --invert 1";
+            EXPECT_EQ(run(std::string("SYSFSGPIO_BACKEND=") + backend + print), "137 Killed\n");
+            EXPECT_EQ(board->lineLevel(51), strobe);
+            EXPECT_GT(board->lcdRegister(0x60), 0U) << "not in the middle of a line: the cursor's column";
 
-BoardConfig indoorBoard(ChipVariant chip)
-{
-    BoardConfig config;
-    config.chip = chip;
-    return config;
-}
-
-/** @return how an indoor panel is drawn when its LCD has these rows and its LEDs are these */
-std::string drawnPage(std::initializer_list<std::string> rows, const std::string& contrast = "",
-                      const std::string& leds = "○ ○ ○ ○ ○ ○ ○ ○")
-{
-    const std::string edge = "───────────────────────────";
-    std::string text = "┌" + edge + "┐\n";
-    for (const std::string& row : rows) {
-        text += "│ " + row + std::string(25 - row.size(), ' ') + " │\n";
-    }
-    return text + "└" + edge + "┘\ndisplay on, backlight on" + contrast + "\nLEDs " + leds + "   keys  0   1   2\n";
-}
-
-class KernelTest : public testing::Test {
-protected:
-    void TearDown() override { EXPECT_EQ(run("find /sys/class/gpio/ -name 'gpio[0-9]*'"), "0 ") << "left exported"; }
-};
-
-/** What holds on each of the kernel's interfaces. */
-class BackendTest : public KernelTest, public testing::WithParamInterface<const char*> {
-protected:
-    void SetUp() override { setenv("SYSFSGPIO_BACKEND", GetParam(), 1); }
-    void TearDown() override
-    {
-        unsetenv("SYSFSGPIO_BACKEND");
-        KernelTest::TearDown();
-    }
-    bool isSysfs() const { return GetParam() == std::string("sysfs"); }
-};
-
-INSTANTIATE_TEST_SUITE_P(Kernel, BackendTest, testing::Values("chardev", "sysfs"),
-                         [](const auto& test) { return std::string(test.param); });
-
-TEST_P(BackendTest, DetectsAPanelSwitchesItsLedsAndShowsAPage)
-{
-    const std::string print = "print 'Hello everybody, 21.5 C' '' '~! 1234567890 abcdefghijk' "
-                              "--invert 0:0-4 --invert 1:24 --invert 2";
-    const auto page = [](const std::string& contrast) {
-        return drawnPage({"Hello everybody, 21.5 C", "^^^^^", "", "                        ^",
-                          "~! 1234567890 abcdefghijk", "^^^^^^^^^^^^^^^^^^^^^^^^^"},
-                         contrast);
-    };
-    const BoardConfig outdoor = boardOf(panelsim::panelKind("outdoor"));
-    const struct {
-        BoardConfig config;
-        std::string command, result, drawn;
-    } cases[] = {
-        {outdoor, "detect", "outdoor\n", "LEDs ○ ○ ○ ○ ○ ○ ○ ○   keys  0   1\n"},
-        {outdoor, "leds on", "", "LEDs ● ● ● ● ● ● ● ●   keys  0   1\n"},
-        {outdoor, "led 3 on", "", "LEDs ○ ○ ○ ● ○ ○ ○ ○   keys  0   1\n"},
-        {indoorBoard(ChipVariant::Ra8803), print, "", page(", contrast 15/31")},
-        {indoorBoard(ChipVariant::Ra8806), print, "", page("")},
-    };
-    for (const auto& row : cases) {
-        const Rig rig(row.config);
-        EXPECT_EQ(run("frontpanel " + row.command), "0 " + row.result);
-        EXPECT_EQ(rig.drawn(), row.drawn) << row.command;
-        EXPECT_EQ(rig.board.busFaultCount(), 0U);
-    }
-}
-
-TEST_P(BackendTest, TakesInvertedLedsToTheirLevelWithoutAnyOther)
-{
-    BoardConfig config;
-    config.invertedLeds = {1, 6};
-    config.backlightInverted = true;
-    Rig rig(config);
-    std::map<unsigned, std::string> levels; // in the order in which they came; z = not driven
-    rig.board.observe([&](const panelsim::LineChange& change) {
-        if (change.gpio >= 20 && change.gpio <= 28) {
-            levels[change.gpio] += "01z"[static_cast<int>(change.level)];
+            // Lines that are exported are used in sysfs and left as they are, unless a backend is forced.
+            EXPECT_EQ(run("frontpanel print 'Here again' --invert 0:5-9 --panel indoor"), "0 ");
+            EXPECT_EQ(drawn().find("\nHere again\n     ^^^^^\n\n\n\ndisplay on, backlight on\nLEDs"), 0U) << drawn();
+            // Of a strobe that nobody ended; the reset makes the chip forget it.
+            EXPECT_TRUE(board->busFaults().empty() || board->busFaults().back().time < reset);
+            EXPECT_EQ(run("cd /sys/class/gpio; ls | sed -n 's/^gpio\\([0-9]\\)/\\1/p' |"
+                          "while read -r line; do echo $line >unexport; echo -n .; done"),
+                      exported);
         }
-    });
-    for (const std::string words : {"leds off", "led 6 on", "led 0 on", "leds off", "print x --panel indoor"}) {
-        EXPECT_EQ(run("frontpanel " + words + " --inverted-leds 1,6,28"), "0 ");
-    }
-    rig.board.observe(nullptr);
-    const std::map<unsigned, std::string> expected = {{20, "z010"}, {21, "z1"},   {22, "z0"}, {23, "z0"}, {24, "z0"},
-                                                      {25, "z0"},   {26, "z101"}, {27, "z0"}, {28, "z10"}};
-    EXPECT_EQ(levels, expected);
-}
-
-TEST_P(BackendTest, ShowsTheRightPageAfterAKillInTheMiddleOfAnother)
-{
-    constexpr unsigned char writeStrobe = 51;
-    constexpr unsigned char reset = 52;
-    for (const bool level : {false, true}) { // of the strobe, in which it is left
-        std::promise<void> inTheMiddle;
-        std::promise<void> killed;
-        Rig rig{BoardConfig()};
-        rig.before = [&, count = 0](const Rig::Operation& operation) mutable {
-            if (operation.letter == 's' && operation.gpio == writeStrobe && operation.level == level &&
-                ++count == 150) {
-                inTheMiddle.set_value();
-                killed.get_future().wait();
-            }
-        };
-        const Process victim(
-            "exec frontpanel print 'Killed while it prints' 'Killed while it prints' x --invert 0 --invert 1");
-        EXPECT_EQ(inTheMiddle.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
-        victim.send(SIGKILL);
-        killed.set_value();
-        EXPECT_EQ(victim.end().substr(0, 3), "137");
-        EXPECT_EQ(rig.board.lineLevel(writeStrobe), level ? panelsim::LineLevel::High : panelsim::LineLevel::Low);
-        EXPECT_GT(rig.board.lcdRegister(0x60), 0U) << "not in the middle of a line: the cursor's column";
-
-        const std::string left = run("ls /sys/class/gpio | grep -c 'gpio[0-9]'");
-        EXPECT_EQ(left.substr(2), isSysfs() ? "14\n" : "0\n");
-        rig.before = [&](const Rig::Operation& operation) {
-            if (operation.letter == 's' && operation.gpio == reset && !operation.level) {
-                rig.board.clearBusFaults(); // of a strobe that nobody ended; the reset makes the chip forget it
-            }
-        };
-        // Lines that are exported are used in sysfs and left as they are, unless a backend is forced.
-        EXPECT_EQ(run("SYSFSGPIO_BACKEND= frontpanel print 'Here again' --invert 0:5-9 --panel indoor"), "0 ");
-        EXPECT_EQ(rig.drawn(), drawnPage({"Here again", "     ^^^^^", "", ""}));
-        EXPECT_EQ(rig.board.busFaultCount(), 0U);
-        EXPECT_EQ(run("ls /sys/class/gpio | grep -c 'gpio[0-9]'"), left);
-        run("cd /sys/class/gpio && for line in gpio[0-9]*; do echo ${line#gpio} >unexport; done");
     }
 }
 
-TEST_P(BackendTest, LetsAUserInTheGroupUseTheLines)
+TEST_F(KernelTest, GivesALineToOneProcess)
 {
-    const Rig rig{BoardConfig()};
-    EXPECT_EQ(run("/lib/systemd/systemd-udevd --daemon && udevadm settle &&"
-                  "udevadm trigger --settle --action=add --subsystem-match=gpio")
-                  .substr(0, 1),
-              "0");
-    EXPECT_EQ(run("su -s /bin/sh -c 'frontpanel detect' stranger"),
-              std::string("1 frontpanel: GPIO 4: cannot open ") +
-                  (isSysfs() ? "/sys/class/gpio/export" : "/dev/gpiochip1") +
-                  " (run as root or in the group that owns the file): Permission denied\n");
-    EXPECT_EQ(run("su -s /bin/sh -c 'frontpanel print Operator --panel indoor' operator"), "0 ");
-    EXPECT_EQ(rig.drawn(), drawnPage({"Operator", "", ""}));
-    EXPECT_EQ(run("udevadm control --exit"), "0 ");
-}
-
-TEST_F(KernelTest, GivesALineToOneProcessByTheCharacterDeviceUnlessItIsForced)
-{
-    const std::string requested = "cannot request line 10 of /dev/gpiochip1 (";
     const std::string busy = "): Device or resource busy\n";
-    const std::string taken = requested + "in use by 'libsysfsgpio'" + busy;
-    const std::string exported = requested + "exported in /sys/class/gpio): File exists";
+    const std::string request = "cannot request line 10 of /dev/gpiochip1 (";
+    const std::string exported = request + "exported in /sys/class/gpio): File exists";
     const std::string locked =
         "cannot lock /sys/class/gpio/gpio10/value (in use by another process or pin object" + busy;
-    const struct {
-        std::string first, second, error;
-    } cases[] = {
-        {"", "", taken},
-        {"chardev", "chardev", taken},
+    const std::string rows[][3] = {
+        {"", "chardev", request + "in use by 'libsysfsgpio'" + busy},
         {"chardev", "sysfs",
          "cannot write /sys/class/gpio/export (the kernel or a driver holds the line, see /sys/kernel/debug/gpio" +
              busy},
@@ -298,42 +109,67 @@ TEST_F(KernelTest, GivesALineToOneProcessByTheCharacterDeviceUnlessItIsForced)
         {"sysfs", "chardev", exported + "\n"},
         {"sysfs", "sysfs", locked},
     };
-    for (const auto& row : cases) {
-        Rig rig(boardOf(panelsim::panelKind("outdoor")));
-        const Process first("exec env SYSFSGPIO_BACKEND=" + row.first + " frontpanel keys");
-        EXPECT_TRUE(waitUntil([&] { return rig.board.keyReads(1) > 5; })) << "keys are not polled";
-        EXPECT_EQ(run("SYSFSGPIO_BACKEND=" + row.second + " frontpanel keys"), "1 frontpanel: GPIO 10: " + row.error);
-        rig.board.press(1);
-        EXPECT_TRUE(waitUntil([&] { return first.output().rfind("key 1 pressed\n", 0) == 0; })) << first.output();
-        first.send(SIGTERM);
-        EXPECT_EQ(first.end().substr(0, 2), "0 ");
+    const auto waitForPolls = [] {
+        for (const auto before = board->keyReads(1); board->keyReads(1) < before + 5;) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    };
+    for (const auto& [first, second, error] : rows) {
+        board.emplace(boardOf(panelKind("outdoor")));
+        run("SYSFSGPIO_BACKEND=" + first + " frontpanel keys >/dev/null 2>&1 &");
+        waitForPolls();
+        EXPECT_EQ(run("SYSFSGPIO_BACKEND=" + second + " frontpanel keys"), "1 frontpanel: GPIO 10: " + error);
+        waitForPolls();
+        run("killall frontpanel; while pidof frontpanel; do usleep 1000; done");
     }
 }
 
 TEST_F(KernelTest, NumbersLinesByAFileOrWithoutSysfs)
 {
-    const std::string withFile = "SYSFSGPIO_CONFIG=/tmp/chips ";
+    const std::string withFile = "SYSFSGPIO_CONFIG=/tmp/chips frontpanel ";
     const std::string chip = "gpiochip1, label 'panel-gpio', 64 lines\n";
-    const struct {
-        std::string command, output;
-    } cases[] = {
+    const std::pair<std::string, std::string> rows[] = {
         {"frontpanel chips | grep panel-gpio", "0 panel-gpio # to 63 by /sys/class/gpio/gpiochip0/base: " + chip},
-        {"echo '1000 panel-gpio # moved' >/tmp/chips", ""},
-        {withFile + "frontpanel chips | grep panel-gpio", "1000 panel-gpio # to 1063 by /tmp/chips:1: " + chip},
-        {withFile + "SYSFSGPIO_BACKEND=sysfs frontpanel led 3 on --led-base 1020", ""},
-        {"mount -t tmpfs none /sys/class/gpio", ""},
-        {withFile + "frontpanel led 5 on --led-base 1020", ""},
-        {"frontpanel led 6 on --led-base 28", ""}, // after the 8 lines of the machine's own chip
-        {"echo '0 panel-gpio' >/tmp/chips", ""},
-        {withFile + "frontpanel print Hidden --panel indoor", ""},
-        {"umount /sys/class/gpio", ""},
+        {"echo '1000 panel-gpio # moved' >/tmp/chips; " + withFile + "chips | grep panel-gpio",
+         "1000 panel-gpio # to 1063 by /tmp/chips:1: " + chip},
+        {"SYSFSGPIO_BACKEND=sysfs " + withFile + "led 3 on --led-base 1020", ""},
+        {"mount -t tmpfs none /sys/class/gpio && " + withFile + "led 5 on --led-base 1020", ""},
+        {"frontpanel led 6 on --led-base 28 && umount /sys/class/gpio", ""}, // after the machine's own chip of 8 lines
     };
-    const Rig rig{BoardConfig()};
-    for (const auto& row : cases) {
-        EXPECT_EQ(run(row.command), "0 " + row.output) << row.command;
+    board.emplace(BoardConfig());
+    for (const auto& [command, output] : rows) {
+        EXPECT_EQ(run(command), "0 " + output) << command;
     }
-    EXPECT_EQ(rig.drawn(), drawnPage({"Hidden", "", ""}, "", "○ ○ ○ ● ○ ● ● ○"));
-    EXPECT_EQ(rig.board.busFaultCount(), 0U);
+    EXPECT_EQ(drawn().substr(drawn().find("LEDs")), "LEDs ○ ○ ○ ● ○ ● ● ○   keys  0   1   2\n");
+}
+
+// The last one, since all would be slower with udev.
+TEST_F(KernelTest, UsersInTheGroupOperateAPanel)
+{
+    BoardConfig config;
+    config.chip = ChipVariant::Ra8803;
+    config.invertedLeds = {1, 6};
+    config.backlightInverted = true;
+    run("/lib/systemd/systemd-udevd --daemon && udevadm trigger --settle --action=add --subsystem-match=gpio");
+    for (const auto& [backend, file] : {std::pair("chardev", "/dev/gpiochip1"), {"sysfs", "/sys/class/gpio/export"}}) {
+        setenv("SYSFSGPIO_BACKEND", backend, 1);
+        board.emplace(config);
+        std::string levels[64]; // of each line, in the order in which they came; z = not driven
+        board->observe([&](const LineChange& change) { levels[change.gpio] += "01z"[static_cast<int>(change.level)]; });
+        EXPECT_EQ(run("su -s /bin/sh -c 'frontpanel detect' stranger"),
+                  std::string("1 frontpanel: GPIO 4: cannot open ") + file +
+                      " (run as root or in the group that owns the file): Permission denied\n");
+        EXPECT_EQ(run("su -s /bin/sh -c 'on() { frontpanel \"$@\" --inverted-leds 1,6,28; }; on leds off &&"
+                      "on led 6 on && on led 0 on && on leds off && on print \"Hello everybody, 21.5 C\" \"\" "
+                      "\"~! 1234567890 abcdefghijk\" --invert 0:0-4 --invert 1:24 --invert 2' operator"),
+                  "0 ");
+        EXPECT_EQ(drawn(), "\nHello everybody, 21.5 C\n^^^^^\n\n                        ^\n~! 1234567890 abcdefghijk\n"
+                           "^^^^^^^^^^^^^^^^^^^^^^^^^\n\ndisplay on, backlight on, contrast 15/31\n"
+                           "LEDs ○ ○ ○ ○ ○ ○ ○ ○   keys  0   1   2\n");
+        EXPECT_EQ(board->busFaultCount(), 0U);
+        const std::vector<std::string> lights = {"z010", "z1", "z0", "z0", "z0", "z0", "z101", "z0", "z10"};
+        EXPECT_EQ(std::vector<std::string>(levels + 20, levels + 29), lights);
+    }
 }
 
 } // namespace

@@ -1,64 +1,62 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * A GPIO controller whose hardware is a process: each operation on a line waits
- * until the process that has /dev/panel-gpio open has read it and has written
- * its result, an int: the level that was read, else 0.
+ * A GPIO controller whose hardware is a process: each operation on a line is
+ * sent to the socket that the parameter names as a file descriptor, as the
+ * line's offset and the level to drive or another action, and waits for its
+ * result: the level that was read, else 0.
  *
  * The waits cannot be interrupted, as those of a controller on a slow bus: a
  * process that is killed dies when its operation is over.
  */
-#include <linux/completion.h>
+#include <linux/delay.h>
+#include <linux/file.h>
 #include <linux/fs.h>
 #include <linux/gpio/driver.h>
-#include <linux/miscdevice.h>
 #include <linux/module.h>
 #include <linux/mutex.h>
-#include <linux/uaccess.h>
 
+enum { MAKE_INPUT = 2, GET = 3 };	/* 0 and 1 are levels */
+
+static int descriptor;
+module_param(descriptor, int, 0);
+
+static struct file *board;
 static DEFINE_MUTEX(asking);	/* one operation at a time */
-static DECLARE_COMPLETION(asked);
-static DECLARE_COMPLETION(answered);
-static u8 operation[3];		/* letter, offset of the line, level */
-static int result;
 
-static int ask(char letter, unsigned int line, int level)
+static int ask(u8 line, u8 action)
 {
-	int answer;
+	u8 data[] = { line, action };
 
 	mutex_lock(&asking);
-	operation[0] = letter;
-	operation[1] = line;
-	operation[2] = level;
-	complete(&asked);
-	wait_for_completion(&answered);
-	answer = result;
+	kernel_write(board, data, sizeof(data), NULL);
+	while (kernel_read(board, data, 1, NULL) == -ERESTARTSYS)
+		msleep(1);
 	mutex_unlock(&asking);
-	return answer;
+	return data[0];
 }
 
 static int panel_direction_input(struct gpio_chip *chip, unsigned int line)
 {
-	return ask('i', line, 0);
+	return ask(line, MAKE_INPUT);
 }
 
 static int panel_direction_output(struct gpio_chip *chip, unsigned int line, int level)
 {
-	return ask('o', line, level);
+	return ask(line, level);
 }
 
 static int panel_get(struct gpio_chip *chip, unsigned int line)
 {
-	return ask('g', line, 0);
+	return ask(line, GET);
 }
 
 static void panel_set(struct gpio_chip *chip, unsigned int line, int level)
 {
-	ask('s', line, level);
+	ask(line, level);
 }
 
 static struct gpio_chip chip = {
 	.label = "panel-gpio",
-	.owner = THIS_MODULE,
 	.base = 0,
 	.ngpio = 64,
 	.can_sleep = true,
@@ -68,38 +66,11 @@ static struct gpio_chip chip = {
 	.set = panel_set,
 };
 
-static ssize_t panel_read(struct file *file, char __user *buffer, size_t size, loff_t *position)
-{
-	if (wait_for_completion_interruptible(&asked))
-		return -EINTR;
-	return copy_to_user(buffer, operation, sizeof(operation)) ? -EFAULT : sizeof(operation);
-}
-
-static ssize_t panel_write(struct file *file, const char __user *buffer, size_t size, loff_t *position)
-{
-	if (copy_from_user(&result, buffer, sizeof(result)))
-		return -EFAULT;
-	complete(&answered);
-	return sizeof(result);
-}
-
-static const struct file_operations panel_files = {
-	.owner = THIS_MODULE,
-	.read = panel_read,
-	.write = panel_write,
-};
-
-static struct miscdevice panel_device = {
-	.minor = MISC_DYNAMIC_MINOR,
-	.name = "panel-gpio",
-	.fops = &panel_files,
-};
-
 static int __init panel_init(void)
 {
-	return misc_register(&panel_device) ?: gpiochip_add_data(&chip, NULL);
+	board = fget(descriptor);
+	return board ? gpiochip_add_data(&chip, NULL) : -EBADF;
 }
 module_init(panel_init);
 
 MODULE_LICENSE("GPL");
-MODULE_DESCRIPTION("GPIO controller that a process answers for");
