@@ -61,7 +61,7 @@ protected:
     VirtualTime time{VirtualTime::Others::Wait};
     FakePins pins;
     CapturedOutput log{[this](std::string_view line) {
-        if (line == "INFO: KeyHandler stop called") {
+        if (line == "INFO: KeyHandler stop called\n") {
             time.wake();
         }
     }};
