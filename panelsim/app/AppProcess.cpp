@@ -22,10 +22,14 @@ std::string findLibrary()
 {
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe").parent_path();
     const std::filesystem::path built = program / "libpanelsim-gpio.so";
-    std::string library = std::filesystem::canonical(
+    std::string library = std::filesystem::weakly_canonical(
         std::filesystem::exists(built) ? built : program / PANELSIM_PRELOAD_DIRECTORY / built.filename());
+    if (!std::filesystem::exists(library)) {
+        throw std::runtime_error(library + " is missing: build or install all of panelsim");
+    }
     if (library.find_first_of(" \t\n:") != std::string::npos) {
-        throw std::runtime_error(library + ": cannot be preloaded, since the path has a blank or a colon");
+        throw std::runtime_error(library +
+                                 " cannot be preloaded, since its path has a blank or a colon: move it elsewhere");
     }
     return library;
 }

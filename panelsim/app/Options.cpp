@@ -143,7 +143,7 @@ void addPanelOptions(CLI::App& app, Options& options)
                      board.stuckLines[numberOf(parts[1])] = parts[2] == "1";
                  }
              },
-             "Keep a line at level 0 or 1, whoever drives it; repeatable"))
+             "Keep a line at level 0 or 1, whatever drives it; repeatable"))
         ->type_name("GPIO:LEVEL");
 }
 

@@ -10,7 +10,7 @@
 
 namespace panelsim {
 
-/** What the user asked for on the command line. */
+/** The options and arguments of the command line. */
 struct Options {
     BoardConfig board;
     std::vector<std::string> command; ///< the application's, with its arguments
@@ -27,7 +27,7 @@ struct Options {
 
 /**
  * Reads the command line; everything after "--" is the application's.
- * @return empty when it only asked for help or the version, which is then on standard output
+ * @return empty after --help and --version, whose text is then on standard output
  * @throws std::exception with one line that says what is wrong
  */
 std::optional<Options> parseOptions(int argc, const char* const* argv);

@@ -30,7 +30,7 @@ public:
     /** @return what to wait for before the next step: bytes to read, or that those that were read are taken */
     pollfd awaited() const;
     void step();
-    /** Copies what the pipe still holds, and no more, whoever else may have it open. The log gets all of it. */
+    /** Copies what the pipe still holds, and no more, even if another process has it open. The log gets all of it. */
     void finish();
 
 private:

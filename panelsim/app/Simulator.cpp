@@ -142,7 +142,7 @@ private:
             if (!application || application->hasEnded()) {
                 continue;
             }
-            // The terminal sends Ctrl-C to all in its foreground; what to do about it is then the application's affair.
+            // The terminal sends Ctrl-C to all in its foreground; the application decides what it does about it.
             const bool gotItToo =
                 signal->ssi_code == SI_KERNEL && number == SIGINT && application->sharesProcessGroup();
             if (!gotItToo) {
@@ -177,7 +177,7 @@ private:
             if (killDue) {
                 application->sendSignal(SIGTERM); // to what it has left behind
             }
-            // The state comes last: whoever sees it finds all that the application wrote in the log.
+            // The state comes last: when it is seen, the log has all that the application wrote.
             simulation.app = *state;
         }
         if (application->hasEnded() && !application->hasLeftOthers()) {
