@@ -95,7 +95,7 @@ const char* const commands = R"(
 2 $panelsim --lint nothing.yaml => => nothing.yaml: cannot read: No such file or directory~
 )";
 
-const std::pair<const char*, const char*> scenarios[] = {
+const std::pair<const char*, const char*> scenarioSteps[] = {
     {"led", "  - wait-led: {led: 3, is: on, within: 60s}\n  - expect-no-bus-faults:\n"},
     {"text", "  - wait-output: {text: words, within: 60s}\n  - expect-text: {text: Hi}\n"},
     {"never", "  - wait-output: {text: never, within: 60s}\n"},
@@ -107,7 +107,7 @@ const std::pair<const char*, const char*> scenarios[] = {
 void expect(const std::vector<std::string>& row)
 {
     const TestFolder folder;
-    for (const auto& [name, steps] : scenarios) {
+    for (const auto& [name, steps] : scenarioSteps) {
         folder.write(name + std::string(".yaml"), "name: \"n\\e[7m\"\nversion: 1\nsteps:\n" + std::string(steps));
     }
     const std::string& command = row.at(2);
