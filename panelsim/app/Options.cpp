@@ -132,8 +132,7 @@ void addPanelOptions(CLI::App& app, Options& options)
              [&options](const std::vector<std::string>& values) {
                  std::transform(values.begin(), values.end(), std::back_inserter(options.faults), faultOf);
              },
-             "Let the Nth operation on a line fail, by an exception or, where init or a set level is due, by the "
-             "answer false; repeatable"))
+             "Let the Nth operation on a line fail: throw or, from init and setting a level, return false; repeatable"))
         ->type_name("GPIO:N:throw|false");
     list(app.add_option_function<std::vector<std::string>>(
              "--stuck",

@@ -7,7 +7,7 @@
 
 namespace panelsim {
 
-/** What the program exits with, unless the status is the application's or tells how a scenario ended. */
+/** Exit statuses of the program, besides the application's and those of ScenarioResult. */
 namespace exitStatus {
 
 constexpr int passed = 0;
