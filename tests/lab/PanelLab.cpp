@@ -191,7 +191,7 @@ private:
                 "exceptions of LEDs, of pins being set up and of other types reach the caller, and no others");
         const unsigned lines = record.thrown - (result || record.foreign ? 0 : 1) +
                                (bringsUp && !isUp() && !record.escapes && !record.foreign ? 1 : 0);
-        require(std::count(log.begin(), log.end(), '!') == lines,
+        require(static_cast<unsigned>(std::count(log.begin(), log.end(), '!')) == lines,
                 "a line for each failure that is caught, and for a display that does not come up: " +
                     std::to_string(lines) + ", not\n" + log);
         require(pins.failed || log.find("WARNING") == std::string::npos, "no warning without a failure");
