@@ -20,8 +20,8 @@ constexpr std::chrono::milliseconds udevPatience{1000};
 /** A line that is exported as long as the object lives. Unexports only what it exported itself. */
 class Exported {
 public:
-    Exported(ISystemCalls& systemCalls, const std::string& directory, unsigned number, unsigned kernelNumber)
-        : calls(systemCalls), root(directory), gpioNumber(number), name(std::to_string(kernelNumber))
+    Exported(ISystemCalls& systemCalls, std::string directory, unsigned number, unsigned kernelNumber)
+        : calls(systemCalls), root(std::move(directory)), gpioNumber(number), name(std::to_string(kernelNumber))
     {
         try {
             write("/export");

@@ -107,8 +107,8 @@ std::string listed(const Words& words)
 struct Field {
     using Fields = std::map<std::string, Field>;
 
-    Field(const std::string& itsName, const Mark& namePlace, const YAML::Node& value)
-        : name(itsName), node(value), place(value.IsNull() ? namePlace : value.Mark()),
+    Field(std::string itsName, const Mark& namePlace, const YAML::Node& value)
+        : name(std::move(itsName)), node(value), place(value.IsNull() ? namePlace : value.Mark()),
           scalar(value.IsScalar() ? value.Scalar() : "")
     {
     }
