@@ -1,7 +1,7 @@
 #include "panelsim/board/Board.h"
 
 #include "panelsim/board/AppLog.h"
-#include "panelsim/board/Utf8.h"
+#include "panelsim/board/Text.h"
 #include "tests/panelsim/FakeApplication.h"
 
 #include <gtest/gtest.h>
