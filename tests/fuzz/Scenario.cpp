@@ -3,8 +3,8 @@
 #include "panelsim/board/Board.h"
 #include "panelsim/board/BoardConfig.h"
 #include "panelsim/board/Utf8.h"
-#include "tests/fuzz/Check.h"
 #include "tests/panelsim/TestFolder.h"
+#include "tests/support/Check.h"
 
 #include <cstdio>
 #include <filesystem>
