@@ -12,15 +12,15 @@
 struct DisplayModel {
     using Page = std::vector<std::vector<panelsim::LcdCell>>; ///< what of the chip's memory can be seen
 
-    static Page pageOf(const panelsim::LcdCell& cell)
+    static Page pageOf(unsigned char code, bool inverted)
     {
-        return Page(panelsim::LcdChip::rows, std::vector<panelsim::LcdCell>(panelsim::LcdChip::columns, cell));
+        return Page(panelsim::LcdChip::rows, {panelsim::LcdChip::columns, panelsim::LcdCell{code, inverted}});
     }
 
     bool on = true;
     bool backlight = true;
     unsigned written = 0; ///< the page
-    std::array<Page, 2> pages{pageOf({}), pageOf({})};
+    std::array<Page, 2> pages{pageOf(' ', false), pageOf(' ', false)};
 
     void printLine(unsigned row, const frontpanelhw::drawing::DisplayLine& line)
     {
@@ -39,12 +39,12 @@ struct DisplayModel {
     }
     void fill()
     {
-        pages[written] = pageOf({' ', true});
+        pages[written] = pageOf(' ', true);
         swapPage();
         backlight = true;
     }
     void swapPage() { written = 1 - written; }
-    void clear() { pages[written] = pageOf({}); }
+    void clear() { pages[written] = pageOf(' ', false); }
     void enable(bool value) { on = value; }
     void setBacklight(bool value) { backlight = value; }
     void resetController() { on = backlight = false; }

@@ -65,14 +65,12 @@ private:
     /** @return 0 for '0' and so on, also beyond '9' and after the end */
     unsigned below(unsigned limit) { return static_cast<unsigned char>(script.get() - '0') % limit; }
     bool flag() { return below(2) == 1; }
-    /** @return as many cells as its first byte says; '~' is character 0, bytes past ASCII are characters beyond a byte
-     */
+    /** @return as many cells as its first byte says */
     drawing::DisplayLine line()
     {
         std::u16string text(below(61), u' ');
         for (char16_t& unit : text) {
-            const unsigned chosen = static_cast<unsigned char>(script.get());
-            unit = static_cast<char16_t>(chosen == '~' ? 0 : chosen < 0x80 ? chosen : chosen << 8 | chosen);
+            unit = static_cast<unsigned char>(script.get());
         }
         drawing::DisplayLine cells(text);
         const unsigned from = below(32);
@@ -82,16 +80,15 @@ private:
     BoardConfig chooseConfig()
     {
         const unsigned kind = below(3);
-        if (kind == 2) {
-            return boardOf(panelKind("outdoor"));
+        BoardConfig config = boardOf(panelKind(kind == 2 ? "outdoor" : "indoor"));
+        if (config.hasLcd) {
+            config.chip = kind == 0 ? ChipVariant::Ra8803 : ChipVariant::Ra8806;
+            config.keyCount = below(mostKeys);
+            config.ledCount = below(mostLeds);
+            config.invertedLeds = {below(mostLeds)};
+            ledsInitiallyOn = {below(mostLeds)};
+            config.backlightInverted = flag();
         }
-        BoardConfig config;
-        config.chip = kind == 0 ? ChipVariant::Ra8803 : ChipVariant::Ra8806;
-        config.keyCount = below(mostKeys);
-        config.ledCount = below(mostLeds);
-        config.invertedLeds = {below(mostLeds)};
-        ledsInitiallyOn = {below(mostLeds)};
-        config.backlightInverted = flag();
         if (config.backlightInverted) { // for the panel; to the board this is no LED
             config.invertedLeds.push_back(config.ledGpioBase + config.ledCount);
         }
@@ -206,16 +203,13 @@ private:
 
     void operate()
     {
-        constexpr std::string_view names = "pPwceBrxlLsSkq";
         while (panel && script.peek() != EOF) {
-            const char chosen = static_cast<char>(script.get());
-            const std::size_t other = static_cast<unsigned char>(chosen) % names.size();
-            operate(names.find(chosen) != std::string_view::npos ? chosen : names[other]);
+            operate(script.get());
             compare();
         }
     }
 
-    void operate(char operation)
+    void operate(int operation)
     {
         switch (operation) {
         case 'p': {
@@ -241,7 +235,7 @@ private:
         case 'x': // takes the chip's registers: nothing is shown before a restart
             onDisplay([](auto& on) { return on.resetController(); });
             compare();
-            return restart();
+            [[fallthrough]];
         case 'r':
             return restart();
         case 'l': {
@@ -258,18 +252,15 @@ private:
         case 's': {
             const bool lampTest = flag();
             const unsigned seconds = below(4);
-            const std::optional<bool> begins =
-                run([&] { return panel->start(lampTest, seconds) && (time.awaitSleeper(), true); });
+            const auto begin = [&] { return panel->start(lampTest, seconds) && (time.awaitSleeper(), true); };
+            const std::optional<bool> begins = run(begin);
             check(!begins || *begins == !polling, "a panel starts once");
             if (lampTest) {
                 shown.fill();
                 allLedsOn = false;
             }
-            if (begins && !polling) {
-                polling = true;
-                compareKeys();
-            }
-            return;
+            polling |= begins.has_value();
+            return begins.value_or(false) ? compareKeys() : void();
         }
         case 'S':
             polling = allLedsOn = false;

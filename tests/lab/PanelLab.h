@@ -30,7 +30,7 @@ struct LivedPanel {
  * exceptions, error lines, LEDs, key events and page must be. After a failed operation, a restart of the display, or
  * construction if that failed, brings all back to the model's state at the end. No pin and no thread may be left.
  *
- * @param script panel and operations, any bytes; Laboratory::operate says what each means
+ * @param script panel and operations, any bytes; Laboratory::operate says what each means, others do nothing
  * @throws std::logic_error that names the rule that was broken
  */
 LivedPanel livePanel(const std::string& script, const PinFailure& failure = {});

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <malloc.h>
 #include <random>
+#include <string>
 #include <thread>
-#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
 
@@ -15,13 +15,12 @@ namespace {
 void live(unsigned long round)
 {
     std::mt19937 random(static_cast<unsigned>(round));
-    std::vector<std::uint8_t> input(10 + random() % 100);
-    for (std::uint8_t& byte : input) {
-        byte = static_cast<std::uint8_t>('!' + random() % 94); // any that can be printed
+    std::string input(10 + random() % 100, ' ');
+    for (char& byte : input) {
+        byte = "pPwceBrxlLsSkq0123456789~"[random() % 25];
     }
-    std::printf("soak: round %lu: %.*s\r", round, static_cast<int>(input.size()),
-                reinterpret_cast<const char*>(input.data()));
-    LLVMFuzzerTestOneInput(input.data(), input.size());
+    std::printf("soak: round %lu: %s\r", round, input.c_str());
+    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
 }
 
 } // namespace

@@ -28,12 +28,12 @@ private:
         Diversion(CapturedOutput& itsOwner, std::ostream& itsStream, const char* itsMark)
             : owner(itsOwner), stream(itsStream), mark(itsMark), original(stream.rdbuf(this))
         {
-            format.copyfmt(stream);
+            original.copyfmt(stream);
         }
         ~Diversion() override
         {
-            stream.copyfmt(format);
-            stream.rdbuf(original);
+            stream.copyfmt(original);
+            stream.rdbuf(original.rdbuf());
         }
         int overflow(int character) override
         {
@@ -50,8 +50,7 @@ private:
         CapturedOutput& owner;
         std::ostream& stream;
         const char* mark;
-        std::streambuf* original;
-        std::ios format{nullptr};
+        std::ios original; ///< its buffer and format
     };
 
     const std::function<void(std::string_view)> onLine;
