@@ -40,9 +40,8 @@ public:
     LivedPanel live()
     {
         construct();
-        const std::uint64_t constructed = pins.operations;
         operate();
-        const LivedPanel lived{constructed, pins.operations, pins.failed};
+        const LivedPanel lived{pins.operations, pins.failed};
         if (lived.failed) { // Everything works again.
             pins.failure = {};
             pins.failed = false;
@@ -51,9 +50,9 @@ public:
             script = std::istringstream("L0P13abc10q0");
             operate();
         }
-        const std::uint64_t before = pins.operations;
+        const std::uint64_t operations = pins.operations;
         panel.reset();
-        check(pins.operations == before, "destruction operates no pin");
+        check(pins.operations == operations, "destruction operates no pin");
         check(board.claimedLines() == 0, "every pin is destroyed");
         check(time.sleepers() == 0, "no thread is left");
         return lived;
@@ -130,8 +129,11 @@ private:
         }
     }
 
-    /** Does an operation, one that constructs the panel or brings its display up again or another. @return its result,
-     * empty after an exception */
+    /**
+     * Does an operation of the panel.
+     * @param bringsUp whether it constructs the panel or restarts the display
+     * @return its result, empty after an exception
+     */
     template <typename Operation>
     std::optional<bool> run(Operation operation, bool bringsUp = false)
     {

@@ -20,9 +20,8 @@ struct PinFailure {
 
 /** What came of a life. */
 struct LivedPanel {
-    std::uint64_t constructed; ///< operations of factory and pins until the panel was constructed
-    std::uint64_t operations;  ///< of factory and pins, until the panel was destroyed
-    bool failed;               ///< whether one of them was made to fail
+    std::uint64_t operations; ///< of factory and pins, until the panel was destroyed
+    bool failed;              ///< whether one of them was made to fail
 };
 
 /**

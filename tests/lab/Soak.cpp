@@ -29,9 +29,9 @@ int main(int argc, char** argv)
 {
     const unsigned long rounds = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 20000;
     std::size_t held[] = {0, 0};
-    for (unsigned long round = 0; round < rounds; ++round) {
+    for (unsigned long round = 0; round <= rounds; ++round) {
         std::thread(live, round).join(); // the C library's cache of free memory goes with a thread
-        held[2 * round / rounds] = mallinfo2().uordblks;
+        held[2 * round / (rounds + 1)] = mallinfo2().uordblks;
     }
     std::printf("\nsoak: %lu rounds; bytes on the heap %zu, then %zu\n", rounds, held[0], held[1]);
     return held[0] == held[1] ? 0 : 1;
