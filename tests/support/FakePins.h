@@ -78,8 +78,9 @@ public:
             }
             words.emplace_back(lines, " data=" + hex(static_cast<unsigned char>(byte)));
         }
+        unsigned control = 8;
         for (const char* name : {" RS=", " CS=", " RD=", " WR=", " RST=", " BL="}) {
-            words.emplace_back(" " + std::to_string(words.size() - 251) + "=", name);
+            words.emplace_back(" " + std::to_string(control++) + "=", name);
         }
         std::string text = " " + take();
         for (const auto& [lines, word] : words) {
