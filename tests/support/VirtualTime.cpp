@@ -15,6 +15,8 @@ std::string describe(std::chrono::nanoseconds sleep)
 
 } // namespace
 
+std::atomic<VirtualTime*> VirtualTime::active{nullptr};
+
 // Stands before the C library's in the lookup of every library of this process.
 extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* wanted, timespec* remaining)
 {

@@ -60,7 +60,7 @@ private:
 
     static void await(sem_t& event);
 
-    static inline std::atomic<VirtualTime*> active{nullptr};
+    static std::atomic<VirtualTime*> active; ///< defined beside nanosleep, so that who uses this gets that linked
 
     const std::thread::id owner = std::this_thread::get_id();
     const Others others;
