@@ -132,8 +132,7 @@ test("display and keys are in sight together, and stay there when keys are press
     for (const key of ["ArrowDown", "9", "0"]) {
       await page.keyboard.press(key);
     }
-    const face = await page.locator("#face").boundingBox();
-    const keys = await page.locator("#keys").boundingBox();
+    const [face, keys] = await Promise.all(["#face", "#keys"].map((part) => page.locator(part).boundingBox()));
     const size = `${width} x ${height}: ${JSON.stringify([face, keys])}`;
     assert.ok(face.y >= 0 && face.height >= 300 && face.width >= 500 && keys.y + keys.height <= height, size);
     assert.ok(keys.y >= face.y + face.height || keys.x >= face.x + face.width, size);

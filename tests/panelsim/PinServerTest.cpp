@@ -93,10 +93,8 @@ FileDescriptor connection()
 std::optional<Reply> receive(const FileDescriptor& socket)
 {
     Reply reply;
-    const ssize_t size = recv(socket.get(), &reply, sizeof reply, 0);
-    return size < 0   ? throw std::system_error(errno, std::generic_category())
-           : size > 0 ? std::optional(reply)
-                      : std::nullopt;
+    const bool isOpen = recv(socket.get(), &reply, sizeof reply, 0) != 0;
+    return isOpen ? std::optional(reply) : std::nullopt;
 }
 
 Reply ask(const FileDescriptor& socket, const Request& request)
