@@ -33,11 +33,7 @@ async function open(t, url, {expected = ["Front panel"], losesConnection = false
   const posts = [];
   page.on("pageerror", (error) => complaints.push(String(error)));
   page.on("console", (message) => message.type() === "error" && complaints.push(message.text()));
-  page.on("request", (request) => {
-    const isForeign = new URL(request.url()).origin !== new URL(url).origin;
-    complaints.push(...(isForeign ? [`request to ${request.url()}`] : []));
-    posts.push(...(request.method() === "POST" ? [request.postDataJSON()] : []));
-  });
+  page.on("request", (request) => request.method() === "POST" && posts.push(request.postDataJSON()));
   t.after(async () => {
     await context.close();
     assert.deepEqual(complaints.filter((each) => !losesConnection || !each.startsWith("Failed to load resource")), []);
@@ -85,30 +81,31 @@ test("keys reach the application by mouse, keyboard and screen reader, and it an
   await shows(/digit keys 0 to 2[^]*RA8806 \(identified by the application\)/, "main");
   assert.equal(await page.getByRole("img", {name: "Front panel"}).count(), 1);
   const happens = (name) => () => page.evaluate((type) => dispatchEvent(new Event(type)), name);
-  const moveAway = async () => {
-    await page.mouse.move(0, 0);
-    await page.mouse.up();
-  };
-  const ways = [["1", 1, happens("blur")], ["Space", 2], ["Enter", 2], ["0", 0, happens("pagehide")], ["mouse", 0, moveAway]];
-  for (const [name, number, end = () => page.keyboard.up(name)] of ways) {
-    const isMouse = name === "mouse";
-    await key(number)[isMouse ? "hover" : "focus"]();
-    await (isMouse ? page.mouse.down() : page.keyboard.down(name));
-    await shows(new RegExp(`Key ${number} (pressed|held)[^]*Lit LEDs: ${number}`));
-    await key(number, {pressed: true}).waitFor();
-    await (isMouse || page.keyboard.down(name)); // as auto-repeat does
-    await end();
-    await shows(new RegExp(`Key ${number} released[^]*Lit LEDs: none`));
-    await (isMouse || page.keyboard.up(name));
-  }
+  await key(0).hover();
+  await page.mouse.down();
+  await shows(/Key 0 (pressed|held)[^]*Lit LEDs: 0/);
+  await page.mouse.move(0, 0);
+  await page.mouse.up();
+  await shows(/Key 0 released[^]*Lit LEDs: none/);
   await shows(/^\d\d:\d\d:\d\d\.\d{3}key 0 released/, ".line");
+  const ways = [["1", 1, happens("blur")], ["Space", 2], ["Enter", 2], ["0", 0, happens("pagehide")]];
+  for (const [name, number, end = () => page.keyboard.up(name)] of ways) {
+    await key(number).focus();
+    await page.keyboard.down(name);
+    await shows(new RegExp(`Key ${number} (pressed|held)`));
+    await key(number, {pressed: true}).waitFor();
+    await page.keyboard.down(name); // as auto-repeat does
+    await end();
+    await shows(`Key ${number} released`);
+    await page.keyboard.up(name);
+  }
   await page.keyboard.press("Control+0");
   await page.keyboard.press("1"); // so briefly that it has to be held until the application has seen it
   await shows("Key 1 released");
   await key(2).evaluate((button) => button.click()); // as a screen reader does
   await shows("Key 2 released");
   assert.deepEqual(posts.map((post) => [post.key, post.pressed]),
-    [1, 2, 2, 0, 0, 1, 2].flatMap((number) => [[number, true], [number, false]]));
+    [0, 1, 2, 2, 0, 1, 2].flatMap((number) => [[number, true], [number, false]]));
 });
 
 test("on a phone a finger holds a key, and nothing is wider than the screen or speaks of digit keys", async (t) => {
