@@ -4,14 +4,17 @@
 #include "tests/panelsim/FakeApplication.h"
 
 #include <arpa/inet.h>
+#include <cstdint>
 #include <exception>
 #include <gtest/gtest.h>
 #include <memory>
 #include <netinet/in.h>
 #include <regex>
+#include <string>
 #include <sys/socket.h>
 #include <tuple>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
