@@ -72,6 +72,7 @@ std::string outcomeOf(const Action& action)
  */
 int inChild(const Action& action)
 {
+    served(); // by the parent
     const pid_t pid = fork();
     if (pid == 0) {
         _exit(std::stoi(outcomeOf(action)));
