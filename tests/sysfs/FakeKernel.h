@@ -13,6 +13,7 @@
 #include <linux/gpio.h>
 #include <map>
 #include <optional>
+#include <regex>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -34,8 +35,9 @@ public:
     };
 
     std::vector<Chip> chips = {{"gpiochip0", "bank", 64, 32}};
-    std::map<unsigned long, std::string> users; // of lines: a consumer, or "sysfs" for what is exported
-    std::map<std::string, std::string> files;   // others, by path; for a link in /dev the path of its chip
+    using Users = std::map<unsigned long, std::string>;
+    Users users;                              // of lines: a consumer, or "sysfs" for what is exported
+    std::map<std::string, std::string> files; // others, by path; for a link in /dev the path of its chip
     std::string log;
     /** @return an errno value for the call to fail with, partly to transfer one byte less (EIO elsewhere), or 0 */
     std::function<int(const std::string& call)> fault = [](const std::string&) { return 0; };
@@ -209,12 +211,9 @@ private:
      * @param effect returns what the call returns, or an errno value made negative
      */
     template <typename Effect>
-    int run(std::string call, std::size_t size, Effect effect)
+    int run(const std::string& call, std::size_t size, Effect effect)
     {
-        if (call.find(root) != std::string::npos) {
-            call.erase(call.find(root), root.size());
-        }
-        log += call + "; ";
+        log += std::regex_replace(call, leftOut, "") + "; ";
         const int injected = fault(call);
         const int partial = size > 0 ? static_cast<int>(size) - 1 : -EIO;
         const int result = injected == 0 ? static_cast<int>(effect()) : injected == partly ? partial : -injected;
@@ -223,6 +222,7 @@ private:
     }
 
     const std::string root = "/sys/class/gpio/";
+    const std::regex leftOut{root + "| line \\d+ of /dev/gpiochip0"};
     std::map<int, Open> opened; // by descriptor
     TimePoint time{};
     bool isHigh = false;
