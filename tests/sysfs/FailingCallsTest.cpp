@@ -51,12 +51,12 @@ const std::string noSuchLine = "no such GPIO; /sys/class/gpio/gpiochip*/base and
 const std::string noPermission = "run as root or in the group that owns the file";
 const std::string lineHasGone = "something else has unexported the line";
 
-enum class End {
-    Succeeds,      // as if nothing had happened
-    Waits,         // succeeds when the next attempt does; throws after a second of them
-    NeedsExported, // succeeds on a line that was exported before, if the kernel shows that; throws otherwise
-    Throws,
-};
+/**
+ * What a failing call does to the operation. Succeeds: it succeeds as if nothing had happened. Waits: it succeeds when
+ * the next attempt does, and throws after a second of them. NeedsExported: it succeeds on a line that was exported
+ * before, if the kernel shows that, and throws otherwise.
+ */
+enum class End { Succeeds, Waits, NeedsExported, Throws };
 
 using Failure = std::regex; // begins with the name of the errno value, "~" in the destructor
 

@@ -165,9 +165,8 @@ public:
 private:
     int openAs(const std::string& name, unsigned long line = ~0UL)
     {
-        const int descriptor = opened.empty() ? 0 : opened.rbegin()->first + 1;
-        opened[descriptor] = {name, line};
-        return descriptor;
+        opened[++lastOpened] = {name, line};
+        return lastOpened;
     }
 
     /** @return contents of all files. A chip's entry beside its device is in that of its parent. */
@@ -213,7 +212,9 @@ private:
     const std::string root = "/sys/class/gpio/";
     const std::regex leftOut{root + "| line \\d+ of /dev/gpiochip0"};
     std::map<int, std::pair<std::string, unsigned long>> opened; // names and numbers of lines by descriptor
+
     TimePoint time{};
+    int lastOpened = -1;
     bool isHigh = false;
 };
 
