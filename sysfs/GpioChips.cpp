@@ -233,13 +233,6 @@ void numberByFile(std::vector<GpioChip>& chips, const std::string& path, const s
     }
 }
 
-void numberBySysfs(std::vector<GpioChip>& chips)
-{
-    for (GpioChip& chip : chips) {
-        chip.base = chip.sysfsBase;
-    }
-}
-
 /** Those that follow a chip whose number of lines is unknown get no numbers. */
 void numberInOrder(std::vector<GpioChip>& chips)
 {
@@ -266,7 +259,9 @@ std::vector<GpioChip> readGpioChips(ISystemCalls& calls)
     if (isNamed || GpioFile::exists(calls, path)) {
         numberByFile(chips, path, readFile(calls, path));
     } else if (std::any_of(chips.begin(), chips.end(), [](const GpioChip& chip) { return chip.sysfsBase; })) {
-        numberBySysfs(chips);
+        for (GpioChip& chip : chips) {
+            chip.base = chip.sysfsBase;
+        }
     } else {
         numberInOrder(chips);
     }

@@ -19,7 +19,7 @@ std::string sentence(const KeyEvent& event)
 {
     const std::string key = "Key " + std::to_string(event.key);
     if (event.action == KeyAction::Repeated) {
-        return key + " held (" + std::to_string(event.repeats) + (event.repeats == 1 ? " repeat)" : " repeats)");
+        return key + " held (repeat " + std::to_string(event.repeats) + ")";
     }
     return key + (event.action == KeyAction::Pressed ? " pressed" : " released");
 }

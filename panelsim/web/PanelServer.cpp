@@ -34,6 +34,7 @@ constexpr auto heartbeat = 1s;                // by which either side notices th
 constexpr auto patienceAtTheEnd = 1s;         // with pages that take nothing
 constexpr auto pauseOfLog = 200ms;            // what a browser needs for many lines
 constexpr std::size_t enoughLogBytes = 65536; // in one event
+constexpr std::size_t mostLogLines = 250;
 
 struct Route {
     std::string_view method;
@@ -326,7 +327,11 @@ std::string PanelServer::newEvents(Stream& stream) const
     }
     if (stream.log != version && (now >= stream.logDue || finishing)) {
         stream.logDue = now + pauseOfLog;
-        const AppLog::Lines lines = simulation.log.linesFrom(stream.nextLine, enoughLogBytes);
+        AppLog::Lines lines = simulation.log.linesFrom(stream.nextLine, enoughLogBytes);
+        if (lines.lines.size() > mostLogLines) {
+            lines.lines.resize(mostLogLines);
+            lines.last = false;
+        }
         const auto begun =
             std::find_if(lines.lines.begin(), lines.lines.end(), [](const LogLine& line) { return !line.complete; });
         stream.nextLine = lines.first + static_cast<std::uint64_t>(begun - lines.lines.begin());

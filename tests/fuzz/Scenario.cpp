@@ -3,41 +3,23 @@
 #include "panelsim/board/Board.h"
 #include "panelsim/board/BoardConfig.h"
 #include "panelsim/board/Text.h"
-#include "tests/fuzz/Check.h"
 #include "tests/panelsim/TestFolder.h"
+#include "tests/support/Check.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
-#include <filesystem>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 
-namespace {
-
 using namespace panelsim;
-
-void checkPlace(const std::string& message, const std::string& content, const std::string& file)
-{
-    check(message == printable(message), "a message is one line of UTF-8");
-    unsigned line = 0;
-    unsigned column = 0;
-    const bool isPlace =
-        message.rfind(file, 0) == 0 && std::sscanf(message.c_str() + file.size(), ":%u:%u: ", &line, &column) == 2;
-    std::istringstream lines(content + '\n');
-    std::string text;
-    for (unsigned i = 0; i < line; ++i) {
-        check(bool(std::getline(lines, text)), "the line is there");
-    }
-    check(isPlace && line >= 1 && column <= text.size() + 1, "a message begins with file, line and column");
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     static const TestFolder folder;
     static const std::string picture = folder.write("a.txt", "").string(); // for steps to compare with
-    static const std::filesystem::path file = folder.path("a.yaml");
+    static const std::string file = folder.path("a.yaml").string();
     static const Board board{BoardConfig()};
     const std::string content(reinterpret_cast<const char*>(bytes), size);
     try {
@@ -47,7 +29,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
             check(step.said == printable(step.said), "a step is described in one line");
         }
     } catch (const std::runtime_error& e) {
-        checkPlace(e.what(), content, file.string());
+        const std::string message = e.what();
+        check(message == printable(message) && message.rfind(file, 0) == 0, "a message is one line and names the file");
+        std::size_t line = 0;
+        std::size_t column = std::string::npos;
+        std::sscanf(message.c_str() + file.size(), ":%zu:%zu: ", &line, &column);
+        std::istringstream lines(content + '\n');
+        std::string text;
+        for (std::size_t i = 0; i < line; ++i) {
+            check(bool(std::getline(lines, text)), "the line is there");
+        }
+        check(line >= 1 && column <= text.size() + 1, "a message names line and column");
     }
     return 0;
 }

@@ -8,7 +8,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
 #include <memory>
 #include <pthread.h>
 #include <stdexcept>
@@ -24,36 +23,40 @@ namespace {
 
 constexpr unsigned base = 30;
 
+/** The keys that the bits of a digit stand for. */
+constexpr unsigned keyOfBit[] = {0, 1, 2, 10};
+
 class KeyHandlerTest : public testing::Test {
 protected:
-    /** With these keys pressed, a bit for each. */
-    KeyHandler handlerOf(unsigned keyCount, unsigned pressed = 0)
+    /** While the keys of a digit are pressed. */
+    KeyHandler handlerOf(unsigned keyCount, char pressed = '0')
     {
         press(pressed);
         return KeyHandler(std::make_unique<GpioVectorCreator>(pins, base, keyCount));
     }
-    void press(unsigned pressed)
+    void press(char pressed)
     {
-        for (unsigned i = 0; i < 12; ++i) {
-            pins.levels.at(base + i) = (pressed >> i & 1U) != 0;
+        for (unsigned bit = 0; bit < 4; ++bit) {
+            pins.levels.at(base + keyOfBit[bit]) = (static_cast<unsigned>(pressed - '0') >> bit & 1U) != 0;
         }
     }
-    /** Notes a call as "0+" or "1-". */
-    void note(unsigned key, bool level) { events += std::to_string(key) + (level ? "+" : "-"); }
-    std::function<void(unsigned, bool)> noting(unsigned offset)
+    /** @return a callback that notes a call as "0+" or "1-" */
+    std::function<void(unsigned, bool)> noting(unsigned offset = 0)
     {
-        return [this, offset](unsigned key, bool level) { note(offset + key, level); };
+        return [=](unsigned key, bool level) { events += std::to_string(offset + key) + (level ? "+" : "-"); };
     }
-    /** Scans so often with these keys pressed. @return the calls, "." for a scan without one */
-    std::string run(KeyHandler& keys, std::initializer_list<std::pair<unsigned, unsigned>> pressedForScans)
+    /** Scans with the keys of each digit pressed, and stops at "|". @return the calls, "." for a scan without one */
+    std::string run(KeyHandler& keys, const std::string& scans)
     {
         std::string trace;
-        for (auto [pressed, scans] : pressedForScans) {
-            press(pressed);
-            for (; scans > 0; --scans) {
-                keys.start(25ms) ? time.awaitSleeper() : time.scan();
-                trace += events.empty() ? "." : std::exchange(events, "");
+        for (const char pressed : scans) {
+            if (pressed == '|') {
+                keys.stop();
+                continue;
             }
+            press(pressed);
+            keys.start(1ms) ? time.awaitSleeper() : time.scan();
+            trace += events.empty() ? "." : std::exchange(events, "");
         }
         return trace;
     }
@@ -72,22 +75,19 @@ protected:
 
 TEST_F(KeyHandlerTest, ReportsPressReleaseAndRepeatsWithOneCountForAllKeysAndHandlers)
 {
-    {
-        KeyHandler keys = handlerOf(2);
-        keys.anyKeyChangedCb = noting(0);
-        EXPECT_EQ(run(keys, {{0, 1}, {2, 21}, {0, 2}}), ".1+........1+........1+..1-.");
+    const struct {
+        unsigned keyCount;
+        char atConstruction;
+        std::string scans, calls;
+    } rows[] = {{2, '0', "022222222222222222222200", ".1+........1+........1+..1-."},
+                {1, '1', "11111111111|1111111", "........0+........0+"},
+                {3, '0', "33333333333337777", "0+1+....0+...1+...2+..2+"}};
+    for (const auto& row : rows) {
+        KeyHandler keys = handlerOf(row.keyCount, row.atConstruction);
+        keys.anyKeyChangedCb = noting();
+        EXPECT_EQ(run(keys, row.scans), row.calls);
     }
-    {
-        KeyHandler keys = handlerOf(1, 1);
-        keys.anyKeyChangedCb = noting(0);
-        EXPECT_EQ(run(keys, {{1, 11}}), "........0+..") << "held at construction";
-        keys.stop();
-        EXPECT_EQ(run(keys, {{1, 7}}), "......0+") << "the count goes on";
-    }
-    KeyHandler keys = handlerOf(3);
-    keys.anyKeyChangedCb = noting(0);
-    EXPECT_EQ(run(keys, {{3, 13}, {7, 4}}), "0+1+....0+...1+...2+..2+");
-    EXPECT_EQ(time.pause(), 25ms);
+    EXPECT_EQ(time.pause(), 1ms);
 }
 
 TEST_F(KeyHandlerTest, LeavesOutKeysFromTheFirstThatCannotBeRead)
@@ -96,9 +96,8 @@ TEST_F(KeyHandlerTest, LeavesOutKeysFromTheFirstThatCannotBeRead)
     pins.broken = {"31?"};
     KeyHandler keys = handlerOf(4);
     EXPECT_EQ(log.take(), "! ERROR: unable to get key gpio value: 31\n");
-    keys.anyKeyChangedCb = noting(0);
-    EXPECT_EQ(run(keys, {{5, 1}}), "0+");
-    keys.stop();
+    keys.anyKeyChangedCb = noting();
+    EXPECT_EQ(run(keys, "5|"), "0+");
     bool value = false;
     EXPECT_THROW(keys.fireChangeEvent(1, value), Broken);
     EXPECT_THROW(keys.fireChangeEvent(2, value), std::out_of_range);
@@ -109,32 +108,30 @@ TEST_F(KeyHandlerTest, LeavesOutKeysFromTheFirstThatCannotBeRead)
 TEST_F(KeyHandlerTest, LogsEachEventThatHasACallbackInTheStreamsNumberBaseAndSurvivesTheCallback)
 {
     std::cout << std::hex;
-    KeyHandler keys = handlerOf(12);
-    run(keys, {{1U << 10, 1}});
-    keys.replaceCallback([this](unsigned key, bool level) {
+    KeyHandler keys = handlerOf(11);
+    run(keys, "8");
+    keys.replaceCallback([note = noting()](unsigned key, bool level) {
         note(key, level);
         throw std::runtime_error("the application's own");
     });
-    EXPECT_EQ(run(keys, {{3U << 10, 1}, {0, 1}}), "11+10-11-");
-    keys.stop();
-    keys.stop();
-    EXPECT_EQ(log.take(), "INFO: key event from: b\nINFO: key event from: a\nINFO: key event from: b\n"
+    EXPECT_EQ(run(keys, "40||"), "2+10-2-");
+    EXPECT_EQ(log.take(), "INFO: key event from: 2\nINFO: key event from: a\nINFO: key event from: 2\n"
                           "INFO: KeyHandler stop called\n");
 }
 
 TEST_F(KeyHandlerTest, InstallsACallbackBetweenEventsAndDestroysTheEarlierOneWithoutALock)
 {
-    KeyHandler keys = handlerOf(2, 2);
+    KeyHandler keys = handlerOf(2, '2');
     std::shared_ptr<void> end(nullptr, [&](void*) {
-        note(4, false);
+        events += "destroyed";
         keys.replaceCallback(noting(5));
     });
-    keys.replaceCallback([&, held = std::move(end)](unsigned key, bool) {
+    keys.replaceCallback([&, held = std::move(end)](unsigned, bool) {
         keys.replaceCallback(nullptr);
-        note(key, held.use_count() == 1); // not yet destroyed
+        events += held.use_count() == 1 ? "alive " : "";
     });
-    EXPECT_EQ(run(keys, {{1, 1}}), "0+4-") << "the second key's event in the scan has no callback";
-    EXPECT_EQ(run(keys, {{0, 1}}), "5-");
+    EXPECT_EQ(run(keys, "1"), "alive destroyed") << "the second key's event in the scan has no callback";
+    EXPECT_EQ(run(keys, "0"), "5-");
     keys.replaceCallback(noting(7));
     keys.stop();
     keys.anyKeyChangedCb(0, true);

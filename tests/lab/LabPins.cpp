@@ -2,115 +2,96 @@
 
 #include "sysfs/SysfsGpioFactory.h"
 
+#include <functional>
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 
+using sysfs::ISysfsGpio;
 using Op = panelsim::PinOperation;
 using Direction = sysfs::PinDirectionEn;
 
 namespace {
 
-const LabPins* installed = nullptr;
-
 /** An exception derived from nothing. */
 struct ForeignException {};
 
-class LabPin final : public sysfs::ISysfsGpio {
+class LabPin final : public ISysfsGpio {
 public:
-    LabPin(const LabPins& itsPins, std::unique_ptr<sysfs::ISysfsGpio> itsPin) : pins(itsPins), pin(std::move(itsPin)) {}
+    LabPin(const LabPins& itsPins, std::unique_ptr<ISysfsGpio> itsPin) : pins(itsPins), pin(std::move(itsPin)) {}
 
     bool init(bool inverted, Direction direction, bool value) override
     {
-        return pins.perform(Op::Init, gpio, [&] { return pin->init(inverted, direction, value); });
+        return pins.perform(Op::Init, gpio, &ISysfsGpio::init, pin, inverted, direction, value);
     }
-    void deinit() override
+    void deinit() override { pins.perform(Op::Deinit, gpio, &ISysfsGpio::deinit, pin); }
+    void setDirection(Direction to) override
     {
-        pins.perform(Op::Deinit, gpio, [&] { return pin->deinit(), true; });
+        pins.perform(Op::SetDirection, gpio, &ISysfsGpio::setDirection, pin, to);
     }
-    void setDirection(Direction direction) override
-    {
-        pins.perform(Op::SetDirection, gpio, [&] { return pin->setDirection(direction), true; });
-    }
-    bool setValue(bool value) override
-    {
-        return pins.perform(Op::SetValue, gpio, [&] { return pin->setValue(value); });
-    }
-    bool getValue() const override
-    {
-        return pins.perform(Op::GetValue, gpio, [&] { return pin->getValue(); });
-    }
+    bool setValue(bool value) override { return pins.perform(Op::SetValue, gpio, &ISysfsGpio::setValue, pin, value); }
+    bool getValue() const override { return pins.perform(Op::GetValue, gpio, &ISysfsGpio::getValue, pin); }
     void exportGpio(unsigned number) override
     {
         gpio = number;
-        pins.perform(Op::Export, gpio, [&] { return pin->exportGpio(number), true; });
+        pins.perform(Op::Export, gpio, &ISysfsGpio::exportGpio, pin, number);
     }
     unsigned getGpioNumber() const override { return gpio; }
 
 private:
     const LabPins& pins;
-    const std::unique_ptr<sysfs::ISysfsGpio> pin;
+    const std::unique_ptr<ISysfsGpio> pin;
     unsigned gpio = 0;
 };
 
 } // namespace
 
-std::unique_ptr<sysfs::ISysfsGpio> sysfs::SysfsGpioFactory::create() const
+std::unique_ptr<ISysfsGpio> sysfs::SysfsGpioFactory::create() const
 {
-    return installed->create();
+    return LabPins::installed->create();
 }
 
-LabPins::LabPins(panelsim::Board& itsBoard, const PinFailure& itsFailure)
-    : failure(itsFailure), config(itsBoard.getConfig()), factory(itsBoard)
+std::unique_ptr<ISysfsGpio> LabPins::create() const
 {
-    installed = this;
-}
-
-LabPins::~LabPins()
-{
-    installed = nullptr;
-}
-
-std::unique_ptr<sysfs::ISysfsGpio> LabPins::create() const
-{
-    std::unique_ptr<sysfs::ISysfsGpio> pin;
-    perform(Op::Create, 0, [&] { return pin = std::make_unique<LabPin>(*this, factory.create()), true; });
+    std::unique_ptr<ISysfsGpio> pin;
+    perform(Op::Create, 0, [&] { pin = std::make_unique<LabPin>(*this, factory.create()); });
     return pin;
 }
 
-template <typename Effect>
-bool LabPins::perform(Op operation, unsigned gpio, Effect effect) const
+template <typename... Effect>
+bool LabPins::perform(Op operation, unsigned gpio, const Effect&... effect) const
 {
     const bool ownThread = std::this_thread::get_id() == owner;
     const unsigned backlight = config.ledGpioBase + config.ledCount;
-    const bool isKey = operation == Op::GetValue && gpio < config.keyGpioBase + config.keyCount;
     const bool foreign = failure.kind == PinFailure::Foreign;
     ++operations;
-    const bool due = failure.operation != 0 &&
-                     (failure.lasting ? operations >= failure.operation : operations == failure.operation) &&
+    const bool due = (failure.lasting ? operations >= failure.operation : operations == failure.operation) &&
                      (failure.kind != PinFailure::False || operation == Op::Init || operation == Op::SetValue) &&
                      (!foreign || ownThread);
     failed |= due;
+    record.polledReads += !ownThread && operation == Op::GetValue ? 1 : 0;
     if (due && failure.kind == PinFailure::False) {
         record.refused = true;
         record.backlightRefused |= gpio == backlight;
         return false;
     }
-    if (isKey) {
-        record.keyReads.push_back(false);
-    }
     try {
-        const bool result = (due && failure.kind != PinFailure::After) || effect();
+        bool result = true;
+        if (!due || failure.kind == PinFailure::After) {
+            if constexpr (std::is_void_v<decltype(std::invoke(effect...))>) {
+                std::invoke(effect...);
+            } else {
+                result = std::invoke(effect...);
+            }
+        }
         if (due) {
             foreign ? throw ForeignException() : throw std::runtime_error("made to fail");
-        }
-        if (isKey) {
-            record.keyReads.back() = true;
         }
         return result;
     } catch (...) { // also one of the pin's own, after an earlier failure
         if (ownThread) {
+            ++record.thrown;
             record.foreign |= due && foreign;
-            record.thrown += due && foreign ? 0 : 1;
             record.escapes |= operation < Op::SetDirection || (gpio >= config.ledGpioBase && gpio < backlight);
         }
         throw;

@@ -3,13 +3,14 @@
 #include "panelsim/board/FileDescriptor.h"
 #include "tests/panelsim/FakeApplication.h"
 
-#include <algorithm>
 #include <arpa/inet.h>
-#include <array>
+#include <cstdint>
 #include <exception>
 #include <gtest/gtest.h>
+#include <memory>
 #include <netinet/in.h>
-#include <optional>
+#include <regex>
+#include <string>
 #include <sys/socket.h>
 #include <tuple>
 #include <unistd.h>
@@ -19,79 +20,66 @@ namespace {
 
 using namespace panelsim;
 
-/** A connection to a server, over which a request was sent. */
-struct Client {
-    FileDescriptor descriptor;
-    std::string received = {};
-};
-
 /** A server in front of a panel without an application. It works while a client reads. */
 struct Served {
     explicit Served(const std::string& address = "0", const BoardConfig& board = FakeApplication::boardConfig())
-        : simulation(board, [] { return std::chrono::nanoseconds(0); })
+        : simulation(board, [] { return std::chrono::nanoseconds(0); }),
+          server(std::make_unique<PanelServer>(simulation, "./app \"x", address, [this] { ++restarts; })),
+          port(std::regex_replace(server->url(), std::regex(".*:|/"), ""))
     {
-        server.emplace(simulation, "./app \"x", address, [this] { ++restarts; });
-        port = server->url().substr(server->url().rfind(':') + 1);
-        port.pop_back();
     }
-    std::string host(const std::string& name = "127.0.0.1") const { return "Host: " + name + ":" + port + "\r\n"; }
-    Client connect(const std::string& line, const std::string& headers, const std::string& body = "") const
+    /** @param headers with PORT for the server's @return the connection that the request was sent on */
+    FileDescriptor ask(const std::string& line, const std::string& headers, const std::string& body = "") const
     {
         const std::string length = "Content-Length: " + std::to_string(body.size()) + "\r\n";
-        const std::string bytes = line + " HTTP/1.1\r\nConnection: close\r\n" + length + headers + "\r\n" + body;
+        const std::string head = line + " HTTP/1.1\r\nConnection: close\r\n" + length + headers + "\r\n";
+        const std::string bytes = std::regex_replace(head, std::regex("PORT"), port) + body;
         const auto number = static_cast<std::uint16_t>(std::stoi(port));
         const sockaddr_in address{AF_INET, htons(number), {htonl(INADDR_LOOPBACK)}, {}};
-        Client client{FileDescriptor(socket(AF_INET, SOCK_STREAM, 0), "no socket")};
-        ::connect(client.descriptor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
-        send(client.descriptor.get(), bytes.data(), bytes.size(), 0);
+        FileDescriptor client(socket(AF_INET, SOCK_STREAM, 0), "no socket");
+        connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        send(client.get(), bytes.data(), bytes.size(), 0);
         return client;
     }
-    Client page() const { return connect("GET /events", host()); }
-    /** Takes what has come up to the text. @return whether the text came: within 30 s, before the end */
-    bool receives(Client& client, const std::string& text)
+    FileDescriptor openPage() const { return ask("GET /events", "Host: 127.0.0.1:PORT\r\n"); }
+    /** Takes what comes, up to the text. @return whether it came: before the end, and before 30 s without anything */
+    bool sends(const FileDescriptor& client, const std::string& text) const
     {
-        std::array<char, 65536> buffer{};
-        ssize_t count = -1;
-        for (int i = 0; client.received.find(text) == std::string::npos; ++i) {
-            if (i == 30000 || count == 0) {
-                return false;
+        std::string received;
+        for (int pauses = 0; pauses < 30000;) {
+            char byte = 0;
+            const ssize_t count = recv(client.get(), &byte, 1, MSG_DONTWAIT);
+            received.append(&byte, count > 0 ? 1 : 0);
+            if (count == 0 || (byte == text.back() && received.rfind(text) != std::string::npos)) {
+                return count > 0;
             }
-            server ? server->update() : void();
-            usleep(1000);
-            count = recv(client.descriptor.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
-            client.received.append(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+            if (count < 0 && ++pauses > 0) {
+                server ? server->update() : void();
+                usleep(1000);
+            }
         }
-        client.received.erase(0, client.received.find(text) + text.size());
-        return true;
-    }
-    bool answers(const char* status, const std::string& line, const std::string& headers, const std::string& body = "")
-    {
-        Client client = connect(line, headers, body);
-        return receives(client, std::string("HTTP/1.1 ") + status);
+        return false;
     }
 
     Simulation simulation;
     int restarts = 0;
-    std::optional<PanelServer> server;
-    std::string port;
+    std::unique_ptr<PanelServer> server;
+    const std::string port;
 };
 
 TEST(PanelServer, ReadsAddressesAndSaysWhichIsTaken)
 {
     const Served served;
-    const std::string junk = " is no address to serve on: it has to be PORT or ADDR:PORT";
-    const std::pair<std::string, std::string> cases[] = {
-        {"localhost:0", "http://127.0.0.1:"},
-        {"0.0.0.0:0", "http://127.0.0.1:"},
-        {"[0:0::1]:0", "http://[::1]:"},
-        {"[::]:0", "http://[::1]:"},
-        {served.port,
-         "cannot serve on 127.0.0.1:" + served.port + " (choose another, or port 0 for any free one): Addr"},
-        {":80", "':80'" + junk},
-        {"8080x", "'8080x'" + junk},
-        {"65536", "'65536'" + junk},
-        {"1.2.3.4:", "'1.2.3.4:'" + junk},
-        {"my-box:1", "'my-box:1'" + junk}};
+    const std::string junk = "is no address to serve on: it has to be PORT or ADDR:PORT, ";
+    const std::pair<std::string, std::string> cases[] = {{"localhost:0", "http://127.0.0.1:"},
+                                                         {"0.0.0.0:0", "http://127.0.0.1:"},
+                                                         {"[0:0::1]:0", "http://[::1]:"},
+                                                         {served.port, "cannot serve on 127.0.0.1:" + served.port},
+                                                         {":80", "':80' " + junk},
+                                                         {"8080x", "'8080x' " + junk},
+                                                         {"65536", "'65536' " + junk},
+                                                         {"1.2.3.4:", "'1.2.3.4:' " + junk},
+                                                         {"my-box:1", "'my-box:1' " + junk}};
     for (const auto& [address, expected] : cases) {
         std::string result;
         try {
@@ -105,54 +93,50 @@ TEST(PanelServer, ReadsAddressesAndSaysWhichIsTaken)
 
 TEST(PanelServer, RefusesRequestsOfOtherSitesAndThoseThatAreNotAsTheyShouldBe)
 {
-    Served served;
-    Client page = served.page();
-    ASSERT_TRUE(served.receives(page, R"("client":1,)") && served.receives(page, "✓ no bus faults"));
-    const std::string keys = served.host() + "Content-Type: application/json\r\n";
-    const std::string press = R"({"client":1,"key":0,"pressed":true})";
-    const std::string longest = press + std::string(1024 - press.size(), ' ');
-    const std::tuple<const char*, const char*, std::string, std::string> cases[] = {
-        {"200", "GET /", served.host("localhost") + "Origin: http://localhost:" + served.port + "\r\n", ""},
-        {"403", "GET /", "", ""},
-        {"403", "GET /", served.host("evil.example"), ""},
-        {"403", "GET /events", "Host: 127.0.0.1\r\n", ""},
-        {"403", "GET /", served.host("192.168.0.9"), ""},
-        {"403", "POST /keys", keys + "Origin: http://evil.example\r\n", press},
-        {"415", "POST /keys", served.host() + "Content-Type: text/plain\r\n", press},
-        {"415", "POST /keys", served.host(), press},
-        {"405", "GET /keys", served.host(), ""},
-        {"404", "GET /nothing", served.host(), ""},
-        {"400", "POST /keys", keys, R"({"client":1,"key":0})"},
-        {"400", "POST /keys", keys, R"({"client":1,"key":0,"pressed":"true"})"},
-        {"404", "POST /keys", keys, R"({"client":1,"key":3,"pressed":true})"},
-        {"409", "POST /keys", keys, R"({"client":2,"key":0,"pressed":true})"},
-        {"413", "POST /keys", keys, std::string(200000, ' ')},
-        {"413", "POST /keys", keys, longest + " "},
-        {"409", "POST /restart", keys, "{}"}};
-    for (const auto& [status, line, headers, body] : cases) {
-        EXPECT_TRUE(served.answers(status, line, headers, body)) << status << line << headers << body.substr(0, 60);
-    }
-    EXPECT_EQ(served.simulation.board.view().keys, std::vector<bool>(3));
-    EXPECT_TRUE(served.answers("204", "POST /keys", keys, longest));
-    EXPECT_TRUE(served.receives(page, R"("keys":[true,false,false])"));
-    served.server->offerRestart(true);
-    EXPECT_TRUE(served.receives(page, R"("restart":true)"));
-    EXPECT_TRUE(served.answers("202", "POST /restart", keys, "{}") && served.restarts == 1);
-    Client script = served.connect("GET /panel.js", served.host());
-    EXPECT_TRUE(served.receives(script, "Content-Security-Policy: default-src 'none'; script-src 'self';"));
-}
-
-TEST(PanelServer, ServesAPanelWithoutDisplayAtAllAddressesButNotByName)
-{
     BoardConfig outdoor = boardOf(panelKind("outdoor"));
     outdoor.keyNames = {"Up", "\xFF"};
-    Served served("[::]:0", outdoor);
-    Client page = served.page();
-    EXPECT_TRUE(served.receives(page, "\"keys\":[\"Up\",\"\uFFFD\"],\"panel\":\"outdoor\""));
-    EXPECT_TRUE(served.receives(page, R"("bus":[],"controller":"none: this panel has no display",)"));
-    for (const auto& [name, status] : {std::pair("192.168.0.9", "200"), {"[fe80::9]", "200"}, {"my-box.lan", "403"}}) {
-        EXPECT_TRUE(served.answers(status, "GET /", served.host(name))) << name;
+    Served local;
+    const Served everywhere("[::]:0", outdoor);
+    const FileDescriptor page = local.openPage();
+    EXPECT_TRUE(local.sends(page, R"("client":1,)") && local.sends(page, "✓ no bus faults"));
+    const FileDescriptor plainPage = everywhere.openPage();
+    EXPECT_TRUE(everywhere.sends(plainPage, "\"keys\":[\"Up\",\"\uFFFD\"],\"panel\":\"outdoor\""));
+    EXPECT_TRUE(everywhere.sends(plainPage, R"("bus":[],"controller":"none: this panel has no display",)"));
+    const std::string host = "Host: 127.0.0.1:PORT\r\n";
+    const std::string keys = host + "Content-Type: application/json\r\n";
+    const std::string press = R"({"client":1,"key":0,"pressed":true})";
+    const std::string longest = press + std::string(1024 - press.size(), ' ');
+    const std::tuple<const Served&, const char*, std::string, std::string, std::string> cases[] = {
+        {local, "200", "GET /", "Host: localhost:PORT\r\nOrigin: http://localhost:PORT\r\n", ""},
+        {local, "403", "GET /", "", ""},
+        {local, "403", "GET /", "Host: evil.example:PORT\r\n", ""},
+        {local, "403", "GET /events", "Host: 127.0.0.1\r\n", ""},
+        {local, "403", "GET /", "Host: 192.168.0.9:PORT\r\n", ""},
+        {everywhere, "200", "GET /", "Host: 192.168.0.9:PORT\r\n", ""},
+        {everywhere, "200", "GET /", "Host: [fe80::9]:PORT\r\n", ""},
+        {everywhere, "403", "GET /", "Host: my-box.lan:PORT\r\n", ""},
+        {local, "403", "POST /keys", keys + "Origin: http://evil.example\r\n", press},
+        {local, "415", "POST /keys", host + "Content-Type: text/plain\r\n", press},
+        {local, "415", "POST /keys", host, press},
+        {local, "405", "GET /keys", host, ""},
+        {local, "404", "GET /nothing", host, ""},
+        {local, "400", "POST /keys", keys, R"({"client":1,"key":0,"pressed":"true"})"},
+        {local, "404", "POST /keys", keys, R"({"client":1,"key":3,"pressed":true})"},
+        {local, "409", "POST /keys", keys, R"({"client":2,"key":0,"pressed":true})"},
+        {local, "413", "POST /keys", keys, std::string(200000, ' ')},
+        {local, "413", "POST /keys", keys, longest + " "},
+        {local, "409", "POST /restart", keys, "{}"}};
+    for (const auto& [served, status, line, headers, body] : cases) {
+        EXPECT_TRUE(served.sends(served.ask(line, headers, body), std::string("HTTP/1.1 ") + status))
+            << status << line << headers << body.substr(0, 60);
     }
+    EXPECT_EQ(local.simulation.board.view().keys, std::vector<bool>(3));
+    EXPECT_TRUE(local.sends(local.ask("POST /keys", keys, longest), "HTTP/1.1 204"));
+    EXPECT_TRUE(local.sends(page, R"("keys":[true,false,false])"));
+    local.server->offerRestart(true);
+    EXPECT_TRUE(local.sends(page, R"("restart":true)"));
+    EXPECT_TRUE(local.sends(local.ask("POST /restart", keys, "{}"), "HTTP/1.1 202") && local.restarts == 1);
+    EXPECT_TRUE(local.sends(local.ask("GET /panel.js", host), "default-src 'none'; script-src 'self';"));
 }
 
 TEST(PanelServer, SendsWhatChangesAndReleasesTheKeysOfAPageThatIsGone)
@@ -160,11 +144,12 @@ TEST(PanelServer, SendsWhatChangesAndReleasesTheKeysOfAPageThatIsGone)
     Served served;
     Board& board = served.simulation.board;
     AppLog& log = served.simulation.log;
+    FakeApplication application(board);
     served.simulation.app = {AppState::Phase::Running, 0};
-    FakeApplication(board).disturbBus();
-    std::optional<Client> first = served.page();
-    Client second = served.page();
-    const auto sends = [&](const std::string& text) { EXPECT_TRUE(served.receives(second, text)) << text; };
+    application.disturbBus();
+    auto first = std::make_unique<FileDescriptor>(served.openPage());
+    const FileDescriptor second = served.openPage();
+    const auto sends = [&](const std::string& text) { EXPECT_TRUE(served.sends(second, text)) << text; };
     sends(R"j("client":2,"command":"./app \"x","keys":["Key 0","Key 1","Key 2"],"panel":"indoor",)j");
     sends(R"j("app":{"failed":false,"hint":". It has not used any pin yet.)j");
     sends(R"j("restart":false,"running":true,"text":"running"},"bus":["⚠ 1 bus fault","chip select changed during)j");
@@ -172,17 +157,17 @@ TEST(PanelServer, SendsWhatChangesAndReleasesTheKeysOfAPageThatIsGone)
     board.admit(PinOperation::Export, 40);
     sends(R"("hint":"")");
     for (int i = 0; i < 101; ++i) {
-        FakeApplication(board).disturbBus();
+        application.disturbBus();
     }
     sends(R"("bus":["⚠ 102 bus faults","chip)");
     sends(R"(,"and 2 more"])");
-    log.append(LogLine::Source::Output, "whole\nbad \xFF\n> ");
+    log.append(LogLine::Source::Output, "bad \xFF\n> ");
     sends("\"text\":\"bad \uFFFD\"");
     sends(R"("text":"> ")");
     log.append(LogLine::Source::Output, "go\n");
-    sends(R"({"first":2,"lines":[{"source":"","text":"> go",)");
     log.append(LogLine::Source::Error, "oops\n");
     log.remark("remark");
+    sends(R"({"first":1,"lines":[{"source":"","text":"> go",)");
     sends(R"({"source":"stderr","text":"oops",)");
     sends(R"({"source":"panelsim","text":"remark",)");
     board.press(1, 1);
@@ -191,12 +176,13 @@ TEST(PanelServer, SendsWhatChangesAndReleasesTheKeysOfAPageThatIsGone)
     first.reset();
     sends(R"("keys":[false,false,true])");
     sends("event: alive");
-    const Client unread = served.page();
-    log.append(LogLine::Source::Error, std::string(300000, 'x'));
+    const FileDescriptor unread = served.openPage();
+    log.append(LogLine::Source::Error, std::string(251, '\n') + std::string(300000, 'x'));
     log.remark("the last line");
     served.simulation.app = {AppState::Phase::Killed, 9};
     served.server.reset();
     sends(R"j("failed":true,"hint":"","restart":false,"running":false,"text":"ended by signal 9 (Killed)")j");
+    sends(R"({"first":254,)"); // after 250 lines at most
     sends("the last line");
     sends("0\r\n\r\n");
 }

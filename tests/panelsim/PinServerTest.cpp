@@ -1,17 +1,24 @@
 #include "panelsim/wire/PinServer.h"
 
-#include "panelsim/board/BoardGpioFactory.h"
+#include "sysfs/PinDirectionEn.h"
 #include "sysfs/SysfsGpioFactory.h"
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <gtest/gtest.h>
+#include <memory>
+#include <mutex>
+#include <optional>
 #include <stdexcept>
+#include <string>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <system_error>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -19,70 +26,27 @@ namespace {
 
 using namespace panelsim;
 using sysfs::PinDirectionEn;
+using Action = std::function<unsigned()>;
+using Operation = Request::Operation;
 
 /** A board and a server for all tests of the process, as an application has them: the connection lasts. */
-class PinServerTest : public testing::Test {
-protected:
-    static void SetUpTestSuite()
-    {
-        static Board servedBoard{BoardConfig()};
-        static const PinServer server(servedBoard, [](const std::string& text) {
-            const std::lock_guard<std::mutex> lock(complaintMutex);
-            complaints += text + "\n";
-        });
-        board = &servedBoard;
-        address = server.address();
-        setenv(socketVariable, address.c_str(), 1);
-    }
+struct Served {
+    Served() { setenv(socketVariable, server.address().c_str(), 1); }
 
-    /** @return how a child process ended that did this, 0 for well */
-    static int inChild(const std::function<void()>& work)
-    {
-        const pid_t pid = fork();
-        if (pid == 0) {
-            try {
-                work();
-                _exit(0);
-            } catch (const std::system_error& error) {
-                _exit(error.code().value());
-            } catch (...) {
-                _exit(255);
-            }
-        }
-        int status = 0;
-        waitpid(pid, &status, 0);
-        return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
-    }
-
-    /** @return a connection that is not a pin's */
-    static FileDescriptor connection(const std::string& server = address)
-    {
-        const auto [to, size] = socketAddress(server);
-        FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET, 0), "socket");
-        const timeval patience{20, 0};
-        setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-        EXPECT_EQ(connect(socket.get(), reinterpret_cast<const sockaddr*>(&to), size), 0);
-        return socket;
-    }
-    static Reply ask(const FileDescriptor& socket, const Request& request)
-    {
-        Reply reply;
-        reply.value = 999;
-        send(socket.get(), &request, sizeof request, MSG_NOSIGNAL);
-        recv(socket.get(), &reply, sizeof reply, 0);
-        return reply;
-    }
-    static bool isClosed(const FileDescriptor& socket)
-    {
-        char byte = 0;
-        return recv(socket.get(), &byte, 1, 0) == 0;
-    }
-
-    inline static Board* board;
-    inline static std::string address;
-    inline static std::mutex complaintMutex;
-    inline static std::string complaints;
+    Board board{BoardConfig()};
+    std::mutex mutex;
+    std::string complaints;
+    const PinServer server{board, [this](const std::string& text) {
+                               const std::lock_guard<std::mutex> lock(mutex);
+                               complaints += text + "\n";
+                           }};
 };
+
+Served& served()
+{
+    static Served all;
+    return all;
+}
 
 std::unique_ptr<sysfs::ISysfsGpio> pinOn(unsigned gpio)
 {
@@ -91,7 +55,7 @@ std::unique_ptr<sysfs::ISysfsGpio> pinOn(unsigned gpio)
     return pin;
 }
 
-std::string outcomeOf(const std::function<unsigned()>& action)
+std::string outcomeOf(const Action& action)
 {
     try {
         return std::to_string(action());
@@ -99,142 +63,154 @@ std::string outcomeOf(const std::function<unsigned()>& action)
         return std::to_string(error.code().value()) + ": " + error.what();
     } catch (const std::logic_error& error) {
         return std::string("logic: ") + error.what();
-    } catch (const std::runtime_error& error) {
-        return std::string("runtime: ") + error.what();
+    } catch (const std::exception& error) {
+        return std::string("other: ") + error.what();
     }
 }
 
-TEST_F(PinServerTest, HasPinsThatFailAsThoseOfTheKernelDo)
+/** @return what the action returns in a child process, or the errno value that it throws, or -N when signal N ends it
+ */
+int inChild(const Action& action)
 {
-    using Direction = PinDirectionEn;
-    Board local{BoardConfig()};
-    const BoardGpioFactory localFactory(local);
-    const sysfs::SysfsGpioFactory remoteFactory;
-    for (const auto& [tested, factory] :
-         {std::pair<Board*, const sysfs::ISysfsGpioFactory&>(&local, localFactory), {board, remoteFactory}}) {
-        Board& panel = *tested;
-        const auto& pins = factory;
-        panel.failPin({22, PinOperation::GetValue, 2, 2});
-        panel.failPin({22, PinOperation::SetValue, 4, 1, PinFault::Kind::False});
-        panel.failPin({{}, PinOperation::Create, 2});
-        panel.failPin({23, {}, 1, {}, PinFault::Kind::False});
-        const auto pin = pins.create();
-        const auto on = [&](unsigned gpio) {
-            auto made = pins.create();
-            made->exportGpio(gpio);
-            return made;
-        };
-        const auto level = [&] { return static_cast<unsigned>(panel.lineLevel(22)); };
-        const std::pair<std::function<unsigned()>, std::string> cases[] = {
-            {[&] { return pins.create() != nullptr; }, "runtime: pin factory: made to fail"},
-            {[&] { return pin->getGpioNumber(); }, "logic: pin used before exportGpio"},
-            {[&] { return pin->setValue(true); }, "logic: pin used before exportGpio"},
-            {[&] { return on(99) != nullptr; }, "22: GPIO 99: no such GPIO on this board: Invalid argument"},
-            {[&] { return pin->exportGpio(22), pin->getGpioNumber(); }, "22"},
-            {[&] { return pin->exportGpio(22), 0; }, "logic: GPIO 22: this pin is already exported"},
-            {[&] { return pin->setDirection(Direction::Output), 0; }, "logic: GPIO 22: setDirection before init"},
-            {[&] { return on(22) != nullptr; },
-             "16: GPIO 22: in use by another process or pin object: Device or resource busy"},
-            {[&] { return pin->init(true, Direction::Input, false); }, "1"},
-            {[&] { return pin->setValue(true); }, "1: GPIO 22: the line is an input: Operation not permitted"},
-            {[&] { return level() + pin->getValue(); }, "3"}, // a floating line reads low
-            {[&] { return pin->getValue(); }, "runtime: GPIO 22: made to fail"},
-            {[&] { return pin->getValue(); }, "runtime: GPIO 22: made to fail"},
-            {[&] { return pin->setDirection(Direction::Output), level() + pin->getValue(); }, "1"},
-            {[&] { return pin->setValue(true) && level() == 0; }, "1"},
-            {[&] { return pin->setDirection(Direction::Input), level(); }, "2"},
-            {[&] { return pin->setDirection(Direction::Output), level(); }, "0"},
-            {[&] { return pin->setValue(false); }, "1"},
-            {[&] { return pin->setValue(true); }, "0"},
-            {[&] { return pin->setDirection(Direction::Output), level(); }, "1"},
-            {[&] { return pin->setValue(true) && level() == 0; }, "1"},
-            {[&] { return pin->init(false, Direction::Output, true) && level() == 1; }, "1"},
-            {[&] { return pin->deinit(), level(); }, "1"},
-            {[&] { return pin->getGpioNumber(); }, "logic: pin used before exportGpio"},
-            {[&] { return on(22) != nullptr; }, "1"},
-            {[&] { return on(23)->init(false, Direction::Output, true); }, "0"},
-            {[&] { return on(23)->init(false, Direction::Output, true); }, "0"},
-            {[&] { return pin->exportGpio(22), pin->setDirection(Direction::Output), 0; },
-             "logic: GPIO 22: setDirection before init"},
-        };
-        for (const auto& [action, outcome] : cases) {
-            EXPECT_EQ(outcomeOf(action), outcome) << "case " << &outcome - &cases[0].second;
-        }
-        EXPECT_EQ(panel.claimedLines(), 1U);
+    served(); // by the parent
+    const pid_t pid = fork();
+    if (pid == 0) {
+        _exit(std::stoi(outcomeOf(action)));
     }
-    EXPECT_EQ(local.pinOperations(), board->pinOperations());
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-TEST_F(PinServerTest, FreesTheLinesOfAProcessThatIsKilledAndOfNoOther)
+/** @return a connection that is not a pin's */
+FileDescriptor connection()
 {
+    const auto [to, size] = socketAddress(served().server.address());
+    FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET, 0), "socket");
+    const timeval patience{20, 0};
+    setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    EXPECT_EQ(connect(socket.get(), reinterpret_cast<const sockaddr*>(&to), size), 0);
+    return socket;
+}
+
+/** @return the reply, or none when the connection is closed */
+std::optional<Reply> receive(const FileDescriptor& socket)
+{
+    Reply reply;
+    const bool isOpen = recv(socket.get(), &reply, sizeof reply, 0) != 0;
+    return isOpen ? std::optional(reply) : std::nullopt;
+}
+
+Reply ask(const FileDescriptor& socket, const Request& request)
+{
+    send(socket.get(), &request, sizeof request, MSG_NOSIGNAL);
+    return receive(socket).value();
+}
+
+TEST(PinServerTest, HasPinsThatFailAsThoseOfTheKernelDo)
+{
+    Board& board = served().board;
+    board.failPin({22, PinOperation::GetValue, 2, 1});
+    board.failPin({22, PinOperation::SetValue, 4, 1, PinFault::Kind::False});
+    board.failPin({{}, PinOperation::Create, 2});
+    board.failPin({23, {}, 1, {}, PinFault::Kind::False});
+    const auto pin = sysfs::SysfsGpioFactory().create();
+    const auto level = [&] { return static_cast<unsigned>(board.lineLevel(22)); };
+    const auto turn = [&](PinDirectionEn direction) { return pin->setDirection(direction), level(); };
+    const auto set = [&](bool value) { return pin->setValue(value) ? 10 + level() : 0; };
+    const auto move = [&](unsigned gpio) { return pin->exportGpio(gpio), pin->getGpioNumber(); };
+    const auto out = PinDirectionEn::Output;
+    const auto in = PinDirectionEn::Input;
+    const std::pair<Action, std::string> cases[] = {
+        {[] { return pinOn(20) != nullptr; }, "other: pin factory: made to fail"},
+        {[&] { return set(true); }, "logic: pin used before exportGpio"},
+        {[&] { return move(99); }, "22: GPIO 99: no such GPIO on this board: Invalid argument"},
+        {[&] { return move(22); }, "22"},
+        {[&] { return move(22); }, "logic: GPIO 22: this pin is already exported"},
+        {[&] { return turn(out); }, "logic: GPIO 22: setDirection before init"},
+        {[] { return pinOn(22) != nullptr; },
+         "16: GPIO 22: in use by another process or pin object: Device or resource busy"},
+        {[&] { return pin->init(true, in, false) + level(); }, "3"},
+        {[&] { return set(true); }, "1: GPIO 22: the line is an input: Operation not permitted"},
+        {[&] { return pin->getValue(); }, "1"}, // a floating line reads low
+        {[&] { return pin->getValue(); }, "other: GPIO 22: made to fail"},
+        {[&] { return turn(out) + pin->getValue(); }, "1"},
+        {[&] { return set(true); }, "10"},
+        {[&] { return turn(in); }, "2"},
+        {[&] { return turn(out); }, "0"},
+        {[&] { return set(false); }, "11"},
+        {[&] { return set(true); }, "0"},
+        {[&] { return turn(out); }, "1"},
+        {[&] { return pin->init(false, out, true) + level(); }, "2"},
+        {[&] { return pin->deinit(), pin->getGpioNumber(); }, "logic: pin used before exportGpio"},
+        {[&] { return move(22) + turn(out); }, "logic: GPIO 22: setDirection before init"},
+        {[&] { return pinOn(23)->init(false, out, true); }, "0"},
+        {[&] { return level() + board.claimedLines(); }, "2"}};
+    for (const auto& [action, outcome] : cases) {
+        EXPECT_EQ(outcomeOf(action), outcome) << "case " << &outcome - &cases[0].second;
+    }
+}
+
+TEST(PinServerTest, OutlivesForkedAndKilledProcessesAndThoseThatCloseAllDescriptors)
+{
+    const Board& board = served().board;
     const auto mine = pinOn(20);
-    EXPECT_EQ(inChild([] { pinOn(20); }), EBUSY);
+    auto lost = pinOn(23);
+    EXPECT_EQ(inChild([] { return pinOn(20) != nullptr; }), EBUSY);
+    EXPECT_EQ(inChild([&] {
+                  lost.reset();
+                  mine->init(false, PinDirectionEn::Output, true);
+                  return inChild([] { return pinOn(22) != nullptr; }); // in a grandchild
+              }),
+              1);
+    EXPECT_TRUE(mine->getValue());
+    EXPECT_EQ(outcomeOf([&] { return lost->getValue(); }), "19: this pin is gone: No such device");
     for (int i = 0; i < 20; ++i) {
         EXPECT_EQ(inChild([] {
-                      pinOn(21)->init(false, PinDirectionEn::Output, true);
                       const auto held = pinOn(22);
-                      raise(SIGKILL);
+                      return pinOn(21)->init(false, PinDirectionEn::Output, true) ? raise(SIGKILL) : 0;
                   }),
                   -SIGKILL);
         EXPECT_NO_THROW(pinOn(22)) << "right after the end";
     }
-    EXPECT_TRUE(board->view().leds[1]) << "stays as it was driven";
-    EXPECT_EQ(board->claimedLines(), 1U);
-}
-
-TEST_F(PinServerTest, LetsAForkedProcessGoOnWithThePins)
-{
-    const auto pin = pinOn(20);
-    auto lost = pinOn(21);
-    EXPECT_EQ(inChild([&] {
-                  pin->init(false, PinDirectionEn::Output, true);
-                  lost.reset();
-                  _exit(inChild([] { pinOn(22); })); // a grandchild
-              }),
-              0);
-    EXPECT_TRUE(pin->getValue());
-    EXPECT_EQ(outcomeOf([&] { return lost->getValue(); }), "19: this pin is gone: No such device");
-}
-
-TEST_F(PinServerTest, SurvivesAnApplicationThatClosesAllDescriptors)
-{
+    EXPECT_TRUE(board.view().leds[1]) << "stays as it was driven";
+    EXPECT_EQ(board.claimedLines(), 1U);
     EXPECT_EQ(inChild([] {
-                  pinOn(20);
                   for (int descriptor = 3; descriptor < 1000; ++descriptor) {
                       close(descriptor);
                   }
                   int pair[2];
                   while (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, pair) == 0 && pair[1] < 20) {
                   }
-                  pinOn(20)->init(false, PinDirectionEn::Output, true);
                   char byte = 0;
-                  for (int socket = 3; socket <= pair[1]; ++socket) {
-                      if (recv(socket, &byte, 1, 0) >= 0 || errno != EAGAIN) {
-                          _exit(1); // something came there that was meant for panelsim, or it was closed
-                      }
+                  unsigned untouched = pinOn(22)->init(false, PinDirectionEn::Output, true) ? 0 : 100;
+                  for (int socket = 3; socket <= pair[1]; ++socket) { // nothing came there that was for panelsim
+                      untouched += recv(socket, &byte, 1, 0) < 0 && errno == EAGAIN;
                   }
+                  return untouched;
               }),
-              0);
+              18);
 }
 
-TEST_F(PinServerTest, RefusesOtherUsersAndWhoDoesNotFollowTheProtocol)
+TEST(PinServerTest, RefusesOtherUsersAndWhoDoesNotFollowTheProtocol)
 {
-    const bool isRoot = geteuid() == 0;
-    if (isRoot) {
-        EXPECT_EQ(inChild([] { _exit(setuid(65534) == 0 && isClosed(connection()) ? 42 : 1); }), 42);
-        EXPECT_EQ(inChild([] { // root may use the pins of others
-                      Board others{BoardConfig()};
-                      const bool isOther = seteuid(65534) == 0;
-                      const PinServer server(others, [](const std::string&) {});
-                      const auto isServed = [&] { return ask(connection(server.address()), Request()).value != 999; };
-                      const bool servesRoot = inChild([&] { _exit(seteuid(0) == 0 && isServed() ? 42 : 1); }) == 42;
-                      _exit(isOther && servesRoot && isServed() ? 42 : 1);
-                  }),
-                  42);
+    std::string expected = "a connection was closed that does not follow the protocol\n";
+    if (geteuid() == 0) { // root may use the pins of others
+        expected = "a connection of another user was refused\n" + expected;
+        for (const auto& [own, peer, served] : {std::tuple(0U, 65534U, 0), {65534U, 0U, 1}, {65534U, 65534U, 1}}) {
+            EXPECT_EQ(seteuid(own), 0);
+            EXPECT_EQ(inChild([&, id = peer, greets = served] {
+                          const bool isPeer = seteuid(id) == 0;
+                          const FileDescriptor socket = connection();
+                          return greets ? isPeer && ask(socket, {}).value != 0 : receive(socket).has_value();
+                      }),
+                      served);
+            EXPECT_EQ(seteuid(0), 0);
+        }
     }
     const FileDescriptor confused = connection();
     send(confused.get(), "x", 1, 0);
-    EXPECT_TRUE(isClosed(confused));
+    EXPECT_FALSE(receive(confused));
     const FileDescriptor deaf = connection();
     Request request;
     while (send(deaf.get(), &request, sizeof request, MSG_NOSIGNAL) > 0) {
@@ -243,36 +219,28 @@ TEST_F(PinServerTest, RefusesOtherUsersAndWhoDoesNotFollowTheProtocol)
     const Reply reply = ask(connection(), request);
     EXPECT_EQ(reply.text.data(), std::string("panelsim and its preloaded library are of different versions"));
     EXPECT_EQ(reply.outcome, Reply::Outcome::OtherError);
-    const std::lock_guard<std::mutex> lock(complaintMutex);
-    EXPECT_EQ(complaints, (isRoot ? "a connection of another user was refused\n" : std::string()) +
-                              "a connection was closed that does not follow the protocol\n");
+    const std::lock_guard<std::mutex> lock(served().mutex);
+    EXPECT_EQ(served().complaints, expected);
 }
 
-TEST_F(PinServerTest, StampsOperationsWithTheTimeOfTheApplication)
+TEST(PinServerTest, StampsOperationsWithTheTimeOfTheApplication)
 {
     std::vector<std::chrono::nanoseconds> seen;
     const FileDescriptor socket = connection();
-    Request request;
-    request.pin = ask(socket, request).value;
-    request.operation = Request::Operation::Export;
-    request.gpio = 27;
-    request.output = 1;
-    ask(socket, request);
-    request.operation = Request::Operation::Init;
-    board->observe([&](const LineChange& change) { seen.push_back(change.time); });
+    const std::uint32_t pin = ask(socket, {}).value;
+    ask(socket, {Operation::Export, pin, 27});
+    ask(socket, {Operation::Init, pin, 0, 0, 1});
+    served().board.observe([&](const LineChange& change) { seen.push_back(change.time); });
     seen.clear();
     const auto now = Board::steadyTime();
+    std::uint8_t level = 0;
     for (const auto stamp : {now, now - std::chrono::hours(1), now + std::chrono::hours(1)}) {
-        request.time = stamp.count();
-        request.level ^= 1U;
-        ask(socket, request);
+        ask(socket, {Operation::SetValue, pin, 0, level ^= 1U, 0, 0, protocolVersion, stamp.count()});
     }
-    board->observe(nullptr);
+    served().board.observe(nullptr);
     ASSERT_EQ(seen.size(), 3U);
-    EXPECT_EQ(seen[0], now);
-    EXPECT_EQ(seen[1], seen[0]) << "never back";
-    EXPECT_GT(seen[2], seen[1]);
-    EXPECT_LE(seen[2], Board::steadyTime()) << "never ahead";
+    EXPECT_TRUE(seen[0] == now && seen[1] == now) << "never back";
+    EXPECT_TRUE(seen[2] > now && seen[2] <= Board::steadyTime()) << "never ahead";
 }
 
 } // namespace

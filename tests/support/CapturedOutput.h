@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
+#include <ios>
 #include <iostream>
 #include <mutex>
 #include <streambuf>
@@ -12,11 +14,7 @@
 class CapturedOutput {
 public:
     /** @param whenLine is passed each line with its end, on the thread that writes it */
-    explicit CapturedOutput(std::function<void(std::string_view line)> whenLine = {}) : onLine(std::move(whenLine))
-    {
-        coutFormat.copyfmt(std::cout);
-    }
-    ~CapturedOutput() { std::cout.copyfmt(coutFormat); }
+    explicit CapturedOutput(std::function<void(std::string_view line)> whenLine = {}) : onLine(std::move(whenLine)) {}
 
     /** Takes the text since the last call; a line on standard error begins with "! ". */
     std::string take()
@@ -26,15 +24,17 @@ public:
     }
 
 private:
-    class Diversion : public std::streambuf {
-    public:
+    struct Diversion : std::streambuf {
         Diversion(CapturedOutput& itsOwner, std::ostream& itsStream, const char* itsMark)
             : owner(itsOwner), stream(itsStream), mark(itsMark), original(stream.rdbuf(this))
         {
+            original.copyfmt(stream);
         }
-        ~Diversion() override { stream.rdbuf(original); }
-
-    protected:
+        ~Diversion() override
+        {
+            stream.copyfmt(original);
+            stream.rdbuf(original.rdbuf());
+        }
         int overflow(int character) override
         {
             const std::lock_guard<std::mutex> lock(owner.mutex);
@@ -47,17 +47,15 @@ private:
             return character;
         }
 
-    private:
         CapturedOutput& owner;
         std::ostream& stream;
         const char* mark;
-        std::streambuf* original;
+        std::ios original; ///< its buffer and format
     };
 
-    std::function<void(std::string_view)> onLine;
+    const std::function<void(std::string_view)> onLine;
     std::mutex mutex;
     std::string text;
-    std::ios coutFormat{nullptr};
     Diversion out{*this, std::cout, ""};
     Diversion err{*this, std::cerr, "! "};
 };

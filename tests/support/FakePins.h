@@ -4,15 +4,26 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <exception>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 /** What a broken event throws; derived only from std::exception. */
 struct Broken : std::exception {
     const char* what() const noexcept override { return "broken"; }
 };
+
+/** @return two digits */
+inline std::string hex(unsigned char byte)
+{
+    const char* const digits = "0123456789ABCDEF";
+    return {digits[byte >> 4], digits[byte & 0xF]};
+}
 
 /** What happens to fakes, in order and from any thread. */
 class Record {
@@ -21,9 +32,18 @@ public:
     std::set<std::string> refused; ///< events that return false
 
     /** Notes the event. @return whether it is not refused */
-    bool happen(const std::string& event) const;
+    bool happen(const std::string& event) const
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        events += (events.empty() ? "" : " ") + event;
+        return broken.count(event) == 0 ? refused.count(event) == 0 : throw Broken();
+    }
     /** Takes the events since the last call, with a blank between them. */
-    std::string take() const;
+    std::string take() const
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return std::exchange(events, "");
+    }
 
 private:
     mutable std::mutex mutex;
@@ -38,14 +58,71 @@ class FakePins : public Record, public sysfs::ISysfsGpioFactory {
 public:
     std::array<std::atomic<bool>, 64> levels{}; ///< what the lines read, by their GPIO numbers
 
-    std::unique_ptr<sysfs::ISysfsGpio> create() const override;
+    std::unique_ptr<sysfs::ISysfsGpio> create() const override
+    {
+        happen("create");
+        return std::make_unique<Pin>(*this, created++);
+    }
 
     /** As take, in the words of the LCD's timing diagram, for an LCD on lines 0 to 12 with the backlight on line 13. */
-    std::string takeWaveform() const;
+    std::string takeWaveform() const
+    {
+        std::vector<std::pair<std::string, std::string>> words = {
+            {" in 0 in 1 in 2 in 3 in 4 in 5 in 6 in 7", " data->in"},
+            {" out 0 out 1 out 2 out 3 out 4 out 5 out 6 out 7", " data->out"},
+            {" 0? 1? 2? 3? 4? 5? 6? 7?", " data?"}};
+        for (unsigned byte = 0; byte < 256; ++byte) {
+            std::string lines;
+            for (unsigned line = 0; line < 8; ++line) {
+                lines += " " + std::to_string(line) + "=" + std::to_string(byte >> line & 1U);
+            }
+            words.emplace_back(lines, " data=" + hex(static_cast<unsigned char>(byte)));
+        }
+        unsigned control = 8;
+        for (const char* name : {" RS=", " CS=", " RD=", " WR=", " RST=", " BL="}) {
+            words.emplace_back(" " + std::to_string(control++) + "=", name);
+        }
+        std::string text = " " + take();
+        for (const auto& [lines, word] : words) {
+            for (std::size_t at = 0; (at = text.find(lines, at)) != std::string::npos;) {
+                text.replace(at, lines.size(), word);
+            }
+        }
+        return text.substr(1);
+    }
 
 private:
+    class Pin : public sysfs::ISysfsGpio {
+    public:
+        Pin(const FakePins& itsPins, unsigned itsNumber) : pins(itsPins), number(itsNumber) {}
+        ~Pin() override { pins.happen("delete " + name()); }
+
+        bool init(bool inverted, sysfs::PinDirectionEn direction, bool value) override
+        {
+            return pins.happen("init " + name() + (inverted ? " inverted " : " ") + word(direction) +
+                               (value ? "1" : "0"));
+        }
+        void deinit() override { pins.happen("deinit " + name()); }
+        void setDirection(sysfs::PinDirectionEn direction) override { pins.happen(word(direction) + name()); }
+        bool setValue(bool value) override { return pins.happen(name() + (value ? "=1" : "=0")); }
+        bool getValue() const override { return pins.happen(name() + "?") && pins.levels.at(number); }
+        void exportGpio(unsigned gpioNumber) override
+        {
+            number = gpioNumber;
+            pins.happen("export " + name());
+        }
+        unsigned getGpioNumber() const override { return number; }
+
+    private:
+        std::string name() const { return std::to_string(number); }
+        static std::string word(sysfs::PinDirectionEn to)
+        {
+            return to == sysfs::PinDirectionEn::Output ? "out " : "in ";
+        }
+
+        const FakePins& pins;
+        unsigned number;
+    };
+
     mutable unsigned created = 0;
 };
-
-/** @return two digits */
-std::string hex(unsigned char byte);

@@ -1,84 +1,53 @@
 #include "tests/support/VirtualTime.h"
 
 #include <cerrno>
-#include <ctime>
-#include <utility>
-
-namespace {
 
 using namespace std::chrono_literals;
 
-std::atomic<VirtualTime*> active{nullptr};
+namespace {
 
 std::string describe(std::chrono::nanoseconds sleep)
 {
-    for (const auto& [unit, name] : {std::pair<std::chrono::nanoseconds, const char*>(1s, "s"), {1ms, "ms"}}) {
-        if (sleep % unit == 0ns) {
-            return std::to_string(sleep / unit) + name;
-        }
-    }
-    return std::to_string(sleep / 1us) + "us";
+    return sleep % 1s == 0ns    ? std::to_string(sleep / 1s) + "s"
+           : sleep % 1ms == 0ns ? std::to_string(sleep / 1ms) + "ms"
+                                : std::to_string(sleep / 1us) + "us";
 }
 
 } // namespace
 
+std::atomic<VirtualTime*> VirtualTime::active{nullptr};
+
 // Stands before the C library's in the lookup of every library of this process.
 extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* wanted, timespec* remaining)
 {
-    VirtualTime* const time = active;
-    const auto left = time == nullptr ? std::nullopt : time->sleep(1s * wanted->tv_sec + 1ns * wanted->tv_nsec);
-    if (!left) {
+    VirtualTime* const time = VirtualTime::active;
+    const bool isOwner = time != nullptr && std::this_thread::get_id() == time->owner;
+    const std::chrono::nanoseconds duration = 1s * wanted->tv_sec + 1ns * wanted->tv_nsec;
+    if (isOwner) {
+        time->clock += duration.count();
+        if (time->listener && !time->listener(describe(duration))) {
+            const std::chrono::nanoseconds left = duration / 2;
+            *remaining = {static_cast<std::time_t>(left / 1s), static_cast<long>((left % 1s).count())};
+            errno = EINTR;
+            return -1;
+        }
+    } else if (time == nullptr || time->others == VirtualTime::Others::Sleep) {
         errno = clock_nanosleep(CLOCK_MONOTONIC, 0, wanted, remaining);
         return errno == 0 ? 0 : -1;
+    } else {
+        time->latestPause = duration.count();
+        if (time->others == VirtualTime::Others::Wait) {
+            ++time->sleeping;
+            sem_post(&time->asleep);
+            VirtualTime::await(time->awake);
+            --time->sleeping;
+        }
     }
-    *remaining = {static_cast<std::time_t>(*left / 1s), static_cast<long>((*left % 1s).count())};
-    errno = EINTR;
-    return *left > 0ns ? -1 : 0;
+    return 0;
 }
 
-VirtualTime::VirtualTime(Others ofOthers, Listener itsListener) : others(ofOthers), listener(std::move(itsListener))
+void VirtualTime::await(sem_t& event)
 {
-    active = this;
-}
-
-VirtualTime::~VirtualTime()
-{
-    active = nullptr;
-}
-
-std::optional<std::chrono::nanoseconds> VirtualTime::sleep(std::chrono::nanoseconds wanted)
-{
-    if (std::this_thread::get_id() == owner) {
-        clock += wanted.count();
-        return !listener || listener(describe(wanted)) ? 0ns : wanted / 2;
+    while (sem_wait(&event) != 0) { // interrupted by a signal
     }
-    latestPause = wanted.count();
-    if (others == Others::Wait) {
-        std::unique_lock<std::mutex> lock(mutex);
-        ++sleeping;
-        changed.notify_all();
-        changed.wait(lock, [this] { return awakenings > 0; });
-        --awakenings;
-        --sleeping;
-    }
-    return others == Others::Sleep ? std::nullopt : std::optional(0ns);
-}
-
-void VirtualTime::awaitSleeper()
-{
-    std::unique_lock<std::mutex> lock(mutex);
-    changed.wait(lock, [this] { return sleeping > 0 && awakenings == 0; });
-}
-
-void VirtualTime::scan()
-{
-    wake();
-    awaitSleeper();
-}
-
-void VirtualTime::wake()
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    ++awakenings;
-    changed.notify_all();
 }

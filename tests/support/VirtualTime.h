@@ -2,12 +2,12 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
+#include <ctime>
 #include <functional>
-#include <mutex>
-#include <optional>
+#include <semaphore.h>
 #include <string>
 #include <thread>
+#include <utility>
 
 /**
  * While it lives, sleeps of the thread that made it take no time and move a clock instead. Those of other threads, of a
@@ -24,10 +24,14 @@ public:
      */
     using Listener = std::function<bool(const std::string& sleep)>;
 
-    explicit VirtualTime(Others others = Others::Sleep, Listener listener = nullptr);
-    ~VirtualTime();
-    VirtualTime(const VirtualTime&) = delete;
-    VirtualTime& operator=(const VirtualTime&) = delete;
+    explicit VirtualTime(Others ofOthers = Others::Sleep, Listener itsListener = nullptr)
+        : others(ofOthers), listener(std::move(itsListener))
+    {
+        sem_init(&asleep, 0, 0);
+        sem_init(&awake, 0, 0);
+        active = this;
+    }
+    ~VirtualTime() { active = nullptr; }
 
     /** @return the sum of the owner's sleeps; usable from several threads */
     std::chrono::nanoseconds now() const { return std::chrono::nanoseconds(clock); }
@@ -38,26 +42,32 @@ public:
     /** @return how many threads wait in a sleep */
     unsigned sleepers() const { return sleeping; }
 
-    /** Waits until a polling thread sleeps, as it does after the first scan, and is not to be woken. */
-    void awaitSleeper();
+    /** Waits until a polling thread sleeps, once for each of its sleeps that scan does not wait for. */
+    void awaitSleeper() { await(asleep); }
 
-    /** Lets the polling thread, which has to sleep, scan once and waits until it sleeps again. */
-    void scan();
+    /** Lets the polling thread, which sleeps, scan once and waits until it sleeps again. */
+    void scan()
+    {
+        wake();
+        awaitSleeper();
+    }
 
     /** Ends one sleep of a polling thread, the next one if it does not sleep yet, and waits for nothing. */
-    void wake();
-
-    /** A thread wants to sleep. @return how much of it remains, interrupted; empty when it has to sleep in real time */
-    std::optional<std::chrono::nanoseconds> sleep(std::chrono::nanoseconds wanted);
+    void wake() { sem_post(&awake); }
 
 private:
+    friend int ::nanosleep(const timespec* wanted, timespec* remaining);
+
+    static void await(sem_t& event);
+
+    static std::atomic<VirtualTime*> active; ///< defined beside nanosleep, so that who uses this gets that linked
+
     const std::thread::id owner = std::this_thread::get_id();
     const Others others;
     const Listener listener;
     std::atomic<std::chrono::nanoseconds::rep> clock{0};
     std::atomic<std::chrono::nanoseconds::rep> latestPause{0};
-    std::mutex mutex;
-    std::condition_variable changed;
     std::atomic<unsigned> sleeping{0};
-    unsigned awakenings = 0; ///< sleeps that may end
+    sem_t asleep;
+    sem_t awake;
 };

@@ -39,7 +39,7 @@ const struct {
     unsigned number;
     std::string expected; // who uses the line, and its number in the kernel's table, or an error
     Chips chips = bank;
-    std::string config = "", backend = "", failing = ""; // calls, as a regular expression
+    std::string config = "", backend = "", failing = "nothing"; // calls, as a regular expression
     int injected = EACCES;
     std::map<unsigned long, std::string> users = {};
     std::string configFile = "";
@@ -54,13 +54,12 @@ const struct {
     {40, line8 + ": Device or resource busy", bank, "", "", "describe a line", EIO, used},
     {40, line8 + " (exported in /sys/class/gpio): File exists", bank, "", "chardev", "", 0, exported},
     {40, noDevice, bank, "", "chardev", "open /dev"},
-    {40, noDevice + "; cannot open /sys/class/gpio/export" + group + denied, bank, "", "", "open (/dev|export)"},
+    {40, noDevice + "; cannot open /sys/class/gpio/export" + group + denied, bank, "", "", "open .*/(dev|export)"},
     {40, "GPIO 40: SYSFSGPIO_BACKEND is 'both', neither chardev nor sysfs" + invalid, bank, "", "both"},
     // Numbers
     {545, "libsysfsgpio 545", two},
     {512, "libsysfsgpio 512", renumbered},
     {575, "libsysfsgpio 575", siblings},
-    {577, "libsysfsgpio 577", siblings},
     {545, "sysfs 545", twins},
     {545, "sysfs 545", twins, "", "", "open /dev/gpiochip0", ENOENT}, // which one has gone?
     {545,
@@ -76,9 +75,9 @@ const struct {
      "GPIO 8: there are neither chips in /dev (CONFIG_GPIO_CDEV) nor in /sys/class/gpio (CONFIG_GPIO_SYSFS): No such "
      "device",
      {}},
-    {545, "libsysfsgpio 545", two, "", "", "open gpiochip512", ENOENT}, // unplugged after it was listed
-    {512, "GPIO 512" + unknown, two, "", "", "read gpiochip512", ENODEV},
-    {545, "cannot read /sys/class/gpio/gpiochip512/ngpio" + denied, two, "", "", "read gpiochip512"},
+    {545, "libsysfsgpio 545", two, "", "", "open .*gpiochip512", ENOENT}, // unplugged after it was listed
+    {512, "GPIO 512" + unknown, two, "", "", "read .*gpiochip512", ENODEV},
+    {545, "cannot read /sys/class/gpio/gpiochip512/ngpio" + denied, two, "", "", "read .*gpiochip512"},
     // Numbers by a file
     {33, "libsysfsgpio 545", two, "# moved\n 0 a\t# the bank\n\n32 gpiochip1"},
     {33, "sysfs 545", two, "32 b\n0 a", "sysfs"},
@@ -87,7 +86,7 @@ const struct {
     {1, "libsysfsgpio 545", twins, "0 gpiochip1"},
     {1, noBase + ": No such device", twins, "0 gpiochip1", "sysfs"},
     {104, "libsysfsgpio 200", withoutBases, "100 c\n104 " + longLabel},
-    {1, file + ":2" + noPair, two, "0 a\n32b"},
+    {1, file + ":2" + noPair, two, "0 a\n3x b"},
     {1, file + ":1" + noPair, two, "0"},
     {1, file + ":1: no chip that may be read has the name or label 'c'" + invalid, two, "0 c"},
     {1, file + ":1: several chips have the label 'a', give the chip's name" + invalid, twins, "0 a"},
@@ -116,8 +115,7 @@ TEST(ExportGpio, GivesEachNumberOneLineByOneInterfaceOrSaysWhyNot)
         kernel.users = row.users;
         const std::regex failing(row.failing);
         kernel.fault = [&](const std::string& call) {
-            const bool fails = std::regex_search(call, failing, std::regex_constants::match_continuous);
-            return fails && !row.failing.empty() ? row.injected : 0;
+            return std::regex_search(call, failing, std::regex_constants::match_continuous) ? row.injected : 0;
         };
         std::string found;
         const std::string error = errorOf([&] {

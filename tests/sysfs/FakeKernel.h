@@ -13,8 +13,10 @@
 #include <linux/gpio.h>
 #include <map>
 #include <optional>
+#include <regex>
 #include <string>
 #include <sys/types.h>
+#include <utility>
 #include <vector>
 
 /**
@@ -29,13 +31,14 @@ public:
     struct Chip {
         std::string name, label;
         unsigned lines, first;                // number of its line 0 in the table of users
-        std::string parent = "soc";           // none: ""
+        std::string parent = "soc";           // of at most one chip none: ""
         std::optional<unsigned> base = first; // in /sys/class/gpio
     };
 
     std::vector<Chip> chips = {{"gpiochip0", "bank", 64, 32}};
-    std::map<unsigned long, std::string> users; // of lines: a consumer, or "sysfs" for what is exported
-    std::map<std::string, std::string> files;   // others, by path; for a link in /dev the path of its chip
+    using Users = std::map<unsigned long, std::string>;
+    Users users;                              // of lines: a consumer, or "sysfs" for what is exported
+    std::map<std::string, std::string> files; // others, by path; for a link in /dev the path of its chip
     std::string log;
     /** @return an errno value for the call to fail with, partly to transfer one byte less (EIO elsewhere), or 0 */
     std::function<int(const std::string& call)> fault = [](const std::string&) { return 0; };
@@ -44,27 +47,26 @@ public:
 
     int open(const char* path, int flags) override
     {
-        const char* const mode = flags == (O_WRONLY | O_CLOEXEC) ? ": w" : flags == (O_RDWR | O_CLOEXEC) ? ": rw" : "";
-        return run(std::string("open ") + path + mode, 0, [&] {
+        const char* const modes[] = {"", ": w", ": rw"};
+        return run(std::string("open ") + path + modes[flags & O_ACCMODE], 0, [&] {
             const auto all = tree();
             const auto found = all.find(path);
-            const bool isChip = std::strncmp(path, "/dev/", 5) == 0;
-            const bool isClosedOnExec = (flags & O_CLOEXEC) != 0;
-            return found == all.end() || !isClosedOnExec ? -ENOENT : openAs(isChip ? found->second : path);
+            const bool isFound = found != all.end() && (flags & O_CLOEXEC) != 0;
+            return isFound ? openAs(found->second.rfind("/dev/", 0) == 0 ? found->second : path) : -ENOENT;
         });
     }
 
     int close(int descriptor) override
     {
-        const Open closed = opened.at(descriptor);
+        const auto [name, line] = opened.at(descriptor);
         opened.erase(descriptor);
-        users.erase(closed.line);
-        return run("close " + closed.name);
+        users.erase(line);
+        return run("close " + name);
     }
 
     ssize_t pread(int descriptor, void* buffer, std::size_t size, off_t offset) override
     {
-        const std::string& path = opened.at(descriptor).name;
+        const std::string& path = opened.at(descriptor).first;
         return run("read " + path + (offset == 0 ? "" : ": at an offset"), size, [&] {
             const std::size_t piece = std::min<std::size_t>(size, 5);
             isHigh = !isHigh;
@@ -74,7 +76,7 @@ public:
 
     ssize_t pwrite(int descriptor, const void* data, std::size_t size, off_t offset) override
     {
-        const std::string& path = opened.at(descriptor).name;
+        const std::string& path = opened.at(descriptor).first;
         const std::string text(static_cast<const char*>(data), size);
         return run("write " + path + ": " + text + (offset == 0 ? "" : " at an offset"), size, [&] {
             if (path == root + "unexport") {
@@ -87,7 +89,7 @@ public:
 
     int flock(int descriptor, int operation) override
     {
-        return run("lock " + opened.at(descriptor).name + ": " + std::to_string(operation));
+        return run("lock " + opened.at(descriptor).first + ": " + std::to_string(operation));
     }
 
     int access(const char* path, int /*mode*/) override
@@ -97,63 +99,62 @@ public:
 
     int ioctl(int descriptor, unsigned long request, void* argument) override
     {
-        const Open used = opened.at(descriptor);
-        const auto isUsed = [&](const Chip& each) { return used.name == "/dev/" + each.name; };
-        const auto chip = std::find_if(chips.begin(), chips.end(), isUsed);
-        switch (request) {
-        case GPIO_GET_CHIPINFO_IOCTL:
-            return run("describe " + used.name, 0, [&] {
-                auto& info = *static_cast<gpiochip_info*>(argument) = {};
+        const std::string name = opened.at(descriptor).first;
+        const auto hasName = [&](const Chip& each) { return name == "/dev/" + each.name; };
+        const auto chip = std::find_if(chips.begin(), chips.end(), hasName);
+        if (request == GPIO_GET_CHIPINFO_IOCTL) {
+            auto& info = *static_cast<gpiochip_info*>(argument);
+            return run("describe " + name, 0, [&] {
+                info = {{}, {}, chip->lines};
                 chip->name.copy(info.name, sizeof info.name - 1);
                 chip->label.copy(info.label, sizeof info.label - 1);
-                info.lines = chip->lines;
                 return 0;
             });
-        case GPIO_V2_GET_LINEINFO_IOCTL:
-            return run("describe a line of " + used.name, 0, [&] {
-                auto& info = *static_cast<gpio_v2_line_info*>(argument);
+        }
+        if (request == GPIO_V2_GET_LINEINFO_IOCTL) {
+            auto& info = *static_cast<gpio_v2_line_info*>(argument);
+            return run("describe a line of " + name, 0, [&] {
                 const auto user = users.find(chip->first + info.offset);
                 (user == users.end() ? "" : user->second).copy(info.consumer, sizeof info.consumer - 1);
                 return 0;
             });
-        case GPIO_V2_GET_LINE_IOCTL: {
+        }
+        if (request == GPIO_V2_GET_LINE_IOCTL) {
             auto& wanted = *static_cast<gpio_v2_line_request*>(argument);
-            const std::string name = "line " + std::to_string(wanted.offsets[0]) + " of " + used.name;
-            return run("request " + name, 0, [&] {
-                const unsigned line = chip->first + wanted.offsets[0];
+            const std::string line = "line " + std::to_string(wanted.offsets[0]) + " of " + name;
+            return run("request " + line, 0, [&] {
+                const unsigned number = chip->first + wanted.offsets[0];
                 const bool asItIs = wanted.num_lines == 1 && wanted.config.flags == 0;
-                const bool isTaken = asItIs && users.emplace(line, wanted.consumer).second;
-                wanted.fd = isTaken ? openAs(name, line) : -1;
-                return isTaken ? 0 : -EBUSY;
+                const bool isFree = asItIs && users.emplace(number, wanted.consumer).second;
+                wanted.fd = isFree ? openAs(line, number) : -1;
+                return isFree ? 0 : -EBUSY;
             });
         }
-        case GPIO_V2_LINE_SET_CONFIG_IOCTL: {
+        if (request == GPIO_V2_LINE_SET_CONFIG_IOCTL) {
             const auto& config = *static_cast<gpio_v2_line_config*>(argument);
             const auto& [attribute, mask] = config.attrs[0];
             const bool hasLevel = config.num_attrs == 1 && attribute.id == GPIO_V2_LINE_ATTR_ID_OUTPUT_VALUES;
             const std::string level = hasLevel ? " to " + std::to_string(attribute.values & mask) : "";
-            return run("configure " + used.name + ": " + std::to_string(config.flags) + level);
+            return run("configure " + name + ": " + std::to_string(config.flags) + level);
         }
-        default:
-            auto& values = *static_cast<gpio_v2_line_values*>(argument);
-            const bool sets = request == GPIO_V2_LINE_SET_VALUES_IOCTL;
-            const std::string level = sets ? ": " + std::to_string(values.bits) : "";
-            return run((sets ? "set " : "get ") + used.name + level, 0, [&] {
-                isHigh = sets ? isHigh : !isHigh;
-                values.bits = isHigh ? 1 : 0;
-                return values.mask == 1 ? 0 : -EINVAL;
-            });
+        auto& values = *static_cast<gpio_v2_line_values*>(argument);
+        if (request == GPIO_V2_LINE_SET_VALUES_IOCTL) {
+            return run("set " + name + ": " + std::to_string(values.bits & values.mask));
         }
+        return run("get " + name, 0, [&] {
+            isHigh = !isHigh;
+            values.bits = isHigh ? values.mask : 0;
+            return 0;
+        });
     }
 
     std::vector<std::string> list(const char* directory) override
     {
+        const std::size_t length = std::strlen(directory);
         std::vector<std::string> names = {".", "null", "gpiochip", "gpiochip0a"};
         for (const auto& [path, content] : tree()) {
-            if (path.rfind(directory, 0) == 0) {
-                const std::size_t length = std::strlen(directory);
-                names.push_back(path.substr(length, path.find('/', length) - length));
-            }
+            const bool isInside = path.rfind(directory, 0) == 0;
+            names.push_back(isInside ? path.substr(length, path.find('/', length) - length) : "");
         }
         return names;
     }
@@ -162,16 +163,10 @@ public:
     void sleepFor(std::chrono::milliseconds duration) override { time += duration; }
 
 private:
-    struct Open {
-        std::string name;
-        unsigned long line;
-    };
-
     int openAs(const std::string& name, unsigned long line = ~0UL)
     {
-        const int descriptor = opened.empty() ? 0 : opened.rbegin()->first + 1;
-        opened[descriptor] = {name, line};
-        return descriptor;
+        opened[++lastOpened] = {name, line};
+        return lastOpened;
     }
 
     /** @return contents of all files. A chip's entry beside its device is in that of its parent. */
@@ -181,14 +176,14 @@ private:
         tree[root + "export"] = tree[root + "unexport"] = "";
         for (const auto& [number, user] : users) {
             for (const char* file : {"", "/active_low", "/direction", "/value"}) {
-                user == "sysfs" ? tree[root + "gpio" + std::to_string(number) + file] = isHigh ? "1\n" : "0\n" : "";
+                tree[user == "sysfs" ? root + "gpio" + std::to_string(number) + file : ""] = isHigh ? "1\n" : "0\n";
             }
         }
         for (const Chip& chip : chips) {
             tree["/dev/" + chip.name] = "/dev/" + chip.name;
             const std::string entry = "gpiochip" + std::to_string(chip.base.value_or(0));
             for (const Chip& device : chips) {
-                if (chip.base && chip.parent == device.parent && (!chip.parent.empty() || chip.name == device.name)) {
+                if (chip.base && chip.parent == device.parent) {
                     const std::string place = chip.parent.empty() ? "/gpio/" : "/../gpio/";
                     tree["/sys/bus/gpio/devices/" + device.name + place + entry];
                     tree[root + entry + "/ngpio"] = std::to_string(chip.lines) + "\n";
@@ -199,32 +194,27 @@ private:
         return tree;
     }
 
-    int run(const std::string& call)
-    {
-        return run(call, 0, [] { return 0; });
-    }
-
     /**
      * @param size   of the transfer, 0 for other calls
      * @param effect returns what the call returns, or an errno value made negative
      */
-    template <typename Effect>
-    int run(std::string call, std::size_t size, Effect effect)
+    int run(
+        const std::string& call, std::size_t size = 0, const std::function<int()>& effect = [] { return 0; })
     {
-        if (call.find(root) != std::string::npos) {
-            call.erase(call.find(root), root.size());
-        }
-        log += call + "; ";
+        log += std::regex_replace(call, leftOut, "") + "; ";
         const int injected = fault(call);
         const int partial = size > 0 ? static_cast<int>(size) - 1 : -EIO;
-        const int result = injected == 0 ? static_cast<int>(effect()) : injected == partly ? partial : -injected;
+        const int result = injected == 0 ? effect() : injected == partly ? partial : -injected;
         errno = result < 0 ? -result : ENOENT; // success may leave anything there
         return result < 0 ? -1 : result;
     }
 
     const std::string root = "/sys/class/gpio/";
-    std::map<int, Open> opened; // by descriptor
+    const std::regex leftOut{root + "| line \\d+ of /dev/gpiochip0"};
+    std::map<int, std::pair<std::string, unsigned long>> opened; // names and numbers of lines by descriptor
+
     TimePoint time{};
+    int lastOpened = -1;
     bool isHigh = false;
 };
 

@@ -37,6 +37,7 @@ protected:
 
     VirtualTime time{VirtualTime::Others::Run};
     CapturedOutput log;
+    std::atomic<unsigned> calls{0}; ///< of callbacks
     panelsim::Board board{panelsim::boardOf(panelsim::panelKind("outdoor"))};
     panelsim::BoardGpioFactory factory{board};
     std::unique_ptr<frontpanelhw::fp::FpBase> panel = std::make_unique<frontpanelhw::fp::FpBase>(
@@ -62,13 +63,25 @@ TEST_F(ThreadsTest, NoCallbackComesOnceStopHasReturned)
     EXPECT_EQ(late, 0U);
 }
 
-TEST_F(ThreadsTest, CallbackAndApplicationSwitchLedsUnderTheApplicationsLock)
+TEST_F(ThreadsTest, TwoPanelsRunAtOnceWhileCallbackAndApplicationSwitchLedsUnderTheApplicationsLock)
 {
+    panelsim::Board indoorBoard{panelsim::BoardConfig(), [this] { return time.now(); }};
+    panelsim::BoardGpioFactory indoorFactory(indoorBoard);
+    frontpanelhw::fp::IndoorFpImpl indoor(indoorFactory, 10, 20, 40, 3, 8, {}, {});
+    static_cast<frontpanelhw::fp::ILcdFp&>(indoor).start(false, 0);
+    indoor.connectAnyKeyChangedCb([this](unsigned, bool) { ++calls; });
+    indoorBoard.press(2); // and held, so that it repeats
     std::mutex lock;
-    std::atomic<unsigned> calls{0};
     for (unsigned round = 0; round < 30; ++round) {
         const unsigned before = calls;
         panel->start(false, 0);
+        std::atomic<bool> done{false};
+        std::thread watcher([&] {
+            while (!done) {
+                EXPECT_TRUE(indoor.isRunning() && panel->isRunning());
+            }
+        });
+        EXPECT_TRUE(indoor.restartDisplay() && indoor.printBuffer(frontpanelhw::drawing::DisplayBuffer(25, 3)));
         typeUntil([&] {
             const std::lock_guard<std::mutex> guard(lock);
             // Also replaced while a call of it waits for the lock.
@@ -80,9 +93,12 @@ TEST_F(ThreadsTest, CallbackAndApplicationSwitchLedsUnderTheApplicationsLock)
             EXPECT_TRUE(board.view().leds.at(0));
             return calls > before + 10;
         });
+        done = true;
+        watcher.join();
         panel->stop(); // while calls may still come
         EXPECT_FALSE(board.view().leds.at(0) || board.view().leds.at(1));
     }
+    EXPECT_EQ(indoorBoard.busFaultCount(), 0U);
 }
 
 TEST_F(ThreadsTest, APollLoopAndAWaitSeeTheSameEvents)
@@ -118,30 +134,6 @@ TEST_F(ThreadsTest, APollLoopAndAWaitSeeTheSameEvents)
     waiter.join();
     EXPECT_EQ(seen[0], seen[1]);
     EXPECT_GE(seen[0].size(), 100U);
-}
-
-TEST_F(ThreadsTest, TwoPanelsRunAtOnceAndReportItToAnyThreadWhileTheDisplayRestarts)
-{
-    panelsim::Board indoorBoard{panelsim::BoardConfig(), [this] { return time.now(); }};
-    panelsim::BoardGpioFactory indoorFactory(indoorBoard);
-    frontpanelhw::fp::IndoorFpImpl indoor(indoorFactory, 10, 20, 40, 3, 8, {}, {});
-    static_cast<frontpanelhw::fp::ILcdFp&>(indoor).start(false, 0);
-    panel->start(false, 0);
-    std::atomic<bool> done{false};
-    std::thread watcher([&] {
-        while (!done) {
-            EXPECT_TRUE(indoor.isRunning() && panel->isRunning());
-        }
-    });
-    std::atomic<unsigned> calls{0}; // from both panels
-    panel->connectAnyKeyChangedCb([&calls](unsigned, bool) { ++calls; });
-    indoor.connectAnyKeyChangedCb([&calls](unsigned, bool) { ++calls; });
-    indoorBoard.press(2); // and held, so that it repeats
-    EXPECT_TRUE(indoor.restartDisplay() && indoor.printBuffer(frontpanelhw::drawing::DisplayBuffer(25, 3)));
-    typeUntil([&] { return calls > 100; });
-    done = true;
-    watcher.join();
-    EXPECT_EQ(indoorBoard.busFaultCount(), 0U);
 }
 
 #ifndef NDEBUG

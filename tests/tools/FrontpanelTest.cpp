@@ -3,6 +3,7 @@
 #include "panelsim/board/Board.h"
 #include "panelsim/board/InstalledBoard.h"
 #include "panelsim/picture/PanelText.h"
+#include "tools/Commands.h"
 #include "tools/Interrupt.h"
 
 #include <algorithm>
@@ -22,37 +23,39 @@
 namespace {
 
 using namespace panelsim;
+using tools::Interrupt;
 
-/**
- * Runs the tool on the installed board.
- * @param words what follows the tool's name, with one blank between two arguments
- * @return its exit status and, each after a "|", the lines of standard output and of standard error: once where a line
- *         is repeated, without the repeats of key 2, which is held until the tool ends, and, unless the tool is to be
- *         quiet, without those of the library, which begin with a capital
- */
-std::string runTool(std::string words)
+/** Runs the tool on the installed board, with words that stand between single blanks. @return its exit status */
+int run(std::string words)
 {
-    const std::regex unwanted(words.find("--quiet") == std::string::npos ? "\n[A-Z].*" : "\r");
     std::replace(words.begin(), words.end(), ' ', '\0');
     std::vector<const char*> arguments{"frontpanel"};
     for (std::size_t start = 0; start < words.size(); start += std::strlen(arguments.back()) + 1) {
         arguments.push_back(&words[start]);
     }
+    return tools::runFrontpanel(static_cast<int>(arguments.size()), arguments.data());
+}
+
+/**
+ * Runs the tool.
+ * @return its exit status and, each after a "|", the lines of standard output and of standard error: once where a line
+ *         is repeated and, unless the tool is to be quiet, without those of the library, which begin with a capital
+ */
+std::string outcomeOf(const std::string& words)
+{
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    std::string text = std::to_string(tools::runFrontpanel(static_cast<int>(arguments.size()), arguments.data()));
-    text += "\n" + testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
-    text = std::regex_replace(text, unwanted, "");
-    text = std::regex_replace(text, std::regex("(\n.+)\\1+|\nkey 2 repeated"), "$1");
+    std::string text = std::to_string(run(words)) + "\n";
+    text += testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+    const std::regex unwanted(words.find("--quiet") == std::string::npos ? "\n[A-Z].*" : "\r");
+    text = std::regex_replace(std::regex_replace(text, unwanted, ""), std::regex("(\n.+)\\1+"), "$1");
     std::replace(text.begin(), text.end(), '\n', '|');
     return text.substr(0, text.size() - 1);
 }
 
 TEST(Frontpanel, RefusesWrongArgumentsInOneLineAndUsesNoPin)
 {
-    const std::string fixed = "the outdoor panel has 2 keys and 8 LEDs, all active-high and off at start";
     const std::string cells = " is none of LINE, LINE:COLUMN and LINE:FROM-TO, with lines 0 to 2 and columns 0 to 24";
-    const std::string tooHigh = ": the highest GPIO number is 4294967295";
     const struct {
         std::string words, complaint;
     } cases[] = {
@@ -69,11 +72,12 @@ TEST(Frontpanel, RefusesWrongArgumentsInOneLineAndUsesNoPin)
         {"led 0 on --led-count 0", "N: there is no LED 0, the panel has none"},
         {"leds on --leds-on 1,8", "--leds-on: there is no LED 8, the panel has 0 to 7"},
         {"leds on --inverted-leds 7,28,8", "--inverted-leds: 8 is neither an LED (0 to 7) nor the backlight's GPIO 28"},
-        {"demo --panel indoor --led-base 4294967288", "backlight (GPIO 4294967296)" + tooHigh},
+        {"demo --panel indoor --led-base 4294967288",
+         "backlight (GPIO 4294967296): the highest GPIO number is 4294967295"},
         {"keys --key-base 3", "ID lines (GPIO 4 to 7) and keys (GPIO 3 to 4) overlap at GPIO 4"},
         {"demo --panel indoor --led-base 12", "keys (GPIO 10 to 12) and LEDs (GPIO 12 to 19) overlap at GPIO 12"},
-        {"keys --panel outdoor --key-count 3", fixed},
-        {"demo --panel outdoor --leds-on 0", fixed},
+        {"demo --panel outdoor --leds-on 0",
+         "the outdoor panel has 2 keys and 8 LEDs, all active-high and off at start"},
         {"print a --panel outdoor", "the outdoor panel has no display"},
         {"print a 1234567890123456789012345\xC3\xA4", "LINE1: the text has 26 characters, a line of the display 25"},
         {"print 5€", "LINE0: the display has no '€'"},
@@ -83,57 +87,49 @@ TEST(Frontpanel, RefusesWrongArgumentsInOneLineAndUsesNoPin)
         {"print a --invert 0:4:5", "--invert: '0:4:5'" + cells},
     };
     for (const auto& row : cases) {
-        EXPECT_EQ(runTool(row.words), "2|frontpanel: " + row.complaint) << row.words;
+        EXPECT_EQ(outcomeOf(row.words), "2|frontpanel: " + row.complaint) << row.words;
     }
     for (const std::string words :
          {"detect --panel outdoor", "keys --panel indoor --id-base 10", "--key-base 0 keys --key-count=1",
           "led 10 on --led-count 11", "leds off --led-base 4294967288", "leds on --inverted-leds 0,28",
           "print -- --help", "print -5 [a,b] {} --invert 2:24", "lamptest 86400 --panel outdoor --key-base 28",
           "demo --key-base 18 --lcd-base 10 --seconds 0"}) {
-        EXPECT_EQ(runTool(words), "1|frontpanel: no simulated board is installed") << words;
+        EXPECT_EQ(outcomeOf(words), "1|frontpanel: no simulated board is installed") << words;
     }
 }
 
+/** @return the panel as text, with the number of times that key 1 was read */
 std::string drawn(const Board& board)
 {
-    return drawPanel(board.getConfig(), board.view(), TextStyle::Plain);
+    return drawPanel(board.getConfig(), board.view(), TextStyle::Plain) + std::to_string(board.keyReads(1)) + " reads";
 }
 
 /**
- * What a person does, in a thread, before SIGTERM ends the command: "+1" presses key 1, "-1" releases it, "~" waits
- * until it has repeated, and any other text is waited for on the panel.
+ * What a person does, in a thread: waits until the panel shows each expression in turn, presses or releases key 1 in
+ * between, and then ends the command by SIGTERM. SIGHUP, which is ignored, changes nothing.
  */
-void operate(Board& board, const std::vector<std::string>& steps)
+void operate(Board& board, const std::vector<std::string>& expressions)
 {
-    for (const std::string& step : steps) {
-        const auto isSeen = [&] {
-            return step == "~" ? board.keyReads(1) > 20 : drawn(board).find(step) != std::string::npos;
-        };
-        if (step[0] == '+') {
-            board.press(step[1] - '0');
-        } else if (step[0] == '-') {
-            board.release(step[1] - '0');
-        } else {
-            for (int i = 0; i < 10000 && !isSeen(); ++i) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
-            EXPECT_TRUE(isSeen()) << step << drawn(board);
+    for (std::size_t i = 0; i < expressions.size(); ++i) {
+        const auto isShown = [&] { return std::regex_search(drawn(board), std::regex(expressions[i])); };
+        i % 2 == 0 ? board.release(1) : board.press(1);
+        for (int tries = 0; tries < 10000 && !isShown(); ++tries) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
+        EXPECT_TRUE(isShown()) << expressions[i] << drawn(board);
+        kill(getpid(), i + 1 == expressions.size() ? SIGTERM : SIGHUP);
     }
-    kill(getpid(), SIGTERM);
 }
 
 TEST(Frontpanel, OperatesThePanelAndSaysInOneLineWhatFailed)
 {
-    const std::string edge = "───────────────────────────", blank = "│                           │\n";
-    const std::string bar = "│ ^^^^^^^^^^^^^^^^^^^^^^^^^ │\n", dark = "LEDs ○ ○ ○ ○ ○ ○ ○ ○   keys";
-    const std::string top = "┌" + edge + "┐\n", bottom = "└" + edge + "┘\ndisplay on, backlight on";
-    const std::string empty = top + blank + blank + blank + bottom + "\n" + dark;
-    const std::string full = top + blank + bar + blank + bar + blank + bar + bottom + "\nLEDs ● ● ● ● ● ● ● ●";
-    const std::string text = "│                     Grüße │\n│  ^^                    ^  │\n" + blank +
-                             "│                      21°C │\n" + bar + bottom + ", contrast 31/31\n" + dark;
-    const std::string start =
-        top + "│  Front panel              │\n" + bar + "│ Press a key               │\n│ Events: 0 ";
+    const std::string dark = "LEDs (○ ){8}  keys", empty = "┐\n(│ {27}│\n){3}└[^]*on, backlight on\n" + dark;
+    const std::string full = "┐\n(│ +│\n│ \\^{25} │\n){3}└[^]*LEDs (● ){8}";
+    const std::string text =
+        "│ {21}Grüße │\n│  \\^\\^ {20}\\^  │\n│ +│\n│ {22}21°C │\n│ \\^{25} │\n[^]* contrast 31/31\n" + dark;
+    const std::string start = "│  Front panel +│\n│ \\^{25} │\n│ Press a key +│\n│ Events: 0 ";
+    const std::string hold = "│ Key 1 held .repeat [0-9]+. +│\n│ Events: [1-9][^]*LEDs ○ ● ○";
+    const std::string released = "│ Key 1 released +│\n[^]*" + dark;
     const std::string again = "|frontpanel: the display failed and is started again", failed = "1|frontpanel: ";
     const std::string held = "|key 1 pressed|key 1 repeated", refusal = "LED 1 on GPIO 21 did not take its level";
     const std::string print = "print Grüße  21°C --align right --contrast 100 --invert 0:1-2 --invert 0:23 --invert 2 ";
@@ -143,16 +139,6 @@ TEST(Frontpanel, OperatesThePanelAndSaysInOneLineWhatFailed)
     const PinFault lcdOnce{51, PinOperation::SetValue}, badLcd{51, PinOperation::SetValue, 1, {}};
     const PinFault badKey{11, PinOperation::GetValue}, badLed{27, PinOperation::SetValue, 1, {}};
     const PinFault refused{21, {}, 1, {}, PinFault::Kind::False}, badId{5, PinOperation::GetValue};
-    const std::vector<std::string> played{start,
-                                          "+1",
-                                          "Key 1 held (1 repeat)     │\n│ Events: 2 ",
-                                          "(2 repeats) ",
-                                          "LEDs ○ ● ○ ○ ○ ○ ○ ○   keys  0  [1]  2",
-                                          "-1",
-                                          "Key 1 released ",
-                                          dark,
-                                          "+2",
-                                          "LEDs ○ ○ ● ○ ○"};
     const struct {
         BoardConfig config;
         std::string words, outcome, left; // on the panel
@@ -178,37 +164,69 @@ TEST(Frontpanel, OperatesThePanelAndSaysInOneLineWhatFailed)
         {indoor, "keys", failed + "GPIO 11: made to fail", dark, badKey},
         {indoor, demo, failed + "GPIO 11: made to fail", dark, badKey},
         {indoor, demo + " --seconds 0", "1" + again + "|frontpanel: the display failed", dark, badLcd},
-        {indoor, demo, "1" + held + "|frontpanel: " + refusal, empty, refused, {start, "+1", "Key 1 held"}},
-        {indoor, "keys", "0" + held, dark, {99}, {"+1", "~"}},
-        {indoor, demo, "0" + held + "|key 1 released|key 2 pressed", empty, {99}, played},
+        {indoor, demo, "1" + held + "|frontpanel: " + refusal, empty, refused, {start, "Key 1 held"}},
+        {indoor, "keys", "0" + held, dark, {99}, {"", "([2-9]|..)[0-9] reads"}},
+        {indoor, demo, "0" + held + "|key 1 released" + held, empty, {99}, {start, hold, released, hold}},
     };
+    std::signal(SIGHUP, SIG_IGN);
     for (const auto& row : cases) {
         SCOPED_TRACE(row.words + row.outcome);
         Board board(row.config);
         const InstalledBoard installed(board);
         board.failPin(row.fault);
-        const tools::Interrupt blocked; // so that the person's thread does not take the signal
-        std::thread person(row.steps.empty() ? [](Board&, const std::vector<std::string>&) {} : operate,
-                           std::ref(board), row.steps);
-        EXPECT_EQ(runTool(row.words), row.outcome);
+        const Interrupt blocked; // so that the person's thread does not take the signal
+        std::thread person(operate, std::ref(board), row.steps);
+        EXPECT_EQ(outcomeOf(row.words), row.outcome);
         person.join();
-        EXPECT_NE(drawn(board).find(row.left), std::string::npos) << drawn(board);
+        EXPECT_TRUE(std::regex_search(drawn(board), std::regex(row.left))) << drawn(board);
         EXPECT_EQ(board.claimedLines(), 0U);
     }
 }
 
-TEST(Frontpanel, EndsWithoutStandardOutputAndLetsNoGpioTakeItsPlace)
+TEST(Frontpanel, EndsBySignalsAndWithoutAnybodyWhoTakesItsOutput)
 {
-    const auto watchKeys = [] {
+    int full[2];
+    int closed[2];
+    ASSERT_EQ(pipe2(full, O_NONBLOCK) + pipe(closed), 0);
+    close(closed[0]);
+    while (write(full[1], "full", 4) > 0) {
+    }
+    // A signal comes while LED 0 is being switched on, which takes longer than the tool allows its output to stall.
+    const auto end = [&full](const std::string& words, int output, int signal) {
+        std::signal(signal, SIG_DFL);
+        close(STDOUT_FILENO);
+        dup2(output, STDOUT_FILENO);
         Board board{BoardConfig()};
         const InstalledBoard installed(board);
         board.press(1);
-        close(STDOUT_FILENO);
-        const char* arguments[] = {"frontpanel", "keys"};
-        const int status = tools::runFrontpanel(2, arguments);
+        board.observe([&](const LineChange& change) {
+            if (change.gpio == 20 && change.level == LineLevel::High) {
+                kill(getpid(), signal);
+                std::this_thread::sleep_for(std::chrono::seconds(output == full[1] ? 60 : 2));
+            }
+        });
+        const int status = run(words);
         std::_Exit(fcntl(STDOUT_FILENO, F_GETFD) == -1 ? 99 : status);
     };
-    EXPECT_EXIT(watchKeys(), testing::ExitedWithCode(1), "^frontpanel: cannot write to standard output\n$");
+    const std::string complaint = "^frontpanel: cannot write to standard output\n$";
+    EXPECT_EXIT(end("keys", -1, SIGINT), testing::ExitedWithCode(1), complaint);
+    EXPECT_EXIT(end("keys", closed[1], SIGINT), testing::ExitedWithCode(1), complaint);
+    EXPECT_EXIT(end("led 0 on", STDERR_FILENO, SIGTERM), testing::KilledBySignal(SIGTERM), ""); // has not waited for it
+    EXPECT_EXIT(end("lamptest 86400", STDERR_FILENO, SIGINT), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(end("lamptest 86400", full[1], SIGHUP), testing::KilledBySignal(SIGHUP), "");
+}
+
+TEST(Frontpanel, DescribesChipsAsAFileThatGivesThemTheNumbersTheyHave)
+{
+    EXPECT_EQ(tools::describeChips({{"gpiochip0", "30200000.gpio", 32, {}, 512, "file", ""},
+                                    {"gpiochip1", "twin", 8, {}, 544, "file", ""},
+                                    {"", "#", 0, {}, 8, "file", ""},
+                                    {"gpiochip4", "twin", 4, {}, {}, "", ""}}),
+              "# first number, chip\n"
+              "512 30200000.gpio # to 543 by file: gpiochip0, label '30200000.gpio', 32 lines\n"
+              "544 gpiochip1 # to 551 by file: gpiochip1, label 'twin', 8 lines\n"
+              "# 8  # to 8 by file: not found in /dev, label '#', cannot be read\n"
+              "# no numbers: gpiochip4, label 'twin', 4 lines");
 }
 
 } // namespace

@@ -13,8 +13,7 @@ namespace sysfs {
 
 enum class PinDirectionEn { Input, Output };
 
-/** With more operations than the front panel's library knows of, which abort.
- */
+/** With more operations than the front panel's library knows of, which abort. */
 struct ISysfsGpio {
     virtual ~ISysfsGpio() { report("deleted"); }
     virtual bool init(bool inverted, PinDirectionEn direction, bool initialValue)
@@ -30,8 +29,8 @@ struct ISysfsGpio {
     virtual bool setValue(bool value) { return report(value ? "= 1" : "= 0"); }
     virtual bool getValue() const
     {
-        const char* high = std::getenv("DEVICE_GPIO_HIGH");
-        return report("read") && std::string(high).find(" " + std::to_string(number) + " ") != std::string::npos;
+        const std::string high = std::getenv("DEVICE_GPIO_HIGH");
+        return report("read") && high.find(" " + std::to_string(number) + " ") != std::string::npos;
     }
     virtual void exportGpio(unsigned gpioNumber)
     {
