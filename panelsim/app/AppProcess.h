@@ -1,8 +1,7 @@
 #pragma once
 
 #include "panelsim/app/Output.h"
-#include "panelsim/board/AppLog.h"
-#include "panelsim/board/AppState.h"
+#include "panelsim/board/Simulation.h"
 
 #include <deque>
 #include <optional>

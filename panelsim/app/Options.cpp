@@ -1,7 +1,6 @@
 #include "panelsim/app/Options.h"
 
-#include "panelsim/board/Duration.h"
-#include "panelsim/board/Utf8.h"
+#include "panelsim/board/Text.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "panelsim/app/Output.h"
 
-#include "panelsim/board/Utf8.h"
+#include "panelsim/board/Text.h"
 
 #include <algorithm>
 #include <atomic>

@@ -3,7 +3,7 @@
 #include "panelsim/app/AppProcess.h"
 #include "panelsim/app/Output.h"
 #include "panelsim/app/Signals.h"
-#include "panelsim/board/Duration.h"
+#include "panelsim/board/Text.h"
 #include "panelsim/board/Simulation.h"
 #include "panelsim/picture/PanelText.h"
 #include "panelsim/picture/VcdTrace.h"

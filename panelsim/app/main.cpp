@@ -1,7 +1,7 @@
 #include "panelsim/app/Options.h"
 #include "panelsim/app/Output.h"
 #include "panelsim/app/Simulator.h"
-#include "panelsim/board/Utf8.h"
+#include "panelsim/board/Text.h"
 #include "panelsim/scenario/Scenario.h"
 
 #include <exception>

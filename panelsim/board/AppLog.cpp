@@ -1,7 +1,6 @@
 #include "panelsim/board/AppLog.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 namespace panelsim {
@@ -9,23 +8,21 @@ namespace panelsim {
 void AppLog::append(LogLine::Source source, std::string_view bytes)
 {
     const Lock lock(mutex);
+    const auto index = static_cast<std::size_t>(source);
+    LogLine& line = begun.at(index);
     while (!bytes.empty()) {
-        auto line = begunBy(source);
-        if (line == lines.end()) {
-            line = lines.insert(line, LogLine{source, std::chrono::system_clock::now(), written});
+        if (line.text.empty()) {
+            line = {source, std::chrono::system_clock::now(), written};
         }
-        const std::string_view fitting = bytes.substr(0, longestLine - line->text.size());
+        const std::string_view fitting = bytes.substr(0, longestLine - line.text.size());
         const std::string_view taken = fitting.substr(0, fitting.find('\n'));
-        line->text += taken;
-        written.at(static_cast<std::size_t>(source)) += taken.size();
+        line.text += taken;
+        written.at(index) += taken.size();
         bytes.remove_prefix(taken.size());
         if (!bytes.empty()) { // the line ends here, or it is full
-            complete(source);
+            complete(line);
             bytes.remove_prefix(bytes.front() == '\n' ? 1 : 0);
         }
-    }
-    for (; lines.size() > keptLines; ++firstLine) {
-        lines.pop_front();
     }
     ++appended;
 }
@@ -33,37 +30,48 @@ void AppLog::append(LogLine::Source source, std::string_view bytes)
 void AppLog::endLine(LogLine::Source source)
 {
     const Lock lock(mutex);
-    complete(source);
+    LogLine& line = begun.at(static_cast<std::size_t>(source));
+    if (!line.text.empty()) {
+        complete(line);
+    }
     ++appended;
 }
 
-void AppLog::remark(std::string_view text)
+void AppLog::complete(LogLine& line)
 {
-    append(LogLine::Source::Simulator, std::string(text) + "\n");
-}
-
-std::uint64_t AppLog::version() const
-{
-    const Lock lock(mutex);
-    return appended;
+    line.complete = true;
+    completed.push_back(std::exchange(line, {}));
+    if (completed.size() > keptLines) {
+        completed.pop_front();
+        ++firstLine;
+    }
 }
 
 AppLog::Lines AppLog::linesFrom(std::uint64_t number, std::size_t enoughBytes) const
 {
     const Lock lock(mutex);
-    const std::uint64_t first = std::clamp(number, firstLine, firstLine + lines.size());
-    const auto begin = lines.begin() + static_cast<std::ptrdiff_t>(first - firstLine);
-    auto end = begin;
-    for (std::size_t bytes = 0; end != lines.end() && bytes < enoughBytes; ++end) {
-        bytes += end->text.size();
+    Lines found;
+    found.first = std::clamp(number, firstLine, firstLine + completed.size());
+    std::size_t bytes = 0;
+    const auto add = [&](const LogLine& line) {
+        found.last = bytes < enoughBytes;
+        if (found.last) {
+            found.lines.push_back(line);
+            bytes += line.text.size();
+        }
+    };
+    std::for_each(completed.begin() + static_cast<std::ptrdiff_t>(found.first - firstLine), completed.end(), add);
+    for (const LogLine& line : begun) {
+        if (!line.text.empty()) {
+            add(line);
+        }
     }
-    return {first, {begin, end}, end == lines.end()};
+    return found;
 }
 
 bool AppLog::find(std::string_view text, Position& position) const
 {
-    const Lock lock(mutex);
-    for (const LogLine& line : lines) {
+    for (const LogLine& line : linesFrom(0).lines) {
         const auto source = static_cast<std::size_t>(line.source);
         const std::size_t begin = line.before.at(source);
         const auto found = line.text.find(text, std::max(position.at(source), begin) - begin);
@@ -76,29 +84,6 @@ bool AppLog::find(std::string_view text, Position& position) const
         }
     }
     return false;
-}
-
-/** @return the line that the source has begun; the end if there is none */
-std::deque<LogLine>::iterator AppLog::begunBy(LogLine::Source source)
-{
-    for (auto line = lines.end(); line != lines.begin() && !std::prev(line)->complete;) {
-        if ((--line)->source == source) {
-            return line;
-        }
-    }
-    return lines.end();
-}
-
-void AppLog::complete(LogLine::Source source)
-{
-    auto line = begunBy(source);
-    if (line == lines.end()) {
-        return;
-    }
-    for (; line != lines.begin() && !std::prev(line)->complete; --line) {
-        std::swap(*line, *std::prev(line)); // those that go on come last
-    }
-    line->complete = true;
 }
 
 } // namespace panelsim

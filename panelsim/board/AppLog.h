@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -56,10 +57,10 @@ public:
     /** Ends the line that the source began, if it did. */
     void endLine(LogLine::Source source);
     /** Adds a whole line. */
-    void remark(std::string_view text);
+    void remark(std::string_view text) { append(LogLine::Source::Simulator, std::string(text) + "\n"); }
 
     /** @return how often text has come */
-    std::uint64_t version() const;
+    std::uint64_t version() const { return appended; }
     /**
      * @return the lines from that number on, as far as they are kept: all, or the first ones, until they have so many
      * bytes of text
@@ -75,14 +76,14 @@ public:
 private:
     using Lock = std::lock_guard<std::mutex>;
 
-    std::deque<LogLine>::iterator begunBy(LogLine::Source source);
-    void complete(LogLine::Source source);
+    void complete(LogLine& line);
 
     mutable std::mutex mutex;
-    std::deque<LogLine> lines;
-    std::uint64_t firstLine = 0; ///< number of the first line that is kept
+    std::deque<LogLine> completed;
+    std::uint64_t firstLine = 0;  ///< number of the first one
+    std::array<LogLine, 3> begun; ///< by each source; empty between its lines
     LogLine::Bytes written{};
-    std::uint64_t appended = 0;
+    std::atomic<std::uint64_t> appended{0};
 };
 
 } // namespace panelsim

@@ -56,13 +56,10 @@ Board::Board(BoardConfig boardConfig, Clock boardClock)
         });
     }
     for (const auto& [gpio, level] : config.stuckLines) {
-        const auto found = lines.find(gpio);
-        if (found == lines.end()) {
-            throw std::invalid_argument("GPIO " + std::to_string(gpio) + " is not on this board");
-        }
-        found->second.stuck = level;
-        update(found->second);
-        follow(found->second);
+        Line& line = lineAt(gpio);
+        line.stuck = level;
+        update(line);
+        follow(line);
     }
 }
 
@@ -77,23 +74,11 @@ void Board::addLines(unsigned firstGpio, unsigned count, const std::function<std
     }
 }
 
-std::chrono::nanoseconds Board::now() const
-{
-    const Lock lock(mutex);
-    return time();
-}
-
 std::chrono::nanoseconds Board::time() const
 {
     const std::chrono::nanoseconds real = clock();
     latest = std::max(latest, std::min(operationTime.value_or(real), real));
     return latest;
-}
-
-void Board::setOperationTime(std::optional<std::chrono::nanoseconds> newTime)
-{
-    const Lock lock(mutex);
-    operationTime = newTime;
 }
 
 void Board::releaseAll(Hand hand)
@@ -119,12 +104,6 @@ void Board::setKey(unsigned number, Hand hand, bool pressed)
     update(key);
 }
 
-std::uint64_t Board::keyReads(unsigned key) const
-{
-    const Lock lock(mutex);
-    return lineAt(config.keyGpioBase + key).reads;
-}
-
 PanelView Board::view() const
 {
     const Lock lock(mutex);
@@ -147,47 +126,11 @@ PanelView Board::view() const
     return view;
 }
 
-void Board::failPin(const PinFault& fault)
-{
-    const Lock lock(mutex);
-    faults.push_back({fault});
-}
-
-std::uint64_t Board::pinOperations() const
-{
-    const Lock lock(mutex);
-    return operations;
-}
-
 std::size_t Board::claimedLines() const
 {
     const Lock lock(mutex);
     return static_cast<std::size_t>(
         std::count_if(lines.begin(), lines.end(), [](const auto& entry) { return entry.second.claimed; }));
-}
-
-std::vector<BusFault> Board::busFaults() const
-{
-    const Lock lock(mutex);
-    return bus.faults();
-}
-
-std::uint64_t Board::busFaultCount() const
-{
-    const Lock lock(mutex);
-    return bus.faultCount();
-}
-
-void Board::clearBusFaults()
-{
-    const Lock lock(mutex);
-    bus.clearFaults();
-}
-
-LineLevel Board::lineLevel(unsigned gpio) const
-{
-    const Lock lock(mutex);
-    return lineAt(gpio).level;
 }
 
 void Board::observe(std::function<void(const LineChange&)> newObserver)
@@ -200,12 +143,6 @@ void Board::observe(std::function<void(const LineChange&)> newObserver)
             observer({start, gpio, line.level});
         }
     }
-}
-
-unsigned char Board::lcdRegister(unsigned char reg) const
-{
-    const Lock lock(mutex);
-    return bus.chip().registerValue(reg);
 }
 
 bool Board::admit(PinOperation operation, std::optional<unsigned> gpio)
@@ -231,12 +168,6 @@ void Board::claim(unsigned gpio)
     if (std::exchange(lineAt(gpio).claimed, true)) {
         throwGpioError(gpio, EBUSY, "in use by another process or pin object");
     }
-}
-
-void Board::unclaim(unsigned gpio)
-{
-    const Lock lock(mutex);
-    lineAt(gpio).claimed = false;
 }
 
 bool Board::read(unsigned gpio)

@@ -4,6 +4,7 @@
 #include "panelsim/board/LcdBus.h"
 #include "panelsim/board/PanelView.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <type_traits>
 #include <vector>
 
 namespace panelsim {
@@ -60,7 +62,7 @@ public:
     /** The time of std::chrono::steady_clock. */
     static std::chrono::nanoseconds steadyTime();
 
-    /** @throws std::invalid_argument when lines overlap or a stuck line does not exist */
+    /** @throws std::invalid_argument when lines overlap, std::system_error when a stuck line does not exist */
     explicit Board(BoardConfig config, Clock clock = steadyTime);
 
     Board(const Board&) = delete;
@@ -68,14 +70,20 @@ public:
 
     const BoardConfig& getConfig() const { return config; }
 
-    std::chrono::nanoseconds now() const;
+    std::chrono::nanoseconds now() const
+    {
+        return locked([this] { return time(); });
+    }
 
     /**
      * Stops the board's time while an operation of another process takes effect, so that traces show when that process
      * requested it. The time never goes back and is never ahead of the clock.
-     * @param time of the operation; empty when it is done
+     * @param newTime of the operation; empty when it is done
      */
-    void setOperationTime(std::optional<std::chrono::nanoseconds> time);
+    void setOperationTime(std::optional<std::chrono::nanoseconds> newTime)
+    {
+        locked([&] { operationTime = newTime; });
+    }
 
     /** @name The person in front of the panel; for a key that does not exist std::out_of_range is thrown */
     ///@{
@@ -86,30 +94,51 @@ public:
     /** Takes the hand off all keys. */
     void releaseAll(Hand hand);
     /** @return how often the key's line was read */
-    std::uint64_t keyReads(unsigned key) const;
+    std::uint64_t keyReads(unsigned key) const
+    {
+        return locked([&] { return lineAt(config.keyGpioBase + key).reads; });
+    }
     PanelView view() const;
     ///@}
 
     /** @name The laboratory */
     ///@{
     /** Makes pin operations fail from now on, in addition to those that fail already. */
-    void failPin(const PinFault& fault);
+    void failPin(const PinFault& fault)
+    {
+        locked([&] { faults.push_back({fault}); });
+    }
     /** @return pin operations since the start, those that failed included; destroying a pin is none */
-    std::uint64_t pinOperations() const;
+    std::uint64_t pinOperations() const { return operations; }
     /** @return number of lines that pins are bound to */
     std::size_t claimedLines() const;
     /** @return the first faults on the LCD bus since the start or since they were cleared */
-    std::vector<BusFault> busFaults() const;
-    std::uint64_t busFaultCount() const;
-    void clearBusFaults();
-    LineLevel lineLevel(unsigned gpio) const;
+    std::vector<BusFault> busFaults() const
+    {
+        return locked([this] { return bus.faults(); });
+    }
+    std::uint64_t busFaultCount() const
+    {
+        return locked([this] { return bus.faultCount(); });
+    }
+    void clearBusFaults()
+    {
+        locked([this] { bus.clearFaults(); });
+    }
+    LineLevel lineLevel(unsigned gpio) const
+    {
+        return locked([&] { return lineAt(gpio).level; });
+    }
     /**
      * Calls the observer for each line with its present level, and then at each change of a line's level, all under the
      * board's lock: it must not call the board. Once this returns, earlier observers are not called any more.
      */
     void observe(std::function<void(const LineChange&)> observer);
     /** @return a register of the LCD's chip as it would read back */
-    unsigned char lcdRegister(unsigned char reg) const;
+    unsigned char lcdRegister(unsigned char reg) const
+    {
+        return locked([&] { return bus.chip().registerValue(reg); });
+    }
     ///@}
 
     /**
@@ -125,7 +154,10 @@ public:
     bool admit(PinOperation operation, std::optional<unsigned> gpio);
     void claim(unsigned gpio);
     /** The line keeps being driven as it is. */
-    void unclaim(unsigned gpio);
+    void unclaim(unsigned gpio)
+    {
+        locked([&] { lineAt(gpio).claimed = false; });
+    }
     void makeInput(unsigned gpio) { setOutput(gpio, std::nullopt); }
     void makeOutput(unsigned gpio, bool level) { setOutput(gpio, level); }
     void drive(unsigned gpio, bool level) { setOutput(gpio, level, true); }
@@ -152,6 +184,12 @@ private:
         std::uint64_t calls = 0; ///< that matched
     };
 
+    template <typename Work>
+    std::invoke_result_t<Work> locked(Work work) const
+    {
+        const Lock lock(mutex);
+        return work();
+    }
     void addLines(unsigned firstGpio, unsigned count, const std::function<std::optional<bool>(unsigned)>& drivenTo);
     std::chrono::nanoseconds time() const;
     Line& lineAt(unsigned gpio);
@@ -170,7 +208,7 @@ private:
     LcdBus bus;                                 ///< stands still on a board without LCD
     LcdLevels levels;
     std::vector<CountedFault> faults;
-    std::uint64_t operations = 0;
+    std::atomic<std::uint64_t> operations{0};
     std::function<void(const LineChange&)> observer;
 };
 

@@ -109,10 +109,6 @@ private:
 
 } // namespace
 
-BoardGpioFactory::BoardGpioFactory(Board& itsBoard) : board(itsBoard)
-{
-}
-
 std::unique_ptr<sysfs::ISysfsGpio> BoardGpioFactory::create() const
 {
     board.admit(PinOperation::Create, std::nullopt);

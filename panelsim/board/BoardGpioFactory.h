@@ -11,8 +11,8 @@ namespace panelsim {
 /** Makes pins of a board. */
 class BoardGpioFactory final : public sysfs::ISysfsGpioFactory {
 public:
-    /** @param board must outlive the factory and its pins */
-    explicit BoardGpioFactory(Board& board);
+    /** @param itsBoard must outlive the factory and its pins */
+    explicit BoardGpioFactory(Board& itsBoard) : board(itsBoard) {}
 
     std::unique_ptr<sysfs::ISysfsGpio> create() const override;
 

@@ -38,18 +38,17 @@ LcdBus::LcdBus(ChipVariant variant, std::chrono::nanoseconds shortest, bool sile
 
 void LcdBus::update(const LcdLevels& levels, std::chrono::nanoseconds now)
 {
-    const bool goesOn = selected(levels) && !(writing ? levels.writeStrobe : levels.readStrobe);
-    if (strobed()) {
+    if (strobe != nullptr) {
         checkMoves(levels, now);
         checkStates(levels, now);
-        if (!goesOn) {
+        if (!selected(levels) || levels.*strobe) {
             endCycle(now);
         }
     }
     if (!levels.reset && last.reset) {
         lcdChip.reset();
     }
-    if (!strobed() && selected(levels) && (!levels.writeStrobe || !levels.readStrobe)) {
+    if (strobe == nullptr && selected(levels) && (!levels.writeStrobe || !levels.readStrobe)) {
         beginCycle(levels, now);
         checkStates(levels, now);
     }
@@ -58,23 +57,21 @@ void LcdBus::update(const LcdLevels& levels, std::chrono::nanoseconds now)
 
 void LcdBus::beginCycle(const LcdLevels& levels, std::chrono::nanoseconds now)
 {
-    writing = !levels.writeStrobe;
-    reading = !writing;
+    strobe = levels.writeStrobe ? &LcdLevels::readStrobe : &LcdLevels::writeStrobe;
     strobeStart = now;
-    spoilt = false;
-    reportedInCycle = 0;
-    const bool strobeWasThereFirst = !(writing ? last.writeStrobe : last.readStrobe);
-    if (strobeWasThereFirst && !selected(last)) {
+    reportedInCycle.clear();
+    if (!(last.*strobe) && !selected(last)) {
         report(BusFault::Kind::ChipSelectMoved, now);
     }
-    if (reading && levels.reset && !silent) {
+    if (strobe == &LcdLevels::readStrobe && levels.reset && !silent) {
         driven = lcdChip.read(levels.registerSelect);
     }
 }
 
 void LcdBus::checkMoves(const LcdLevels& levels, std::chrono::nanoseconds now)
 {
-    const bool dataMoved = writing && (levels.data != last.data || levels.dataDriven != last.dataDriven);
+    const bool dataMoved =
+        strobe == &LcdLevels::writeStrobe && (levels.data != last.data || levels.dataDriven != last.dataDriven);
     if (dataMoved || levels.registerSelect != last.registerSelect) {
         report(BusFault::Kind::DataChanged, now);
     }
@@ -101,25 +98,19 @@ void LcdBus::endCycle(std::chrono::nanoseconds now)
     if (now - strobeStart < shortestStrobe) {
         report(BusFault::Kind::ShortStrobe, now);
     }
-    if (writing && !spoilt && !silent) {
+    const bool isSpoilt = reportedInCycle.count(BusFault::Kind::BothStrobes) != 0 ||
+                          reportedInCycle.count(BusFault::Kind::AccessDuringReset) != 0;
+    if (strobe == &LcdLevels::writeStrobe && !isSpoilt && !silent) {
         lcdChip.write(last.registerSelect, static_cast<unsigned char>(last.data.to_ulong()));
     }
-    writing = false;
-    reading = false;
+    strobe = nullptr;
     driven.reset();
 }
 
 void LcdBus::report(BusFault::Kind kind, std::chrono::nanoseconds now)
 {
     // Once in a cycle: eight data lines that move one after the other are one fault.
-    const unsigned bit = 1U << static_cast<unsigned>(kind);
-    if ((reportedInCycle & bit) != 0) {
-        return;
-    }
-    reportedInCycle |= bit;
-    spoilt |= kind == BusFault::Kind::BothStrobes || kind == BusFault::Kind::AccessDuringReset;
-    ++allFaults;
-    if (firstFaults.size() < faultsKept) {
+    if (reportedInCycle.insert(kind).second && ++allFaults <= faultsKept) {
         firstFaults.push_back({kind, now});
     }
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -66,7 +67,6 @@ public:
     void clearFaults();
 
 private:
-    bool strobed() const { return writing || reading; }
     void beginCycle(const LcdLevels& levels, std::chrono::nanoseconds now);
     void endCycle(std::chrono::nanoseconds now);
     void checkStates(const LcdLevels& levels, std::chrono::nanoseconds now);
@@ -77,11 +77,9 @@ private:
     std::chrono::nanoseconds shortestStrobe;
     bool silent;
     LcdLevels last;
-    bool writing = false;
-    bool reading = false;
-    bool spoilt = false;
+    bool LcdLevels::*strobe = nullptr; ///< of the cycle that has begun
     std::chrono::nanoseconds strobeStart{0};
-    unsigned reportedInCycle = 0;
+    std::set<BusFault::Kind> reportedInCycle;
     std::optional<unsigned char> driven;
     std::vector<BusFault> firstFaults;
     std::uint64_t allFaults = 0;

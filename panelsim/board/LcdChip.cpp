@@ -1,5 +1,7 @@
 #include "panelsim/board/LcdChip.h"
 
+#include <utility>
+
 namespace panelsim {
 
 namespace {
@@ -28,18 +30,19 @@ struct Traits {
     unsigned char id;
     bool hasContrast;
     bool drawingBitInverts; ///< whether the drawing bit means inverted cells when it is set, or else when it is clear
-    unsigned char stateBitsA0, stateBitsC0, stateBitsC1; ///< of these registers: show the state, read back as set
+    std::array<std::pair<unsigned char, unsigned>, 3>
+        stateBits; ///< by register: show the chip's state, read back as set
 };
 
 constexpr Traits traitsOf(ChipVariant variant)
 {
     switch (variant) {
     case ChipVariant::Ra8803:
-        return {LcdChip::ra8803Id, true, false, 0xF0, 0xCF, 0xF3};
+        return {LcdChip::ra8803Id, true, false, {{{0xA0, 0xF0}, {0xC0, 0xCF}, {0xC1, 0xF3}}}};
     case ChipVariant::Ra8806:
         break;
     }
-    return {0, false, true, 0, 0, 0};
+    return {0, false, true, {}};
 }
 
 } // namespace
@@ -97,12 +100,11 @@ unsigned char LcdChip::read(bool registerSelect)
 
 unsigned char LcdChip::registerValue(unsigned char reg) const
 {
-    const Traits traits = traitsOf(variant);
-    const unsigned state = reg == 0xA0   ? traits.stateBitsA0
-                           : reg == 0xC0 ? traits.stateBitsC0
-                           : reg == 0xC1 ? traits.stateBitsC1
-                                         : 0;
-    return static_cast<unsigned char>(registers[reg] | state);
+    unsigned value = registers[reg];
+    for (const auto& [stateRegister, bits] : traitsOf(variant).stateBits) {
+        value |= stateRegister == reg ? bits : 0;
+    }
+    return static_cast<unsigned char>(value);
 }
 
 bool LcdChip::displayOn() const
@@ -121,9 +123,8 @@ std::vector<std::vector<LcdCell>> LcdChip::shown() const
     std::vector<std::vector<LcdCell>> lines(rows, std::vector<LcdCell>(columns));
     for (std::size_t row = 0; row < rows; ++row) {
         for (std::size_t column = 0; column < columns; ++column) {
-            const bool inTextArea =
-                column <= registers[textWidthRegister] && row * pixelRowsPerLine <= registers[textHeightRegister];
-            if (inTextArea && shownPages != 0) {
+            if (shownPages != 0 && column <= registers[textWidthRegister] &&
+                row * pixelRowsPerLine <= registers[textHeightRegister]) {
                 lines[row][column] = pages[(shownPages & 1U) != 0 ? 0 : 1][row * memoryColumns + column];
             }
         }

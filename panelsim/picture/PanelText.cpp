@@ -1,5 +1,7 @@
 #include "panelsim/picture/PanelText.h"
 
+#include "panelsim/board/Text.h"
+
 #include <cstddef>
 
 namespace panelsim {
@@ -49,29 +51,21 @@ std::string drawLcd(const LcdView& lcd, TextStyle style)
 std::string drawLed(const BoardConfig& config, unsigned led, bool lit, TextStyle style)
 {
     const LedColour& colour = ledColour(config, led);
-    std::string text = lit ? "\u25CF" : "\u25CB";
-    if (lit && style == TextStyle::Terminal) {
-        text = colour.escape + text + normal;
-    }
-    text += config.ledNames.empty() ? "" : " " + ledName(config, led);
-    if (lit && style == TextStyle::Plain && !config.ledColours.empty()) {
-        text += std::string(" (") + colour.name + ")";
-    }
-    return text + (config.ledNames.empty() ? "" : " ");
+    const bool isColoured = lit && style == TextStyle::Terminal;
+    const bool saysColour = lit && style == TextStyle::Plain && !config.ledColours.empty();
+    return (isColoured ? std::string(colour.escape) + "\u25CF" + normal
+            : lit      ? "\u25CF"
+                       : "\u25CB") +
+           (config.ledNames.empty() ? "" : " " + ledName(config, led)) +
+           (saysColour ? std::string(" (") + colour.name + ")" : "") + (config.ledNames.empty() ? "" : " ");
 }
 
 } // namespace
 
 std::string glyph(unsigned char code)
 {
-    const bool control = code < 0x20 || (code >= 0x7F && code < 0xA0);
-    if (control) {
-        return "\u00B7";
-    }
-    if (code < 0x80) {
-        return std::string(1, static_cast<char>(code));
-    }
-    return {static_cast<char>(0xC0 | code >> 6), static_cast<char>(0x80 | (code & 0x3F))};
+    const auto last = static_cast<char>(code < 0x80 ? code : 0x80 | (code & 0x3F));
+    return printable(code < 0x80 ? std::string{last} : std::string{static_cast<char>(0xC0 | code >> 6), last});
 }
 
 std::string describe(const LcdView& lcd)

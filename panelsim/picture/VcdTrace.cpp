@@ -14,51 +14,43 @@ namespace panelsim {
 
 namespace {
 
-constexpr std::chrono::seconds patience{2}; // with the reader of a pipe
-constexpr int betweenTries = 100;           // milliseconds
+constexpr int patience = 2000; // milliseconds, with the reader of a pipe
 constexpr mode_t readableByAll = 0666;
 
-/** @return a name of printable characters other than the blank, different for each line */
 std::string identifierOf(unsigned gpio)
 {
-    constexpr char firstCharacter = '!';
-    constexpr unsigned characters = '~' - firstCharacter + 1;
-    std::string identifier;
-    do {
-        identifier += static_cast<char>(firstCharacter + gpio % characters);
-        gpio /= characters;
-    } while (gpio != 0);
-    return identifier;
+    return "g" + std::to_string(gpio);
 }
 
 std::string headerFor(const BoardConfig& config)
 {
     std::string text = "$version panelsim " PANELSIM_VERSION " $end\n$timescale 1 ns $end\n$scope module panel $end\n";
-    const auto addWire = [&](const std::string& name, unsigned gpio) {
+    const auto add = [&](const std::string& name, unsigned gpio) {
         text += "$var wire 1 " + identifierOf(gpio) + " " + name + " $end\n";
     };
-    const auto addScope = [&](const char* scope, const char* wire, unsigned gpio, unsigned count,
-                              const std::vector<const char*>& controls = {}) {
+    const auto begin = [&](const char* scope, const std::string& wire, unsigned gpio, unsigned count) {
         text += std::string("$scope module ") + scope + " $end\n";
         for (unsigned i = 0; i < count; ++i) {
-            addWire(wire + std::to_string(i), gpio++);
+            add(wire + std::to_string(i), gpio + i);
         }
-        for (const char* const name : controls) {
-            addWire(name, gpio++);
-        }
-        if (!controls.empty()) {
-            addWire("backlight", config.ledGpioBase + config.ledCount);
-        }
-        text += "$upscope $end\n";
     };
+    constexpr const char* end = "$upscope $end\n";
     if (config.hasLcd) {
-        addScope("lcd", "data", config.lcdGpioBase, dataLineCount,
-                 {"register_select", "chip_select_n", "read_strobe_n", "write_strobe_n", "reset_n"});
+        begin("lcd", "data", config.lcdGpioBase, dataLineCount);
+        unsigned gpio = config.lcdGpioBase + dataLineCount;
+        for (const char* const name :
+             {"register_select", "chip_select_n", "read_strobe_n", "write_strobe_n", "reset_n"}) {
+            add(name, gpio++);
+        }
+        add("backlight", config.ledGpioBase + config.ledCount);
+        text += end;
     }
-    addScope("keys", "key", config.keyGpioBase, config.keyCount);
-    addScope("leds", "led", config.ledGpioBase, config.ledCount);
-    addScope("id", "id", config.idGpioBase, idLineCount);
-    return text + "$upscope $end\n$enddefinitions $end\n#0\n";
+    begin("keys", "key", config.keyGpioBase, config.keyCount);
+    text += end;
+    begin("leds", "led", config.ledGpioBase, config.ledCount);
+    text += end;
+    begin("id", "id", config.idGpioBase, idLineCount);
+    return text + end + end + "$enddefinitions $end\n#0\n";
 }
 
 } // namespace
@@ -96,18 +88,12 @@ void VcdTrace::flush()
         const std::lock_guard<std::mutex> lock(mutex);
         bytes.swap(waiting);
     }
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    pollfd polled{file.get(), POLLOUT, 0};
     while (error == 0 && !bytes.empty()) {
-        const ssize_t size = write(file.get(), bytes.data(), bytes.size());
+        errno = ETIMEDOUT;
+        const ssize_t size = poll(&polled, 1, patience) == 0 ? -1 : write(file.get(), bytes.data(), bytes.size());
+        error = size >= 0 || errno == EAGAIN || errno == EINTR ? 0 : errno;
         bytes.erase(0, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-        if (size < 0 && errno != EAGAIN && errno != EINTR) {
-            error = errno;
-        } else if (size < 0 && std::chrono::steady_clock::now() >= deadline) {
-            error = ETIMEDOUT;
-        } else if (size < 0) {
-            pollfd polled{file.get(), POLLOUT, 0};
-            poll(&polled, 1, betweenTries);
-        }
     }
 }
 

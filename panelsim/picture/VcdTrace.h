@@ -35,8 +35,8 @@ public:
     VcdTrace& operator=(const VcdTrace&) = delete;
 
     /**
-     * Writes what waits to the file. To be called a few times a second. A pipe has two seconds to take it; the trace
-     * ends otherwise, and at any error.
+     * Writes what waits to the file. To be called a few times a second. The trace ends when the reader of a pipe takes
+     * nothing for two seconds, and at any error.
      */
     void flush();
 

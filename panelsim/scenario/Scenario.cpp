@@ -1,8 +1,7 @@
 #include "panelsim/scenario/Scenario.h"
 
-#include "panelsim/board/Duration.h"
 #include "panelsim/board/LcdChip.h"
-#include "panelsim/board/Utf8.h"
+#include "panelsim/board/Text.h"
 #include "panelsim/scenario/Screenshot.h"
 #include "panelsim/scenario/StepKind.h"
 

@@ -1,7 +1,6 @@
 #include "panelsim/scenario/ScenarioPlayer.h"
 
-#include "panelsim/board/Duration.h"
-#include "panelsim/board/Utf8.h"
+#include "panelsim/board/Text.h"
 #include "panelsim/picture/PanelText.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "panelsim/scenario/Screenshot.h"
 
 #include "panelsim/board/FileDescriptor.h"
-#include "panelsim/board/Utf8.h"
+#include "panelsim/board/Text.h"
 #include "panelsim/picture/PanelSvg.h"
 #include "panelsim/picture/PanelText.h"
 

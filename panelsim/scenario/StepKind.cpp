@@ -1,7 +1,7 @@
 #include "panelsim/scenario/StepKind.h"
 
 #include "panelsim/board/LcdChip.h"
-#include "panelsim/board/Utf8.h"
+#include "panelsim/board/Text.h"
 #include "panelsim/picture/PanelText.h"
 #include "panelsim/scenario/Screenshot.h"
 

@@ -2,7 +2,7 @@
 #include "panelsim/scenario/Scenario.h"
 #include "panelsim/board/Board.h"
 #include "panelsim/board/BoardConfig.h"
-#include "panelsim/board/Utf8.h"
+#include "panelsim/board/Text.h"
 #include "tests/panelsim/TestFolder.h"
 #include "tests/support/Check.h"
 

@@ -48,7 +48,7 @@ const char* const commands = R"(
 0 $p --led-base 200 --leds 3 -- $frontpanel led 2 on --led-base 200 --led-count 3 => =>
 1 $p --fail 23:2:throw -- $frontpanel led 3 on => => GPIO 23: made to fail~
 1 $p --fail 23:1:false -- $frontpanel led 3 on => => GPIO 23
-0 $p --vcd trace -- $frontpanel led 1 on; tail -n 3 trace | grep -A 1 ^16 | tr -d 0-9 => ~#~ =>
+0 $p --vcd trace -- $frontpanel led 1 on; tail -n 3 trace | grep -A 1 ^1g21 | tr -d 0-9g => ~#~ =>
 2 mkfifo held; exec 3<>held; timeout -k 20 20 $p --vcd held -- sh -c 'for i in 1 2 3; do $frontpanel print a; done' >log
     => => cannot write held: Connection timed out~
 0 mkfifo a.svg; timeout -k 20 20 $p --scenario shot.yaml -- sleep 100; s=$?; head -c 4 a.svg; exit $s => <svg => passed
