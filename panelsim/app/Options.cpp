@@ -111,6 +111,9 @@ void addPanelOptions(CLI::App& app, Options& options)
             if (std::find(values.begin(), values.end(), text) != values.end()) {
                 refuse("a name is given twice");
             }
+            if (text.find_first_not_of("0123456789") == std::string::npos && !text.empty()) {
+                refuse(inQuotes(text) + " is a number: scenarios would take it for one");
+            }
             values.push_back(nameOf(text));
         };
         list(add(app, names, "NAME,NAME", meaning, read));
@@ -153,7 +156,9 @@ void addPanelOptions(CLI::App& app, Options& options)
     list(add(app, "--stuck", "GPIO:LEVEL", "Keep a line at level 0 or 1, whatever drives it; repeatable",
              [&board](const std::string& text) {
                  const std::smatch parts = partsOf(text, "([0-9]{1,9}):([01])", "GPIO:0 or GPIO:1");
-                 board.stuckLines[static_cast<unsigned>(std::stoul(parts[1]))] = parts[2] == "1";
+                 if (!board.stuckLines.emplace(std::stoul(parts[1]), parts[2] == "1").second) {
+                     refuse("GPIO " + parts[1].str() + " is given twice");
+                 }
              }));
 }
 
@@ -201,13 +206,13 @@ void finishBoard(const CLI::App& app, BoardConfig& board)
     if (!kind.hasLcd && app.count("--chip") + app.count("--silent-chip") != 0) {
         refuse("the " + board.panel + " panel has no LCD, and so no chip");
     }
-    const std::tuple<const char*, std::size_t, unsigned> lists[] = {
-        {"--key-names", board.keyNames.size(), board.keyCount},
-        {"--led-names", board.ledNames.size(), board.ledCount},
-        {"--led-colours", board.ledColours.size(), board.ledCount}};
-    for (const auto& [option, given, count] : lists) {
+    const std::tuple<const char*, std::size_t, unsigned, const char*> lists[] = {
+        {"--key-names", board.keyNames.size(), board.keyCount, " keys"},
+        {"--led-names", board.ledNames.size(), board.ledCount, " LEDs"},
+        {"--led-colours", board.ledColours.size(), board.ledCount, " LEDs"}};
+    for (const auto& [option, given, count, parts] : lists) {
         if (given != 0 && given != count) {
-            refuse(option + (": " + std::to_string(given) + " for " + std::to_string(count)));
+            refuse(option + (": " + std::to_string(given) + " for " + std::to_string(count)) + parts);
         }
     }
 }
