@@ -1,18 +1,25 @@
 #include "panelsim/app/AppProcess.h"
 
+#include "panelsim/app/Output.h"
 #include "panelsim/wire/Protocol.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <poll.h>
 #include <spawn.h>
 #include <stdexcept>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace panelsim {
 
@@ -63,26 +70,25 @@ void preparePreloading(const std::string& pinAddress)
     setenv(socketVariable, pinAddress.c_str(), 1);
 }
 
-AppProcess::AppProcess(const std::vector<std::string>& command, AppLog& log) : ownGroup(isatty(STDIN_FILENO) == 0)
+AppProcess::AppProcess(const std::vector<std::string>& command, AppLog& itsLog)
+    : log(itsLog), ownGroup(isatty(STDIN_FILENO) == 0)
 {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
-    copiers.emplace_back(STDOUT_FILENO, LogLine::Source::Output, log);
-    copiers.emplace_back(STDERR_FILENO, LogLine::Source::Error, log);
-    posix_spawn_file_actions_adddup2(&files, copiers[0].writingEnd().get(), STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&files, copiers[1].writingEnd().get(), STDERR_FILENO);
-
+    std::vector<FileDescriptor> writingEnds;
+    for (Stream& stream : streams) {
+        int ends[2] = {-1, -1};
+        stream.from = FileDescriptor(pipe2(ends, O_CLOEXEC) == 0 ? ends[0] : -1, "cannot open a pipe");
+        writingEnds.emplace_back(ends[1], "");
+        posix_spawn_file_actions_adddup2(&files, ends[1], stream.to);
+    }
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
     sigset_t none;
     sigemptyset(&none);
     posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    const int flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | (ownGroup ? POSIX_SPAWN_SETPGROUP : 0);
+    const int flags = POSIX_SPAWN_SETSIGMASK | (ownGroup ? POSIX_SPAWN_SETPGROUP : 0);
     posix_spawnattr_setflags(&attributes, static_cast<short>(flags));
 
     std::vector<char*> arguments(command.size() + 1); // the last one is null
@@ -94,22 +100,42 @@ AppProcess::AppProcess(const std::vector<std::string>& command, AppLog& log) : o
     if (failure != 0) {
         throw std::system_error(failure, std::generic_category(), "cannot start '" + command.front() + "'");
     }
-    for (OutputCopier& copier : copiers) {
-        copier.writingEnd().close();
-    }
 }
 
 void AppProcess::copyOutput(int otherDescriptor, int milliseconds)
 {
-    std::vector<pollfd> polled(1 + copiers.size(), pollfd{otherDescriptor, POLLIN, 0});
-    std::transform(copiers.begin(), copiers.end(), polled.begin() + 1,
-                   [](const OutputCopier& copier) { return copier.awaited(); });
+    std::array<pollfd, 3> polled{{{otherDescriptor, POLLIN, 0}}};
+    std::transform(streams.begin(), streams.end(), polled.begin() + 1, [](const Stream& stream) {
+        return stream.unwritten.empty() ? pollfd{stream.from.get(), POLLIN, 0} : pollfd{stream.to, POLLOUT, 0};
+    });
     poll(polled.data(), polled.size(), milliseconds);
-    for (std::size_t i = 0; i < copiers.size(); ++i) {
-        if (polled[i + 1].revents != 0) {
-            copiers[i].step();
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        Stream& stream = streams[i];
+        if (polled[i + 1].revents == 0) {
+            continue;
         }
+        if (stream.unwritten.empty()) {
+            readWhatIsThere(stream);
+        }
+        const int error = writeSome(stream.to, stream.unwritten, 0);
+        if (error == EPIPE) {
+            stream.from.close(); // the application meets the same as if it had written there itself
+        }
+        stream.discarding |= error != 0; // a full disk, say: the application may go on, and the log does
     }
+}
+
+void AppProcess::readWhatIsThere(Stream& stream)
+{
+    int available = 0;
+    ioctl(stream.from.get(), FIONREAD, &available);
+    std::string bytes(static_cast<std::size_t>(available), '\0');
+    if (read(stream.from.get(), bytes.data(), bytes.size()) <= 0) {
+        stream.from.close();
+        return;
+    }
+    log.append(stream.source, bytes);
+    stream.unwritten += stream.discarding ? "" : bytes;
 }
 
 std::optional<AppState> AppProcess::takeEnd()
@@ -121,10 +147,14 @@ std::optional<AppState> AppProcess::takeEnd()
             ended = true;
             state = WIFSIGNALED(status) ? AppState{AppState::Phase::Killed, WTERMSIG(status)}
                                         : AppState{AppState::Phase::Exited, WEXITSTATUS(status)};
-            for (OutputCopier& copier : copiers) {
-                copier.finish();
-            }
-            copiers.clear();
+        }
+    }
+    for (Stream& stream : streams) {
+        if (state) {
+            readWhatIsThere(stream); // and no more, even if another process has it open
+            stream.from.close();
+            writeAll(stream.to, std::exchange(stream.unwritten, ""));
+            log.endLine(stream.source);
         }
     }
     return state;

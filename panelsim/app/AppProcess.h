@@ -1,12 +1,14 @@
 #pragma once
 
-#include "panelsim/app/Output.h"
+#include "panelsim/board/AppLog.h"
+#include "panelsim/board/FileDescriptor.h"
 #include "panelsim/board/Simulation.h"
 
-#include <deque>
+#include <array>
 #include <optional>
 #include <string>
 #include <sys/types.h>
+#include <unistd.h>
 #include <vector>
 
 namespace panelsim {
@@ -52,10 +54,22 @@ public:
     bool sharesProcessGroup() const;
 
 private:
+    /** What it writes to a standard stream, on its way to the one of this process. */
+    struct Stream {
+        int to;
+        LogLine::Source source;
+        FileDescriptor from = {};
+        std::string unwritten = {};
+        bool discarding = false; ///< whether bytes could not be written
+    };
+
+    void readWhatIsThere(Stream& stream);
+
+    AppLog& log;
     const bool ownGroup;
     pid_t pid = -1;
     bool ended = false;
-    std::deque<OutputCopier> copiers;
+    std::array<Stream, 2> streams{{{STDOUT_FILENO, LogLine::Source::Output}, {STDERR_FILENO, LogLine::Source::Error}}};
 };
 
 } // namespace panelsim

@@ -25,8 +25,8 @@ constexpr Units cellHeight = 38;
 constexpr Units glassWidth = LcdChip::columns * cellWidth + 2 * glassMargin;
 constexpr Units glassHeight = LcdChip::rows * cellHeight + 2 * glassMargin;
 constexpr Units lcdHeight = bezel + glassHeight + 34;
-constexpr Units width = glassWidth + 2 * bezel; ///< of the parts, also without a display
-constexpr Units outerWidth = width + 2 * margin;
+constexpr Units partsWidth = glassWidth + 2 * bezel; ///< also without a display
+constexpr Units outerWidth = partsWidth + 2 * margin;
 constexpr Units textSize = 18;
 constexpr unsigned normalContrast = 15;
 
@@ -106,7 +106,7 @@ std::string drawCells(const std::vector<LcdCell>& line, Units y, const char* gla
     for (std::size_t i = 0; i < line.size(); ++i) {
         const std::string character = escaped(glyph(line[i].code));
         inverted += line[i].inverted ? join('M', i * cellWidth, ' ', y, "h22v38h-22z") : "";
-        text += line[i].inverted ? join("<tspan fill=\"", glass, "\" fill-opacity=\"1\">", character, "</tspan>")
+        text += line[i].inverted ? join(R"(<tspan fill=")", glass, R"(" fill-opacity="1">)", character, "</tspan>")
                                  : character;
         centres += join(i * cellWidth + cellWidth / 2, ' ');
     }
@@ -131,13 +131,14 @@ std::string drawLcd(const LcdView& lcd)
         }
         cells += drawCells(lcd.lines[row], row * cellHeight, glass, setDots);
     }
-    return join("<rect width=\"", width, "\" height=\"", lcdHeight,
-                R"(" rx="12" fill="#15181c" stroke="#4b545e" stroke-width="2"/>)", "\n<rect x=\"", bezel, "\" y=\"",
-                bezel, "\" width=\"", glassWidth, "\" height=\"", glassHeight, R"(" rx="5" fill=")", glass,
-                R"(" stroke="#000000" stroke-width="2"/>)", '\n',
-                group(bezel + glassMargin, bezel + glassMargin,
-                      join("<path d=\"", emptyCells, '"', ink, otherDots, "\"/>\n", cells)),
-                group(width / 2, bezel + glassHeight + 23, caption(0, faintPrintColour, describe(lcd), width)));
+    return join(
+        "<rect width=\"", partsWidth, "\" height=\"", lcdHeight,
+        R"(" rx="12" fill="#15181c" stroke="#4b545e" stroke-width="2"/>)", "\n<rect x=\"", bezel, "\" y=\"", bezel,
+        "\" width=\"", glassWidth, "\" height=\"", glassHeight, R"(" rx="5" fill=")", glass,
+        R"(" stroke="#000000" stroke-width="2"/>)", '\n',
+        group(bezel + glassMargin, bezel + glassMargin,
+              join("<path d=\"", emptyCells, '"', ink, otherDots, "\"/>\n", cells)),
+        group(partsWidth / 2, bezel + glassHeight + 23, caption(0, faintPrintColour, describe(lcd), partsWidth)));
 }
 
 std::string drawLed(const BoardConfig& config, unsigned led, bool lit, Units room)
@@ -170,8 +171,8 @@ struct Rows {
 template <typename Draw>
 Rows drawRows(std::size_t count, Units pitch, Units rowHeight, Draw drawOne)
 {
-    const std::size_t perRow = width / pitch;
-    const Units left = (width - std::min(count, perRow) * pitch + pitch) / 2;
+    const std::size_t perRow = partsWidth / pitch;
+    const Units left = (partsWidth - std::min(count, perRow) * pitch + pitch) / 2;
     Rows rows;
     for (std::size_t i = 0; i < count; ++i) {
         const Units top = i / perRow * (rowHeight + rowGap);
@@ -230,7 +231,7 @@ std::string inWords(const BoardConfig& config, const PanelView& view, SvgExtent 
 
 std::string drawPanelSvg(const BoardConfig& config, const PanelView& view, SvgExtent extent)
 {
-    const Units pitch = width / (view.leds.size() <= 32 ? 8 : 12);
+    const Units pitch = partsWidth / (view.leds.size() <= 32 ? 8 : 12);
     const Rows leds = drawRows(view.leds.size(), pitch, 80,
                                [&](unsigned led) { return drawLed(config, led, view.leds[led], pitch - 6); });
     const Units ledTop = margin + (view.lcd ? lcdHeight : 0) + (view.lcd && leds.height != 0 ? gap : 0);

@@ -2,15 +2,12 @@
 
 #include "panelsim/board/LcdChip.h"
 #include "panelsim/board/Text.h"
-#include "panelsim/scenario/Screenshot.h"
 #include "panelsim/scenario/StepKind.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <fstream>
-#include <limits>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -31,8 +28,9 @@ using YAML::Mark;
 
 constexpr auto usualWait = 5s;
 constexpr auto usualTap = 100ms;
-constexpr unsigned highestStatus = 255;
-constexpr unsigned mostFailingCalls = 1'000'000;
+constexpr unsigned endOfStatuses = 256;
+constexpr unsigned endOfGpios = 1'000'000'000;
+constexpr unsigned endOfFailingCalls = 1'000'001;
 
 [[noreturn]] void refuse(const Mark& place, const std::string& text)
 {
@@ -54,28 +52,6 @@ std::string placeOf(std::string_view content, const Mark& mark)
            std::to_string(characters(before.substr(before.find_last_of('\n') + 1)) + 1);
 }
 
-/** Refuses a second document, which YAML::Load would leave out. */
-void checkDocuments(const std::string& content)
-{
-    std::istringstream lines(content);
-    Mark mark;
-    mark.pos = 0;
-    bool begun = false;
-    bool ended = false;
-    for (std::string line; std::getline(lines, line); mark.pos += static_cast<int>(line.size()) + 1) {
-        const bool isMarker = line.rfind("---", 0) == 0 || line.rfind("...", 0) == 0;
-        ended = isMarker ? begun : ended;
-        const std::size_t first = line.find_first_not_of(" \t\r", isMarker ? 3 : 0);
-        if (first == std::string::npos || line[first] == '#' || line[first] == '%') {
-            continue;
-        }
-        if (ended) {
-            refuse(mark, "a second document begins here: a scenario is one, check the indentation if none is meant");
-        }
-        begun = true;
-    }
-}
-
 YAML::Node parse(const std::string& content)
 {
     // Some control codes have a meaning of their own to the parser.
@@ -88,9 +64,29 @@ YAML::Node parse(const std::string& content)
     if (wrong.pos < static_cast<int>(content.size())) {
         refuse(wrong, "this is a control character, or not UTF-8");
     }
-    checkDocuments(content);
     // Without an end mark the parser takes the end of the content for the end of a quoted text.
-    return YAML::Load(content + "\n...\n");
+    const std::vector<YAML::Node> documents = YAML::LoadAll(content + "\n...\n");
+    if (documents.size() > 1) {
+        refuse(documents[1].Mark(),
+               "a second document begins here: a scenario is one, check the indentation if none is meant");
+    }
+    return documents.empty() ? YAML::Node() : documents.front();
+}
+
+/** @return what is in a file @throws std::system_error when it cannot be read or is too large */
+std::string contentOf(const std::filesystem::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    std::string content(largestScenario + 1, '\0');
+    stream.read(content.data(), static_cast<std::streamsize>(content.size()));
+    const int error = errno;
+    content.resize(static_cast<std::size_t>(stream.gcount()));
+    const bool isRead = stream.is_open() && !stream.bad();
+    if (!isRead || content.size() > largestScenario) {
+        throw std::system_error(isRead ? EFBIG : error, std::generic_category(),
+                                "cannot read " + printable(file.string()));
+    }
+    return content;
 }
 
 std::string listed(const Words& words)
@@ -154,30 +150,24 @@ struct Field {
         return scalar;
     }
 
-    /** @return the index of one of the names, or a number */
-    unsigned number(unsigned first, unsigned last, const Words& names = {}) const
+    /** @return a number from the first one to the one before the end, or the index of one of the names */
+    unsigned number(unsigned first, unsigned end, const Words& names = {}) const
     {
+        if (first == end) {
+            panelsim::refuse(place, name + ": this panel has none");
+        }
         unsigned number = 0;
-        const char* const end = scalar.data() + scalar.size();
-        const auto [rest, error] = std::from_chars(scalar.data(), end, number);
-        const auto named = std::find(names.begin(), names.end(), scalar);
-        if (rest == end && error == std::errc() && node.Tag() != "!" && number >= first && number <= last) {
+        const char* const last = scalar.data() + scalar.size();
+        const auto [rest, error] = std::from_chars(scalar.data(), last, number);
+        if (rest == last && error == std::errc() && node.Tag() != "!" && number >= first && number < end) {
             return number;
         }
+        const auto named = std::find(names.begin(), names.end(), scalar);
         if (named == names.end()) {
-            refuse("a whole number from " + std::to_string(first) + " to " + std::to_string(last) +
-                   (names.empty() ? "" : " or one of " + listed(names)));
+            refuse((end - first == 1 ? "" : "a whole number from " + std::to_string(first) + " to ") +
+                   std::to_string(end - 1) + (names.empty() ? "" : " or one of " + listed(names)));
         }
         return static_cast<unsigned>(named - names.begin());
-    }
-
-    /** @return the index of one of so many equal parts */
-    unsigned part(unsigned count, const Words& names = {}) const
-    {
-        if (count == 0) {
-            panelsim::refuse(place, "this panel has no " + name);
-        }
-        return number(0, count - 1, names);
     }
 
     /** @return whether it is a word with an even index, in upper or lower case */
@@ -212,11 +202,9 @@ struct Field {
     std::filesystem::path picture(const std::filesystem::path& folder) const
     {
         std::filesystem::path file = folder / text();
-        if (file.extension() != ".svg" && file.extension() != ".txt") {
-            refuse("the name of a file that ends in .svg or .txt");
-        }
-        if (const auto parent = file.parent_path(); !parent.empty() && !std::filesystem::is_directory(parent)) {
-            refuse("a file in a folder that is there");
+        const bool isPicture = file.extension() == ".svg" || file.extension() == ".txt";
+        if (!isPicture || !std::filesystem::is_directory(file.parent_path() / ".")) {
+            refuse("the name of a file that ends in .svg or .txt, in a folder that is there");
         }
         return file;
     }
@@ -243,43 +231,43 @@ const std::map<std::string, ReadField> fieldReaders = {
     {"", [](const Field& field, const Target& to) { to.step.time = field.duration(); }},
     {"for", [](const Field& field, const Target& to) { to.step.time = field.duration(); }},
     {"within", [](const Field& field, const Target& to) { to.step.time = field.duration(); }},
-    {"key", [](const Field& field, const Target& to) { to.step.part = field.part(to.config.keyCount, to.config.keyNames); }},
-    {"led", [](const Field& field, const Target& to) { to.step.part = field.part(to.config.ledCount, to.config.ledNames); }},
-    {"line", [](const Field& field, const Target& to) { to.step.line = field.part(LcdChip::rows); }},
-    {"from", [](const Field& field, const Target& to) { to.step.from = field.part(LcdChip::columns); }},
-    {"to", [](const Field& field, const Target& to) { to.step.to = field.part(LcdChip::columns); }},
+    {"key", [](const Field& field, const Target& to) { to.step.part = field.number(0, to.config.keyCount, to.config.keyNames); }},
+    {"led", [](const Field& field, const Target& to) { to.step.part = field.number(0, to.config.ledCount, to.config.ledNames); }},
+    {"line", [](const Field& field, const Target& to) { to.step.line = field.number(0, LcdChip::rows); }},
+    {"from", [](const Field& field, const Target& to) { to.step.from = field.number(0, LcdChip::columns); }},
+    {"to", [](const Field& field, const Target& to) { to.step.to = field.number(0, LcdChip::columns); }},
     {"text", [](const Field& field, const Target& to) { to.step.text = to.step.kind->needsDisplay ? field.shown() : field.text(); }},
     {"whole", [](const Field& field, const Target& to) { to.step.whole = field.choice({"true", "false"}); }},
     {"is", [](const Field& field, const Target& to) { to.step.is = field.choice({"on", "off", "true", "false"}); }},
-    {"status", [](const Field& field, const Target& to) { to.step.status = field.number(0, highestStatus); }},
+    {"status", [](const Field& field, const Target& to) { to.step.status = field.number(0, endOfStatuses); }},
     {"gpio", [](const Field& field, const Target& to) {
-         to.step.fault.gpio = field.number(0, std::numeric_limits<unsigned>::max());
+         to.step.fault.gpio = field.number(0, endOfGpios);
          to.board.lineLevel(*to.step.fault.gpio); }},
-    {"calls", [](const Field& field, const Target& to) { to.step.fault.calls = field.number(1, mostFailingCalls); }},
+    {"calls", [](const Field& field, const Target& to) { to.step.fault.calls = field.number(1, endOfFailingCalls); }},
     {"with", [](const Field& field, const Target& to) {
          to.step.fault.kind = field.choice({"throw", "false"}) ? PinFault::Kind::Throw : PinFault::Kind::False; }},
     {"save-to", [](const Field& field, const Target& to) { to.step.saveTo = field.picture(to.folder); }},
     {"compare-with", [](const Field& field, const Target& to) {
          to.step.compareWith = field.picture(to.folder);
-         readPictureFile(to.step.compareWith); }},
+         if (!std::filesystem::is_regular_file(to.step.compareWith)) {
+             field.refuse("the name of a regular file");
+         }
+         to.step.expected = contentOf(to.step.compareWith); }},
 };
 // clang-format on
 
-/** Refuses values that do not go together. */
-void checkStep(const Step& step, const Field& value)
+/** @return what is wrong with values that do not go together, null if nothing is */
+const char* mistakeIn(const Step& step)
 {
-    const bool takesScreenshot = step.kind->name == "take-screenshot";
-    const std::pair<bool, const char*> mistakes[] = {
-        {step.kind->name == "text" && step.text.empty() && !step.whole, "the text is empty"},
-        {step.from > step.to, "from is greater than to"},
-        {takesScreenshot && step.saveTo.empty() && step.compareWith.empty(), "save-to or compare-with is missing"},
-        {takesScreenshot && step.saveTo.lexically_normal() == step.compareWith.lexically_normal(),
-         "compare-with is the file that save-to writes"}};
-    for (const auto& [isMade, text] : mistakes) {
-        if (isMade) {
-            refuse(value.place, value.name + ": " + text);
-        }
+    if (step.kind->name == "take-screenshot") {
+        return step.saveTo.empty() && step.compareWith.empty() ? "save-to or compare-with is missing"
+               : step.saveTo.lexically_normal() == step.compareWith.lexically_normal()
+                   ? "compare-with is the file that save-to writes"
+                   : nullptr;
     }
+    return step.kind->name == "text" && step.text.empty() && !step.whole ? "the text is empty"
+           : step.from > step.to                                         ? "from is greater than to"
+                                                                         : nullptr;
 }
 
 /** @return the step of that name, with what its fields are when they are not given */
@@ -336,7 +324,9 @@ Step readStep(const YAML::Node& node, const Board& board, const std::filesystem:
             refuse(field.place, field.name + ": " + printable(error.what()));
         }
     }
-    checkStep(step, value);
+    if (const char* const mistake = mistakeIn(step)) {
+        refuse(value.place, value.name + ": " + mistake);
+    }
     return step;
 }
 
@@ -346,7 +336,7 @@ Scenario read(const std::string& content, const std::filesystem::path& file, con
     const auto fields = Field("a scenario", root.Mark(), root).fields({"name", "version", "steps"}, 3);
     const YAML::Node& steps = fields.at("steps").node;
     Scenario scenario{printable(file.string()), printable(fields.at("name").text()), {}};
-    fields.at("version").number(1, 1);
+    fields.at("version").number(1, 2);
     if (!steps.IsSequence() || steps.size() == 0) {
         fields.at("steps").refuse("a list of one step or more");
     }
@@ -360,16 +350,7 @@ Scenario read(const std::string& content, const std::filesystem::path& file, con
 
 Scenario readScenario(const std::filesystem::path& file, const Board& board)
 {
-    std::ifstream stream(file, std::ios::binary);
-    std::string content(largestScenario + 1, '\0');
-    stream.read(content.data(), static_cast<std::streamsize>(content.size()));
-    const int error = errno;
-    content.resize(static_cast<std::size_t>(stream.gcount()));
-    const bool isRead = stream.is_open() && !stream.bad();
-    if (!isRead || content.size() > largestScenario) {
-        throw std::runtime_error(printable(file.string()) + ": cannot read: " + std::strerror(isRead ? EFBIG : error));
-    }
-    return parseScenario(content, file, board);
+    return parseScenario(contentOf(file), file, board);
 }
 
 Scenario parseScenario(const std::string& given, const std::filesystem::path& file, const Board& board)

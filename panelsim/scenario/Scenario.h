@@ -32,6 +32,7 @@ struct Step {
     PinFault fault = {};
     std::filesystem::path saveTo = {};      ///< empty for none
     std::filesystem::path compareWith = {}; ///< empty for none
+    std::string expected = {};              ///< what is in that file
 };
 
 /** What a person in front of the panel does, in turn, and what the panel is to show meanwhile. */

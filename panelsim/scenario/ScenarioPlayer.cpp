@@ -70,7 +70,8 @@ std::optional<ScenarioResult> ScenarioPlayer::advance()
             return fail(app.succeeded() ? Outcome::Failed : Outcome::ApplicationFailed, end + "; " + *objection);
         }
         if (objection) {
-            return fail(Outcome::Failed, (step.waits ? "after " + describe(step.time) + ", " : "") + *objection);
+            return fail(Outcome::Failed,
+                        (step.waits && isOver ? "after " + describe(step.time) + ", " : "") + *objection);
         }
         if (++next == scenario.steps.size()) {
             return ScenarioResult{Outcome::Passed, {}, stage.endAccepted};

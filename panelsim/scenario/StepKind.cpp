@@ -1,11 +1,18 @@
 #include "panelsim/scenario/StepKind.h"
 
+#include "panelsim/board/FileDescriptor.h"
 #include "panelsim/board/LcdChip.h"
 #include "panelsim/board/Text.h"
+#include "panelsim/picture/PanelSvg.h"
 #include "panelsim/picture/PanelText.h"
-#include "panelsim/scenario/Screenshot.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
+#include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace panelsim {
@@ -134,7 +141,7 @@ Objection lookAtBus(const Step& /*step*/, Stage& stage)
 {
     const std::uint64_t count = stage.simulation.board.busFaultCount();
     const std::vector<BusFault> faults = stage.simulation.board.busFaults();
-    std::string objection = std::to_string(count) + " faults on the LCD bus:";
+    std::string objection = std::to_string(count) + (count == 1 ? " fault" : " faults") + " on the LCD bus:";
     for (std::size_t i = 0; i < std::min(faults.size(), reportedFaults); ++i) {
         objection += "\n  " + describe(faults[i]);
     }
@@ -147,21 +154,57 @@ Objection failPin(const Step& step, Stage& stage)
     return std::nullopt;
 }
 
+/** @return the first line in which the texts differ, of both of them */
+std::string firstDifference(const std::string& expected, const std::string& actual)
+{
+    const auto end = std::mismatch(expected.begin(), expected.end(), actual.begin(), actual.end()).first;
+    const std::string same(expected.begin(), end);
+    const std::size_t start = same.rfind('\n') + 1; // 0 in the first line
+    const auto lineOf = [start](const std::string& text) {
+        const std::string line = text.substr(start, text.find('\n', start) - start);
+        return start == text.size() ? "(at its end)" : printable(line);
+    };
+    return "line " + std::to_string(std::count(same.begin(), same.end(), '\n') + 1) + " differs" +
+           (lineOf(expected) == lineOf(actual) ? " in the newline at the end"
+                                               : ":\n  file:  " + lineOf(expected) + "\n  panel: " + lineOf(actual));
+}
+
+/** Writes a file that is replaced as a whole or, when that fails, stays as it was. @throws std::system_error */
+void save(const std::string& picture, const std::filesystem::path& file)
+{
+    const std::string fresh = file.string() + ".new" + std::to_string(getpid());
+    const std::string failure = "cannot write " + file.string();
+    const FileDescriptor opened(open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666), failure.c_str());
+    const ssize_t written = write(opened.get(), picture.data(), picture.size());
+    const bool isWhole = written == static_cast<ssize_t>(picture.size());
+    if (!isWhole || std::rename(fresh.c_str(), file.c_str()) != 0) {
+        const int error = written >= 0 && !isWhole ? ENOSPC : errno;
+        std::remove(fresh.c_str());
+        throw std::system_error(error, std::generic_category(), failure);
+    }
+}
+
 Objection takeScreenshot(const Step& step, Stage& stage)
 {
     const BoardConfig& board = stage.simulation.board.getConfig();
     const PanelView view = stage.simulation.board.view();
+    const auto drawnFor = [&](const std::filesystem::path& file) {
+        return file.extension() == ".txt" ? drawPanel(board, view, TextStyle::Plain)
+                                          : drawPanelSvg(board, view, SvgExtent::Panel);
+    };
     if (!step.saveTo.empty()) {
-        saveScreenshot(board, view, step.saveTo);
+        save(drawnFor(step.saveTo), step.saveTo);
     }
-    Objection difference = step.compareWith.empty() ? std::nullopt : compareScreenshot(board, view, step.compareWith);
-    if (difference) {
-        *difference += "\nTo accept the panel as it is, " + (step.saveTo.empty()
-                                                                 ? "write save-to in place of compare-with for one run"
-                                                                 : "copy " + printable(step.saveTo.string()) + " to " +
-                                                                       printable(step.compareWith.string()));
+    const std::string actual = drawnFor(step.compareWith);
+    if (step.compareWith.empty() || actual == step.expected) {
+        return std::nullopt;
     }
-    return difference;
+    const bool isText = step.compareWith.extension() == ".txt";
+    return (isText ? firstDifference(step.expected, actual) : "the picture differs") +
+           "\nTo accept the panel as it is, " +
+           (step.saveTo.empty()
+                ? "write save-to in place of compare-with for one run"
+                : "copy " + printable(step.saveTo.string()) + " to " + printable(step.compareWith.string()));
 }
 
 } // namespace

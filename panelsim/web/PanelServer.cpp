@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <climits>
 #include <cstring>
 #include <iterator>
 #include <microhttpd.h>
@@ -221,7 +222,8 @@ bool PanelServer::begin(MHD_Connection* connection, std::string_view method, std
     const auto* const route =
         std::find_if(std::begin(routes), std::end(routes), [&](const Route& each) { return each.path == path; });
     if (host == nullptr || !isServedAs(host)) {
-        return sendText(connection, MHD_HTTP_FORBIDDEN, "refused: the Host header does not name this server");
+        return sendText(connection, MHD_HTTP_FORBIDDEN,
+                        "refused: the Host header does not name this server; open the page by its IP address");
     }
     if (origin != nullptr && origin != "http://" + std::string(host)) {
         return sendText(connection, MHD_HTTP_FORBIDDEN, "refused: the request comes from another site");
@@ -265,18 +267,23 @@ bool PanelServer::finishPost(MHD_Connection* connection, std::string_view path, 
     }
     try {
         const json request = json::parse(body);
-        const auto page = request.at("client").get<Board::Hand>();
-        const auto key = request.at("key").get<unsigned>();
+        const auto number = [&request](const char* field) { // get would convert true and 0.5
+            const json& value = request.at(field);
+            return value.is_number_unsigned() ? value.get<std::uint64_t>() : throw std::invalid_argument(field);
+        };
+        const Board::Hand page = number("client");
+        const auto key = static_cast<unsigned>(std::min<std::uint64_t>(number("key"), UINT_MAX));
         const bool pressed = request.at("pressed").get<bool>();
         if (streams.count(page) == 0) {
             return sendText(connection, MHD_HTTP_CONFLICT, "client " + std::to_string(page) + " is not connected");
         }
         pressed ? simulation.board.press(key, page) : simulation.board.release(key, page);
         return sendText(connection, MHD_HTTP_NO_CONTENT, "");
-    } catch (const json::exception& error) {
-        return sendText(connection, MHD_HTTP_BAD_REQUEST, error.what());
     } catch (const std::out_of_range& error) {
         return sendText(connection, MHD_HTTP_NOT_FOUND, error.what());
+    } catch (const std::exception&) {
+        return sendText(connection, MHD_HTTP_BAD_REQUEST,
+                        R"(expected JSON such as {"client":1,"key":0,"pressed":true})");
     }
 }
 

@@ -120,7 +120,7 @@ TEST(PanelServer, RefusesRequestsOfOtherSitesAndThoseThatAreNotAsTheyShouldBe)
         {local, "415", "POST /keys", host, press},
         {local, "405", "GET /keys", host, ""},
         {local, "404", "GET /nothing", host, ""},
-        {local, "400", "POST /keys", keys, R"({"client":1,"key":0,"pressed":"true"})"},
+        {local, "400", "POST /keys", keys, R"({"client":1,"key":0.5,"pressed":true})"},
         {local, "404", "POST /keys", keys, R"({"client":1,"key":3,"pressed":true})"},
         {local, "409", "POST /keys", keys, R"({"client":2,"key":0,"pressed":true})"},
         {local, "413", "POST /keys", keys, std::string(200000, ' ')},

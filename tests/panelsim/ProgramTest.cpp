@@ -85,14 +85,14 @@ const char* const commands = R"(
 2 $panelsim --led-base 12 -- true => => GPIO 12 is wired twice: check the options with GPIO numbers~
 2 $panelsim --fail 20:0:throw -- true => => '20:0:throw' is not GPIO:N:throw or GPIO:N:false
 2 $panelsim --fail 77:1:throw -- true => => GPIO 77: no such GPIO on this board
-2 $panelsim --key-names A,B -- true => => --key-names: 2 for 3~
+2 $panelsim --key-names A,B -- true => => --key-names: 2 for 3 keys~
 2 $panelsim --key-names A,B,A -- true => => --key-names: a name is given twice~
 2 $panelsim --timeout 300 -- true => => 300 has no unit
 2 $panelsim --http 0 --no-http -- true => => --http excludes --no-http~
 2 $panelsim --vcd /no/where.vcd -- true => => cannot open /no/where.vcd: No such file or directory~
 2 $panelsim --scenario '' -- true => => --scenario: "" is empty or not printable~
 2 $panelsim --lint led.yaml -- true => => --lint runs no command~
-2 $panelsim --lint nothing.yaml => => nothing.yaml: cannot read: No such file or directory~
+2 $panelsim --lint nothing.yaml => => cannot read nothing.yaml: No such file or directory~
 )";
 
 const std::pair<const char*, const char*> scenarioSteps[] = {

@@ -120,7 +120,7 @@ live - expect-output: {text: "\e[7m"}~- expect-output: {text: 'step 1'}
 live - fail-pin: {gpio: 20, calls: 2}~- fail-pin: {gpio: 21, with: false}~- wait-output: {text: xx101} => 0 
 - expect-no-bus-faults:~- expect-exit => 1 a.yaml:5:3: step 2, expect-exit: the application is not started
 3 - wait-exit: {status: 3}~- delay: 0s~- wait-exit
- => 1 a.yaml:6:3: step 3, wait-exit: after 5 s, the application has ended with status 3
+ => 1 a.yaml:6:3: step 3, wait-exit: the application has ended with status 3
 3 - delay: 0s => 3 a.yaml:4:3: step 1, delay: 0s: the application has ended with status 3
 3 - wait-text: {text: x}
  => 3 a.yaml:4:3: step 1, wait-text: {text: x}: the application has ended with status 3; no line shows it
@@ -147,12 +147,12 @@ live - fail-pin: {gpio: 20, calls: 2}~- fail-pin: {gpio: 21, with: false}~- wait
 - expect-led: {led: 0, is: yes} => 2 a.yaml:4:28: is: expected one of on, off, true, false, not "yes"
 - take-screenshot => 2 a.yaml:4:3: take-screenshot: save-to or compare-with is missing
 - take-screenshot: {save-to: a.png}
- => 2 a.yaml:4:30: save-to: expected the name of a file that ends in .svg or .txt, not "a.png"
+ => 2 a.yaml:4:30: save-to: expected the name of a file that ends in .svg or .txt, in a folder that is there, not "a.png"
 - take-screenshot: {save-to: no/a.svg}
- => 2 a.yaml:4:30: save-to: expected a file in a folder that is there, not "no/a.svg"
+ => 2 a.yaml:4:30: save-to: expected the name of a file that ends in .svg or .txt, in a folder that is there, not "no/a
 - take-screenshot: {save-to: b.txt, compare-with: ./b.txt}
  => 2 a.yaml:4:20: take-screenshot: compare-with is the file that save-to
-- take-screenshot: {compare-with: pipe.txt} => 2 a.yaml:4:35: compare-with: cannot read pipe.txt: 
+- take-screenshot: {compare-with: pipe.txt} => 2 a.yaml:4:35: compare-with: expected the name of a regular file, not "pipe.txt"
 - take-screenshot: {compare-with: large.txt} => 2 a.yaml:4:35: compare-with: cannot read large.txt: File too large
 - waittext: {}
  => 2 a.yaml:4:3: there is no step "waittext"; the steps are delay, press, release, tap, expect-text, wait-text, 
@@ -161,7 +161,7 @@ live - fail-pin: {gpio: 20, calls: 2}~- fail-pin: {gpio: 21, with: false}~- wait
 - delay: 1s~--- # x~- delay: 1s => 2 a.yaml:6:1: a second document begins here: a scenario is one
 %YAML 1.2~--- {name: a, version: 1, steps: [press]} => 2 a.yaml:2:35: press: the field "key" is missing
 [] => 2 a.yaml:1:1: a scenario: expected a mapping with name, version, steps
-name: a~version: 2~steps: [] => 2 a.yaml:2:10: version: expected a whole number from 1 to 1, not "2"
+name: a~version: 2~steps: [] => 2 a.yaml:2:10: version: expected 1, not "2"
 name: a~version: 1~steps: [] => 2 a.yaml:3:8: steps: expected a list of one step or more
 )";
 
@@ -170,7 +170,7 @@ TEST(Scenario, EndsAsItsStepsAndTheApplicationDo)
     std::vector<std::pair<std::string, std::string>> cases = {
         {"", "2 a.yaml:1:1: a scenario: the field \"name\" is missing"},
         {"\xEF\xBB\xBF{name: ä,\r\nversion: 1, steps: [press]}", "2 a.yaml:2:21: press: the field \"key\" is missing"},
-        {std::string(largestScenario + 1, ' '), "2 a.yaml: cannot read: File too large"},
+        {std::string(largestScenario + 1, ' '), "2 cannot read a.yaml: File too large"},
         {"- delay: " + std::string(600, '['), "2 a.yaml:5:1: this is not YAML: it is nested too deeply"},
         {"- delay: \xC3\xA4\xFF", "2 a.yaml:4:11: this is a control character, or not UTF-8"},
         {"- delay: \x04", "2 a.yaml:4:10: this is a control character, or not UTF-8"}};
@@ -201,7 +201,7 @@ TEST(Scenario, EndsAsItsStepsAndTheApplicationDo)
               "2 a.yaml:4:3: wait-backlight: this panel has no display");
     BoardConfig bare;
     bare.keyCount = 0;
-    EXPECT_EQ(Rig(bare).play("- press: {key: 0}"), "2 a.yaml:4:16: this panel has no key");
+    EXPECT_EQ(Rig(bare).play("- press: {key: 0}"), "2 a.yaml:4:16: key: this panel has none");
 }
 
 TEST(Scenario, ReportsThePanelAndTheLogOfAFailure)
