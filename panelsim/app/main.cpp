@@ -382,7 +382,7 @@ int run(const Options& options)
     const std::size_t steps = scenario->steps.size();
     std::cout << scenario->file << ": " << steps << (steps == 1 ? " step" : " steps") << ", no fault found"
               << std::endl;
-    return EXIT_SUCCESS;
+    return std::cout ? EXIT_SUCCESS : throw std::runtime_error("cannot write to standard output");
 }
 
 } // namespace

@@ -17,7 +17,7 @@ namespace panelsim {
  * whose name ends in _n is active when it is low.
  *
  * One trace of a board at a time. What happens on the board waits in memory until it is flushed. The process has to
- * ignore SIGPIPE and SIGXFSZ.
+ * ignore or block SIGPIPE and SIGXFSZ.
  */
 class VcdTrace {
 public:

@@ -92,6 +92,7 @@ const char* const commands = R"(
 2 $panelsim --vcd /no/where.vcd -- true => => cannot open /no/where.vcd: No such file or directory~
 2 $panelsim --scenario '' -- true => => --scenario: "" is empty or not printable~
 2 $panelsim --lint led.yaml -- true => => --lint runs no command~
+2 $panelsim --lint led.yaml >/dev/full => => cannot write to standard output~
 2 $panelsim --lint nothing.yaml => => cannot read nothing.yaml: No such file or directory~
 )";
 
@@ -116,6 +117,10 @@ void expect(const std::vector<std::string>& row)
     EXPECT_EQ(std::to_string(WEXITSTATUS(status)), row.at(1)) << command << "\n" << folder.read("err");
     for (const auto& [file, part] : {std::pair("out", row.at(3)), {"err", row.at(4)}}) {
         std::string text = folder.read(file);
+        const std::size_t hint = text.find("panelsim: the application has not used a pin");
+        if (hint != std::string::npos && command.find("sleep 5.5") == std::string::npos) {
+            text.erase(hint, text.find('\n', hint) + 1 - hint); // on a busy machine
+        }
         EXPECT_TRUE(command.find("-- true") == std::string::npos || text.find('\n') + 1 == text.size()) << text;
         std::replace(text.begin(), text.end(), '\n', '~');
         EXPECT_TRUE(part.empty() ? text.empty() : text.find(part) != std::string::npos) << command << "\n" << text;
