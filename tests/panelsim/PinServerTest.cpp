@@ -30,8 +30,8 @@ using Action = std::function<unsigned()>;
 using Operation = Request::Operation;
 
 /** A board and a server for all tests of the process, as an application has them: the connection lasts. */
-struct Served {
-    Served() { setenv(socketVariable, server.address().c_str(), 1); }
+struct PinService {
+    PinService() { setenv(socketVariable, server.address().c_str(), 1); }
 
     Board board{BoardConfig()};
     std::mutex mutex;
@@ -42,9 +42,9 @@ struct Served {
                            }};
 };
 
-Served& served()
+PinService& service()
 {
-    static Served all;
+    static PinService all;
     return all;
 }
 
@@ -72,7 +72,7 @@ std::string outcomeOf(const Action& action)
  */
 int inChild(const Action& action)
 {
-    served(); // by the parent
+    service(); // by the parent
     const pid_t pid = fork();
     if (pid == 0) {
         _exit(std::stoi(outcomeOf(action)));
@@ -85,7 +85,7 @@ int inChild(const Action& action)
 /** @return a connection that is not a pin's */
 FileDescriptor connection()
 {
-    const auto [to, size] = socketAddress(served().server.address());
+    const auto [to, size] = socketAddress(service().server.address());
     FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET, 0), "socket");
     const timeval patience{20, 0};
     setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
@@ -109,7 +109,7 @@ Reply ask(const FileDescriptor& socket, const Request& request)
 
 TEST(PinServerTest, HasPinsThatFailAsThoseOfTheKernelDo)
 {
-    Board& board = served().board;
+    Board& board = service().board;
     board.failPin({22, PinOperation::GetValue, 2, 1});
     board.failPin({22, PinOperation::SetValue, 4, 1, PinFault::Kind::False});
     board.failPin({{}, PinOperation::Create, 2});
@@ -153,7 +153,7 @@ TEST(PinServerTest, HasPinsThatFailAsThoseOfTheKernelDo)
 
 TEST(PinServerTest, OutlivesForkedAndKilledProcessesAndThoseThatCloseAllDescriptors)
 {
-    const Board& board = served().board;
+    const Board& board = service().board;
     const auto mine = pinOn(20);
     auto lost = pinOn(23);
     EXPECT_EQ(inChild([] { return pinOn(20) != nullptr; }), EBUSY);
@@ -219,8 +219,8 @@ TEST(PinServerTest, RefusesOtherUsersAndWhoDoesNotFollowTheProtocol)
     const Reply reply = ask(connection(), request);
     EXPECT_EQ(reply.text.data(), std::string("panelsim and its preloaded library are of different versions"));
     EXPECT_EQ(reply.outcome, Reply::Outcome::OtherError);
-    const std::lock_guard<std::mutex> lock(served().mutex);
-    EXPECT_EQ(served().complaints, expected);
+    const std::lock_guard<std::mutex> lock(service().mutex);
+    EXPECT_EQ(service().complaints, expected);
 }
 
 TEST(PinServerTest, StampsOperationsWithTheTimeOfTheApplication)
@@ -230,14 +230,14 @@ TEST(PinServerTest, StampsOperationsWithTheTimeOfTheApplication)
     const std::uint32_t pin = ask(socket, {}).value;
     ask(socket, {Operation::Export, pin, 27});
     ask(socket, {Operation::Init, pin, 0, 0, 1});
-    served().board.observe([&](const LineChange& change) { seen.push_back(change.time); });
+    service().board.observe([&](const LineChange& change) { seen.push_back(change.time); });
     seen.clear();
     const auto now = Board::steadyTime();
     std::uint8_t level = 0;
     for (const auto stamp : {now, now - std::chrono::hours(1), now + std::chrono::hours(1)}) {
         ask(socket, {Operation::SetValue, pin, 0, level ^= 1U, 0, 0, protocolVersion, stamp.count()});
     }
-    served().board.observe(nullptr);
+    service().board.observe(nullptr);
     ASSERT_EQ(seen.size(), 3U);
     EXPECT_TRUE(seen[0] == now && seen[1] == now) << "never back";
     EXPECT_TRUE(seen[2] > now && seen[2] <= Board::steadyTime()) << "never ahead";
