@@ -52,6 +52,28 @@ std::string placeOf(std::string_view content, const Mark& mark)
            std::to_string(characters(before.substr(before.find_last_of('\n') + 1)) + 1);
 }
 
+/** Refuses a second document, which YAML::Load would leave out. YAML::LoadAll never returns on ")". */
+void checkDocuments(const std::string& content)
+{
+    std::istringstream lines(content);
+    Mark mark;
+    mark.pos = 0;
+    bool begun = false;
+    bool ended = false;
+    for (std::string line; std::getline(lines, line); mark.pos += static_cast<int>(line.size()) + 1) {
+        const bool isMarker = line.rfind("---", 0) == 0 || line.rfind("...", 0) == 0;
+        ended = isMarker ? begun : ended;
+        const std::size_t first = line.find_first_not_of(" \t\r", isMarker ? 3 : 0);
+        if (first == std::string::npos || line[first] == '#' || line[first] == '%') {
+            continue;
+        }
+        if (ended) {
+            refuse(mark, "a second document begins here: a scenario is one, check the indentation if none is meant");
+        }
+        begun = true;
+    }
+}
+
 YAML::Node parse(const std::string& content)
 {
     // Some control codes have a meaning of their own to the parser.
@@ -64,13 +86,9 @@ YAML::Node parse(const std::string& content)
     if (wrong.pos < static_cast<int>(content.size())) {
         refuse(wrong, "this is a control character, or not UTF-8");
     }
+    checkDocuments(content);
     // Without an end mark the parser takes the end of the content for the end of a quoted text.
-    const std::vector<YAML::Node> documents = YAML::LoadAll(content + "\n...\n");
-    if (documents.size() > 1) {
-        refuse(documents[1].Mark(),
-               "a second document begins here: a scenario is one, check the indentation if none is meant");
-    }
-    return documents.empty() ? YAML::Node() : documents.front();
+    return YAML::Load(content + "\n...\n");
 }
 
 /** @return what is in a file @throws std::system_error when it cannot be read or is too large */
