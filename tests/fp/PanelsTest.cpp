@@ -1,8 +1,6 @@
-#include "frontpanelhw/fp/Indoor.h"
 #include "frontpanelhw/fp/IndoorFpImpl.h"
-#include "frontpanelhw/lcd/Ra8806RegistersController.h"
+#include "frontpanelhw/lcd/Ra8803RegistersController.h"
 #include "frontpanelhw/lcd/Ra8822LcdController.h"
-#include "tests/lab/LabPins.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakeLcd.h"
 #include "tests/support/FakePins.h"
@@ -11,21 +9,6 @@
 #include <gtest/gtest.h>
 
 using namespace frontpanelhw;
-
-TEST(Indoor, ComesUpWithItsLogAndPassesItsContrastOn)
-{
-    panelsim::BoardConfig config;
-    config.chip = panelsim::ChipVariant::Ra8803;
-    const VirtualTime time;
-    panelsim::Board board(config, [&time] { return time.now(); });
-    const LabPins pins(board);
-    CapturedOutput output;
-    fp::Indoor panel(10, 20, 40, 3, 8, {}, {});
-    EXPECT_EQ(output.take(), "INFO: LcdControl c9\nINFO: status register: 1 0x40\n");
-    EXPECT_TRUE(panel.setContrast(100) && panel.getChars() == 25 && panel.getLines() == 3);
-    EXPECT_FALSE(panel.setContrast(101));
-    EXPECT_EQ(board.view().lcd->contrast, 31);
-}
 
 TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
 {
@@ -61,13 +44,14 @@ TEST(LcdFp, TestsDisplayAndLampsBeforePollingFromBothSidesAndReturnsFalseWithout
     Panel panel{pins};
     for (const bool baseSide : {false, true}) {
         EXPECT_TRUE(panel.initController(
-            std::make_unique<lcd::Ra8822LcdController>(bus, std::make_unique<lcd::Ra8806RegistersController>(bus))));
+            std::make_unique<lcd::Ra8822LcdController>(bus, std::make_unique<lcd::Ra8803RegistersController>(bus))));
+        EXPECT_TRUE(panel.setContrast(100) && !panel.setContrast(101));
         pins.take();
         pins.refused = {"70=00", "BL=1", "12=A1", "2s"};
         EXPECT_TRUE(baseSide ? static_cast<fp::FpBase&>(panel).start(true, 2) : panel.start(true, 2));
         panel.stop();
         const std::string events = pins.take();
-        EXPECT_EQ(events.rfind("60=00 70=00 70=10 10? 10=62 d20 d20 d20 BL=1 12=A1 20=1 21=1 2s 1s ", 0), 0U)
+        EXPECT_EQ(events.rfind("60=00 70=00 70=10 10? 10=4B d20 d20 d20 BL=1 12=A1 20=1 21=1 2s 1s ", 0), 0U)
             << "the sleep was interrupted halfway: " << events;
         pins.refused.clear();
     }

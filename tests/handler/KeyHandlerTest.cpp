@@ -6,13 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <functional>
 #include <memory>
-#include <pthread.h>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <utility>
 
 using frontpanelhw::handler::GpioVectorCreator;
@@ -136,17 +133,4 @@ TEST_F(KeyHandlerTest, InstallsACallbackBetweenEventsAndDestroysTheEarlierOneWit
     keys.stop();
     keys.anyKeyChangedCb(0, true);
     EXPECT_EQ(events, "7+");
-}
-
-TEST_F(KeyHandlerTest, StaysStoppedWhenNoThreadCanBeMade)
-{
-    pthread_attr_t usual;
-    pthread_getattr_default_np(&usual);
-    pthread_attr_t huge = usual;
-    pthread_attr_setstacksize(&huge, SIZE_MAX / 4 * 3);
-    pthread_setattr_default_np(&huge);
-    KeyHandler keys = handlerOf(1);
-    EXPECT_THROW(keys.start(1ms), std::system_error);
-    pthread_setattr_default_np(&usual);
-    EXPECT_FALSE(keys.running);
 }
