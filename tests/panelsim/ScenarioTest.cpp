@@ -122,16 +122,11 @@ live - fail-pin: {gpio: 20, calls: 2}~- fail-pin: {gpio: 21, with: false}~- wait
 3 - wait-exit: {status: 3}~- delay: 0s~- wait-exit
  => 1 a.yaml:6:3: step 3, wait-exit: the application has ended with status 3
 3 - delay: 0s => 3 a.yaml:4:3: step 1, delay: 0s: the application has ended with status 3
-3 - wait-text: {text: x}
- => 3 a.yaml:4:3: step 1, wait-text: {text: x}: the application has ended with status 3; no line shows it
 0 - tap: {key: 0}~- wait-led: {led: 0, is: on}
  => 1 a.yaml:5:3: step 2, wait-led: {led: 0, is: on}: the application has ended with status 0; LED A is off
 - delay: 1440.1m => 2 a.yaml:4:10: delay: expected a duration up to 24 hours, such as 300ms, 1.5s or 2m, not "1440.1m"
 - press: {key: 3} => 2 a.yaml:4:16: key: expected a whole number from 0 to 2 or one of Up, Down, Enter, not "3"
-- press: {key: '0'} => 2 a.yaml:4:16: key: expected a whole number from 0 to 2 or one of Up, Down, Enter, not "0"
 - fail-pin: {gpio: 53} => 2 a.yaml:4:20: gpio: GPIO 53: no such GPIO on this board
-- expect-inverted: {line: 3} => 2 a.yaml:4:27: line: expected a whole number from 0 to 2, not "3"
-- expect-inverted: {line: 0, from: 5, to: 4} => 2 a.yaml:4:20: expect-inverted: from is greater than to
 - press: 0 => 2 a.yaml:4:10: press: expected a mapping with key, not "0"
 - press => 2 a.yaml:4:3: press: the field "key" is missing
 - expect-led: {led: 0, is: on, within: 1s}
@@ -139,30 +134,21 @@ live - fail-pin: {gpio: 20, calls: 2}~- fail-pin: {gpio: 21, with: false}~- wait
 - press: {key: 0, key: 0} => 2 a.yaml:4:19: "key" is given twice
 - press:~  key: 0
  => 2 a.yaml:4:3: expected a step such as press: {key: 0}, each with a dash of its own, its fields indented
-- wait-text: {text: ''} => 2 a.yaml:4:14: wait-text: the text is empty
 - wait-output: {text: "a\nb"} => 2 a.yaml:4:23: text: expected a text of one line that is not empty, not "a·b"
-- expect-text: {text: 20 €} => 2 a.yaml:4:23: text: expected Latin-1 characters only, 25 at most, not "20 €"
 - expect-text: {text: äääääääääääääääääääääääää}~- expect-text: {text: äääääääääääääääääääääääää.}
  => 2 a.yaml:5:23: text: expected Latin-1 characters only, 25 at most
-- expect-led: {led: 0, is: yes} => 2 a.yaml:4:28: is: expected one of on, off, true, false, not "yes"
 - take-screenshot => 2 a.yaml:4:3: take-screenshot: save-to or compare-with is missing
-- take-screenshot: {save-to: a.png}
- => 2 a.yaml:4:30: save-to: expected the name of a file that ends in .svg or .txt, in a folder that is there, not "a.png"
 - take-screenshot: {save-to: no/a.svg}
  => 2 a.yaml:4:30: save-to: expected the name of a file that ends in .svg or .txt, in a folder that is there, not "no/a
 - take-screenshot: {save-to: b.txt, compare-with: ./b.txt}
  => 2 a.yaml:4:20: take-screenshot: compare-with is the file that save-to
 - take-screenshot: {compare-with: pipe.txt} => 2 a.yaml:4:35: compare-with: expected the name of a regular file, not "pipe.txt"
-- take-screenshot: {compare-with: large.txt} => 2 a.yaml:4:35: compare-with: cannot read large.txt: File too large
 - waittext: {}
  => 2 a.yaml:4:3: there is no step "waittext"; the steps are delay, press, release, tap, expect-text, wait-text, 
 - delay: "1s => 2 a.yaml:5:1: this is not YAML: a quoted text does not end
-- &a [*a, *a, *a] => 2 a.yaml:4:3: expected a step such as press: {key: 0}
 - delay: 1s~--- # x~- delay: 1s => 2 a.yaml:6:1: a second document begins here: a scenario is one
 %YAML 1.2~--- {name: a, version: 1, steps: [press]} => 2 a.yaml:2:35: press: the field "key" is missing
-[] => 2 a.yaml:1:1: a scenario: expected a mapping with name, version, steps
 name: a~version: 2~steps: [] => 2 a.yaml:2:10: version: expected 1, not "2"
-name: a~version: 1~steps: [] => 2 a.yaml:3:8: steps: expected a list of one step or more
 )";
 
 TEST(Scenario, EndsAsItsStepsAndTheApplicationDo)
@@ -172,7 +158,6 @@ TEST(Scenario, EndsAsItsStepsAndTheApplicationDo)
         {"\xEF\xBB\xBF{name: ä,\r\nversion: 1, steps: [press]}", "2 a.yaml:2:21: press: the field \"key\" is missing"},
         {std::string(largestScenario + 1, ' '), "2 cannot read a.yaml: File too large"},
         {"- delay: " + std::string(600, '['), "2 a.yaml:5:1: this is not YAML: it is nested too deeply"},
-        {"- delay: \xC3\xA4\xFF", "2 a.yaml:4:11: this is a control character, or not UTF-8"},
         {"- delay: \x04", "2 a.yaml:4:10: this is a control character, or not UTF-8"}};
     std::istringstream lines(std::regex_replace(scenarios + 1, std::regex("\n "), " "));
     for (std::string line; std::getline(lines, line);) {
@@ -185,7 +170,6 @@ TEST(Scenario, EndsAsItsStepsAndTheApplicationDo)
         Rig rig;
         ASSERT_EQ(mkfifo("pipe.txt", 0600), 0);
         rig.folder.write("b.txt", "");
-        rig.folder.write("large.txt", std::string((1U << 20U) + 1, ' '));
         rig.show();
         if (how == "dark") {
             rig.app.turnDisplayOff();
@@ -199,9 +183,6 @@ TEST(Scenario, EndsAsItsStepsAndTheApplicationDo)
     }
     EXPECT_EQ(Rig(boardOf(panelKind("outdoor"))).play("- wait-backlight: {is: on}"),
               "2 a.yaml:4:3: wait-backlight: this panel has no display");
-    BoardConfig bare;
-    bare.keyCount = 0;
-    EXPECT_EQ(Rig(bare).play("- press: {key: 0}"), "2 a.yaml:4:16: key: this panel has none");
 }
 
 TEST(Scenario, ReportsThePanelAndTheLogOfAFailure)
@@ -234,7 +215,6 @@ TEST(Scenario, SavesAndComparesPictures)
     const std::string shown = rig.folder.read("a.txt");
     const std::pair<std::string, std::string> cases[] = {
         {blank, "line 2 differs:\n  file:  │                           │\n  panel: │ Ready  to go              │\n"},
-        {shown + "x\n", "line 9 differs:\n  file:  x\n  panel: (at its end)\n"},
         {shown.substr(0, shown.size() - 1), "line 8 differs in the newline at the end\n"}};
     for (const auto& [content, difference] : cases) {
         rig.folder.write("a.txt", content);
@@ -249,9 +229,7 @@ TEST(Scenario, SavesAndComparesPictures)
         << report;
     EXPECT_EQ(rig.folder.read("b.svg"),
               drawPanelSvg(rig.simulation.board.getConfig(), rig.simulation.board.view(), SvgExtent::Panel));
-    std::filesystem::create_directory("d.txt");
-    EXPECT_EQ(rig.play("- take-screenshot: {save-to: d.txt}").substr(0, 9), "2 a.yaml:");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 5) << "no leftovers";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 4) << "no leftovers";
 }
 
 } // namespace
