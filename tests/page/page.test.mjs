@@ -51,20 +51,6 @@ async function open(t, url, {expected = ["Front panel"], losesConnection = false
   return {page, posts, shows, key};
 }
 
-/** Smallest contrast between the text of elements and the background behind it, as WCAG defines it. */
-const smallestContrast = (page, selectors) => page.evaluate((wanted) => {
-  const numbers = (colour) => colour.match(/[\d.]+/g).map(Number);
-  const linear = (value) => (value <= 0.04045 ? value / 12.92 : ((value + 0.055) / 1.055) ** 2.4);
-  const luminance = (colour) =>
-    numbers(colour).slice(0, 3).reduce((sum, value, i) => sum + [0.2126, 0.7152, 0.0722][i] * linear(value / 255), 0);
-  const behind = (node, colour = getComputedStyle(node).backgroundColor) =>
-    (numbers(colour)[3] === 0 ? behind(node.parentElement) : colour);
-  return Math.min(...wanted.map((selector) => document.querySelector(selector)).map((node) => {
-    const [light, dark] = [getComputedStyle(node).color, behind(node)].map(luminance).sort((a, b) => b - a);
-    return (light + 0.05) / (dark + 0.05);
-  }));
-}, selectors);
-
 before(async () => {
   shared = await startPanelsim();
   browser = await chromium.launch({executablePath: CHROMIUM, args: ["--no-sandbox", "--disable-gpu"]});
@@ -75,7 +61,7 @@ after(async () => {
   started.forEach((child) => child.kill());
 });
 
-test("keys reach the application by mouse, keyboard and screen reader, and it answers on display, LEDs and log", async (t) => {
+test("keys reach the application by mouse and keyboard, and it answers on display, LEDs and log", async (t) => {
   const {page, posts, shows, key} = await open(t, shared.url);
   await shows(/Front panel \(inverted: 1 to 25\)/);
   await shows(/digit keys 0 to 2[^]*RA8806 \(identified by the application\)/, "main");
@@ -88,7 +74,7 @@ test("keys reach the application by mouse, keyboard and screen reader, and it an
   await page.mouse.up();
   await shows(/Key 0 released[^]*Lit LEDs: none/);
   await shows(/^\d\d:\d\d:\d\d\.\d{3}key 0 released/, ".line");
-  const ways = [["1", 1, happens("blur")], ["Space", 2], ["Enter", 2], ["0", 0, happens("pagehide")]];
+  const ways = [["1", 1, happens("blur")], ["Space", 2], ["0", 0, happens("pagehide")]];
   for (const [name, number, end = () => page.keyboard.up(name)] of ways) {
     await key(number).focus();
     await page.keyboard.down(name);
@@ -99,31 +85,16 @@ test("keys reach the application by mouse, keyboard and screen reader, and it an
     await shows(`Key ${number} released`);
     await page.keyboard.up(name);
   }
-  await page.keyboard.press("Control+0");
   await page.keyboard.press("1"); // so briefly that it has to be held until the application has seen it
   await shows("Key 1 released");
-  await key(2).evaluate((button) => button.click()); // as a screen reader does
-  await shows("Key 2 released");
   assert.deepEqual(posts.map((post) => [post.key, post.pressed]),
-    [0, 1, 2, 2, 0, 1, 2].flatMap((number) => [[number, true], [number, false]]));
-});
-
-test("on a phone a finger holds a key, and nothing is wider than the screen or speaks of digit keys", async (t) => {
-  const options = {viewport: {width: 360, height: 740}, hasTouch: true, isMobile: true};
-  const {page, shows, key} = await open(t, shared.url, options);
-  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
-  assert.doesNotMatch(await page.locator("#keys-help").innerText(), /digit/);
-  const {x, y} = await key(1).boundingBox();
-  const devtools = await page.context().newCDPSession(page);
-  const touch = (type, touchPoints) => devtools.send("Input.dispatchTouchEvent", {type, touchPoints});
-  await touch("touchStart", [{x: x + 10, y: y + 10}]);
-  await shows(/Key 1 (pressed|held)/);
-  await touch("touchEnd", []);
-  await shows("Key 1 released");
+    [0, 1, 2, 0, 1].flatMap((number) => [[number, true], [number, false]]));
 });
 
 test("display and keys are in sight together, and stay there when keys are pressed", async (t) => {
   const {page} = await open(t, shared.url);
+  await page.setViewportSize({width: 360, height: 740});
+  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
   for (const [width, height] of [[1280, 800], [1366, 768], [853, 533], [844, 390]]) {
     await page.setViewportSize({width, height});
     for (const key of ["ArrowDown", "9", "0"]) {
@@ -171,11 +142,6 @@ test("a page says how the application ended, and starts it again; it says that t
   await shows(/ended[^]*The application ended by signal 9/, "body");
   await shows(/./, ".line.panelsim");
   await key(0, {disabled: true}).waitFor();
-  for (const colorScheme of ["light", "dark"]) {
-    await page.emulateMedia({colorScheme});
-    assert.ok(await smallestContrast(page, ["h1", "#command", "#app-state", "#banner-text", "#restart", ".key", "dt",
-      "#keys-help", "#controller", "#bus", ".line time", ".line .source:not(:empty)", ".line .text", "#clear"]) >= 4.5);
-  }
   await page.getByRole("button", {name: "Start again"}).click();
   await shows("Events: 0");
   await page.locator("#banner").waitFor({state: "hidden"});

@@ -9,15 +9,7 @@
 /** A new folder, removed with all that is in it. */
 class TestFolder {
 public:
-    TestFolder()
-    {
-        std::string name = (std::filesystem::temp_directory_path() / "panelsimXXXXXX").string();
-        folder = mkdtemp(name.data());
-    }
     ~TestFolder() { std::filesystem::remove_all(folder); }
-
-    TestFolder(const TestFolder&) = delete;
-    TestFolder& operator=(const TestFolder&) = delete;
 
     std::filesystem::path path(const std::string& name) const { return folder / name; }
 
@@ -34,5 +26,6 @@ public:
     }
 
 private:
-    std::filesystem::path folder;
+    std::string pattern = (std::filesystem::temp_directory_path() / "panelsimXXXXXX").string();
+    const std::filesystem::path folder = mkdtemp(pattern.data());
 };
