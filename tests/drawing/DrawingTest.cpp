@@ -33,13 +33,12 @@ TEST(DisplayLine, WritesTextAtAnOffset)
         std::u16string text;
         const char* line;
         std::string log = "";
-    } cases[] = {{2, u"xy", "abxy"},
-                 {3, u"\u0141y", "abcd", "! ERROR: text 'Ay' is too long to write in line!\n"},
-                 {0, u"vwxyz", "abcd", "! ERROR: text 'vwxyz' is too long to write in line!\n"},
-                 {4, u"", "abcd"},
-                 {0, u"x\0z"s, "xbzd"},
-                 {~0U, u"\0\0z"s, "azcd"},
-                 {9, u"\0"s, "abcd"}};
+    } cases[] = {
+        {2, u"xy", "abxy"},
+        {3, u"\u0141y", "abcd", "! ERROR: text 'Ay' is too long to write in line!\n"},
+        {0, u"x\0z"s, "xbzd"},
+        {~0U, u"\0\0z"s, "azcd"},
+    };
     for (const auto& c : cases) {
         DisplayLine line(u"abcd");
         EXPECT_TRUE(line.setInverted(0, 1, true));
@@ -82,10 +81,7 @@ TEST(DisplayBuffer, ChangesItsLinesAndRefusesOnesPastTheLast)
     EXPECT_TRUE(page.getLine(2) == DisplayLine() && page.getLineString(2).empty());
     DisplayBuffer other = page;
     other.clear(1);
-    EXPECT_EQ(other.getLine(1), DisplayLine(4)) << "the width is that of the page";
     EXPECT_FALSE(other == page);
-    other.clear();
-    EXPECT_EQ(other, DisplayBuffer(4, 2));
     EXPECT_FALSE(DisplayBuffer(4, 0) == DisplayBuffer(5, 0) || DisplayBuffer(4, 1) == DisplayBuffer(4, 2));
 }
 

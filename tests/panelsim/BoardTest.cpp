@@ -1,7 +1,6 @@
 #include "panelsim/board/Board.h"
 
 #include "panelsim/board/AppLog.h"
-#include "panelsim/board/Text.h"
 #include "panelsim/picture/PanelText.h"
 #include "tests/panelsim/FakeApplication.h"
 
@@ -113,9 +112,6 @@ TEST(Board, ShowsWhatIsDoneToIt)
     board.releaseAll(8);
     EXPECT_TRUE(!board.read(11) && board.keyReads(1) == 2 && board.keyReads(0) == 0);
     EXPECT_THROW(board.press(3), std::out_of_range);
-    app.writeRegister(0x20, 1);
-    app.writeRegister(0x30, 31);
-    expectShown("  │\n│ ab                        │\n│                           │\n└");
     board.makeOutput(52, false);
     board.makeOutput(52, true);
     expectShown("│                           │\n└───────────────────────────┘\ndisplay off");
@@ -160,15 +156,6 @@ TEST(AppLog, PutsPiecesTogetherToLinesAndFindsText)
         log.remark("remark");
     }
     EXPECT_TRUE(log.linesFrom(0).first == 7 && log.linesFrom(0).lines.size() == AppLog::keptLines);
-}
-
-TEST(Text, MakesAnyBytesPrintable)
-{
-    const std::string text = "\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF";
-    EXPECT_EQ(printable(text + "a\x7F\x1F\xC2\x80\xC2\x9F\xC2\xA0\xC3\xBF"), text + "a····\u00A0ÿ");
-    EXPECT_EQ(printable("\x80(\xC1\xBF(\xE0\x9F\xBF(\xED\xA0\x80(\xF0\x8F\x80\x80(\xF4\x90\x80\x80(\xE2\x82("),
-              "\uFFFD(\uFFFD\uFFFD(\uFFFD\uFFFD\uFFFD(\uFFFD\uFFFD\uFFFD(\uFFFD\uFFFD\uFFFD\uFFFD(\uFFFD\uFFFD\uFFFD"
-              "\uFFFD(\uFFFD\uFFFD(");
 }
 
 } // namespace

@@ -98,9 +98,7 @@ TEST(PinServerTest, HasPinsThatFailAsThoseOfTheKernelDo)
         {[&] { return turn(out); }, "logic: GPIO 22: setDirection before init"},
         {[&] { return pin->init(true, in, false) + level(); }, "3"},
         {[&] { return set(true); }, "GPIO 22: the line is an input: Operation not permitted"},
-        {[&] { return turn(out) + pin->getValue(); }, "1"},
         {[&] { return set(true) + pin->getValue(); }, "11"},
-        {[&] { return turn(in); }, "2"},
         {[&] { return turn(out); }, "0"},
         {[&] { return set(false); }, "0"},
         {[&] { return pin->init(false, out, true) + level(); }, "2"},
@@ -164,26 +162,6 @@ TEST(PinServerTest, RefusesOtherUsersAndWhoDoesNotFollowTheProtocol)
     const std::string mismatch = "panelsim and its preloaded library are of different versions";
     EXPECT_EQ(ask(connection(), request).text.data(), mismatch);
     EXPECT_EQ(service().complaints, expected);
-}
-
-TEST(PinServerTest, StampsOperationsWithTheTimeOfTheApplication)
-{
-    std::chrono::nanoseconds seen;
-    const FileDescriptor socket = connection();
-    const std::uint32_t pin = ask(socket, {}).value;
-    ask(socket, {Request::Operation::Export, pin, 27});
-    ask(socket, {Request::Operation::Init, pin}); // floating
-    service().board.observe([&](const LineChange& change) { seen = change.time; });
-    const auto driveAt = [&](std::chrono::nanoseconds time, std::uint8_t level) {
-        ask(socket, {Request::Operation::Init, pin, 0, level, 1, 0, protocolVersion, time.count()});
-        return seen;
-    };
-    const auto now = Board::steadyTime();
-    EXPECT_EQ(driveAt(now, 0), now);
-    EXPECT_EQ(driveAt(now - std::chrono::hours(1), 1), now) << "never back";
-    const auto ahead = driveAt(now + std::chrono::hours(1), 0);
-    EXPECT_TRUE(ahead > now && ahead <= Board::steadyTime()) << "never ahead";
-    service().board.observe(nullptr);
 }
 
 } // namespace

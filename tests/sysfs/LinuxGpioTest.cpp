@@ -1,6 +1,5 @@
 #include "sysfs/LinuxGpio.h"
 
-#include "sysfs/SysfsGpioFactory.h"
 #include "sysfs/SystemCalls.h"
 #include "tests/sysfs/FakeKernel.h"
 
@@ -36,12 +35,6 @@ TEST(LinuxGpio, TreatsRealFilesAsTheKernelsOwn)
     EXPECT_EQ(errorOf(exportLine), "");
     fs::remove_all(directory);
     EXPECT_NE(errorOf(exportLine).find(std::strerror(ENOENT)), std::string::npos);
-}
-
-TEST(SysfsGpioFactory, MakesPinsOfTheRunningKernel)
-{
-    const std::string text = errorOf([] { sysfs::SysfsGpioFactory().create()->exportGpio(4294967295U); });
-    EXPECT_EQ(text.rfind("GPIO 4294967295: ", 0), 0U) << text;
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 #include "panelsim/board/Board.h"
 #include "panelsim/board/InstalledBoard.h"
 #include "panelsim/picture/PanelText.h"
-#include "tools/Commands.h"
 #include "tools/Interrupt.h"
 
 #include <algorithm>
@@ -63,9 +62,7 @@ TEST(Frontpanel, RefusesWrongArgumentsInOneLineAndUsesNoPin)
         {"blink", "unknown command 'blink', known are detect chips keys led leds print lamptest demo"},
         {"led -x", "unknown option '-x', known are --help --id-base --inverted-leds --key-base --key-count "
                    "--lcd-base --led-base --led-count --leds-on --panel --version"},
-        {"keys --key-base 010", "--key-base: '010' is not a decimal number"},
         {"keys --key-base 1\n2", "--key-base: '1?2' is not a decimal number"},
-        {"leds on --leds-on 1,8", "--leds-on: there is no LED 8, the panel has 0 to 7"},
         {"leds on --inverted-leds 7,28,8", "--inverted-leds: 8 is neither an LED (0 to 7) nor the backlight's GPIO 28"},
         {"demo --panel indoor --led-base 4294967288",
          "backlight (GPIO 4294967296): the highest GPIO number is 4294967295"},
@@ -75,16 +72,14 @@ TEST(Frontpanel, RefusesWrongArgumentsInOneLineAndUsesNoPin)
         {"print a --panel outdoor", "the outdoor panel has no display"},
         {"print a 1234567890123456789012345\xC3\xA4", "LINE1: the text has 26 characters, a line of the display 25"},
         {"print 5€", "LINE0: the display has no '€'"},
-        {"print a b \xC3(", "LINE2: the text is not valid UTF-8"},
-        {"print a --invert 0:4-5x", "--invert: '0:4-5x'" + cells},
     };
     for (const auto& row : cases) {
         EXPECT_EQ(outcomeOf(row.words), "2|frontpanel: " + row.complaint) << row.words;
     }
     for (const std::string words :
          {"keys --panel indoor --id-base 10", "led 10 on --led-count 11", "leds off --led-base 4294967288",
-          "leds on --inverted-leds 0,28", "print -- --help", "print -5 [a,b] {} --invert 2:24", "lamptest 86400 --panel outdoor --key-base 28",
-          "demo --key-base 18 --lcd-base 10 --seconds 0"}) {
+          "leds on --inverted-leds 0,28", "print -- --help", "print -5 [a,b] {} --invert 2:24",
+          "lamptest 86400 --panel outdoor --key-base 28", "demo --key-base 18 --lcd-base 10 --seconds 0"}) {
         EXPECT_EQ(outcomeOf(words), "1|frontpanel: no simulated board is installed") << words;
     }
 }
@@ -139,8 +134,6 @@ TEST(Frontpanel, OperatesThePanelAndSaysInOneLineWhatFailed)
         {indoor, "detect --quiet", "0|indoor", dark},
         {outdoor, "detect", "0|outdoor", dark},
         {{3}, "detect", failed + "ID lines (GPIO 4 to 7) show no known panel", dark},
-        {indoor, "detect", failed + "GPIO 5: made to fail", dark, badId},
-        {inverted, "leds off --inverted-leds 3", "0", dark},
         {indoor, "leds on", failed + refusal, "LEDs ● ○ ○ ", refused},
         {inverted, print + "--inverted-leds 28", "0", text},
         {indoor, word, "0" + again, "│ x ", lcdOnce},
@@ -148,7 +141,6 @@ TEST(Frontpanel, OperatesThePanelAndSaysInOneLineWhatFailed)
         {inverted, "lamptest 0 --leds-on 1", "0", "LEDs ○ ● ○ ● ○ ○ ○ ○"},
         {indoor, "lamptest 60", "0" + again, empty, lcdOnce, {full}},
         {indoor, "lamptest 0", "1" + again + "|frontpanel: the display failed during the lamp test", dark, badLcd},
-        {indoor, "lamptest 0", failed + "GPIO 27: made to fail", dark, badLed},
         {indoor, demo, failed + "GPIO 11: made to fail", dark, badKey},
         {indoor, demo + " --seconds 0", "1" + again + "|frontpanel: the display failed", dark, badLcd},
         {indoor, demo, "1" + held + "|frontpanel: " + refusal, empty, refused, {start, "Key 1 held"}},
@@ -200,19 +192,6 @@ TEST(Frontpanel, EndsBySignalsAndWithoutAnybodyWhoTakesItsOutput)
     EXPECT_EXIT(end("led 0 on", STDERR_FILENO, SIGTERM), testing::KilledBySignal(SIGTERM), ""); // has not waited for it
     EXPECT_EXIT(end("lamptest 86400", STDERR_FILENO, SIGINT), testing::ExitedWithCode(0), "");
     EXPECT_EXIT(end("lamptest 86400", full[1], SIGHUP), testing::KilledBySignal(SIGHUP), "");
-}
-
-TEST(Frontpanel, DescribesChipsAsAFileThatGivesThemTheNumbersTheyHave)
-{
-    EXPECT_EQ(tools::describeChips({{"gpiochip0", "30200000.gpio", 32, {}, 512, "file", ""},
-                                    {"gpiochip1", "twin", 8, {}, 544, "file", ""},
-                                    {"", "#", 0, {}, 8, "file", ""},
-                                    {"gpiochip4", "twin", 4, {}, {}, "", ""}}),
-              "# first number, chip\n"
-              "512 30200000.gpio # to 543 by file: gpiochip0, label '30200000.gpio', 32 lines\n"
-              "544 gpiochip1 # to 551 by file: gpiochip1, label 'twin', 8 lines\n"
-              "# 8  # to 8 by file: not found in /dev, label '#', cannot be read\n"
-              "# no numbers: gpiochip4, label 'twin', 4 lines");
 }
 
 } // namespace
