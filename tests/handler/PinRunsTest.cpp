@@ -1,5 +1,4 @@
 #include "frontpanelhw/FrontPanelType.h"
-#include "frontpanelhw/handler/GpioVectorCreator.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakePins.h"
 
@@ -8,20 +7,6 @@
 #include <string>
 
 using namespace frontpanelhw;
-
-TEST(GpioVectorCreator, ConfiguresAllPinsEvenIfOneRefusesAndReplacesThemInPlace)
-{
-    FakePins pins;
-    pins.refused = {"init 7 inverted out 1"};
-    handler::GpioVectorCreator creator(pins, 7, 2);
-    auto& gpios = creator.createAndInit(true, sysfs::PinDirectionEn::Output, true);
-    EXPECT_TRUE(&creator.createOnlyExported() == &gpios && gpios.size() == 2);
-    creator.deinit();
-    creator.deinit();
-    EXPECT_EQ(pins.take(), "create export 7 create export 8 init 7 inverted out 1 init 8 inverted out 1 "
-                           "deinit 7 deinit 8 delete 7 delete 8 create export 7 create export 8 "
-                           "deinit 7 deinit 8 delete 7 delete 8");
-}
 
 TEST(PanelType, IsReadFromFourLines)
 {

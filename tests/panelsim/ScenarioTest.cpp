@@ -99,8 +99,6 @@ struct Rig {
 const char* const scenarios = R"(
 live - delay: 3ms~- press: {key: Up}~- release:~    key: 0~- tap: {key: 0, for: 1ms}~- delay: 0s => 0 
 live - tap: {key: Down, for: 1ms}~- tap: {key: 1, for: 1ms}~- wait-output: {text: +-+-} => 0 
-live - tap: {key: Enter, for: 60m}
- => 3 a.yaml:4:3: step 1, tap: {key: Enter, for: 60m}: the application has ended by signal 11 (Segmentation fault)
 - expect-text: {text: "go ", line: 0, whole: false}~- expect-text: {text: "Grüß  "}~- wait-text: {text: x, within: 1ms}
  => 1 a.yaml:6:3: step 3, wait-text: {text: x, within: 1ms}: after 1 ms, no line shows it
 - wait-text: {text: Grü}~- expect-text: {text: Grü, line: 1}
@@ -121,18 +119,15 @@ live - fail-pin: {gpio: 20, calls: 2}~- fail-pin: {gpio: 21, with: false}~- wait
 - expect-no-bus-faults:~- expect-exit => 1 a.yaml:5:3: step 2, expect-exit: the application is not started
 3 - wait-exit: {status: 3}~- delay: 0s~- wait-exit
  => 1 a.yaml:6:3: step 3, wait-exit: the application has ended with status 3
-3 - delay: 0s => 3 a.yaml:4:3: step 1, delay: 0s: the application has ended with status 3
 0 - tap: {key: 0}~- wait-led: {led: 0, is: on}
  => 1 a.yaml:5:3: step 2, wait-led: {led: 0, is: on}: the application has ended with status 0; LED A is off
 - delay: 1440.1m => 2 a.yaml:4:10: delay: expected a duration up to 24 hours, such as 300ms, 1.5s or 2m, not "1440.1m"
 - press: {key: 3} => 2 a.yaml:4:16: key: expected a whole number from 0 to 2 or one of Up, Down, Enter, not "3"
 - fail-pin: {gpio: 53} => 2 a.yaml:4:20: gpio: GPIO 53: no such GPIO on this board
-- press: 0 => 2 a.yaml:4:10: press: expected a mapping with key, not "0"
 - press => 2 a.yaml:4:3: press: the field "key" is missing
 - press: {key: 0, key: 0} => 2 a.yaml:4:19: "key" is given twice
 - press:~  key: 0
  => 2 a.yaml:4:3: expected a step such as press: {key: 0}, each with a dash of its own, its fields indented
-- wait-output: {text: "a\nb"} => 2 a.yaml:4:23: text: expected a text of one line that is not empty, not "a·b"
 - expect-text: {text: äääääääääääääääääääääääää}~- expect-text: {text: äääääääääääääääääääääääää.}
  => 2 a.yaml:5:23: text: expected Latin-1 characters only, 25 at most
 - take-screenshot => 2 a.yaml:4:3: take-screenshot: save-to or compare-with is missing
@@ -140,7 +135,6 @@ live - fail-pin: {gpio: 20, calls: 2}~- fail-pin: {gpio: 21, with: false}~- wait
  => 2 a.yaml:4:30: save-to: expected the name of a file that ends in .svg or .txt, in a folder that is there, not "no/a
 - take-screenshot: {save-to: b.txt, compare-with: ./b.txt}
  => 2 a.yaml:4:20: take-screenshot: compare-with is the file that save-to
-- take-screenshot: {compare-with: pipe.txt} => 2 a.yaml:4:35: compare-with: expected the name of a regular file, not "pipe.txt"
 - waittext: {}
  => 2 a.yaml:4:3: there is no step "waittext"; the steps are delay, press, release, tap, expect-text, wait-text, 
 - delay: "1s => 2 a.yaml:5:1: this is not YAML: a quoted text does not end
@@ -164,7 +158,6 @@ TEST(Scenario, EndsAsItsStepsAndTheApplicationDo)
         const std::size_t blank = text.find(" - ");
         const std::string how = blank <= 4 ? text.substr(0, blank) : "";
         Rig rig;
-        ASSERT_EQ(mkfifo("pipe.txt", 0600), 0);
         rig.folder.write("b.txt", "");
         rig.show();
         if (how == "dark") {

@@ -68,9 +68,7 @@ const struct {
      "GPIO 8: there are neither chips in /dev (CONFIG_GPIO_CDEV) nor in /sys/class/gpio (CONFIG_GPIO_SYSFS): No such "
      "device",
      {}},
-    {545, "cannot read /sys/class/gpio/gpiochip512/ngpio" + denied, two, "", "", "read .*gpiochip512"},
     // Numbers by a file
-    {33, "libsysfsgpio 545", two, "# moved\n 0 a\t# the bank\n\n32 gpiochip1"},
     {1, "libsysfsgpio 545", twins, "0 gpiochip1"},
     {1, noBase + ": No such device", twins, "0 gpiochip1", "sysfs"},
     {104, "libsysfsgpio 200", withoutBases, "100 c\n104 " + longLabel},
