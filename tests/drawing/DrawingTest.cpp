@@ -13,18 +13,14 @@
 using namespace frontpanelhw::drawing;
 using namespace std::string_literals;
 
-namespace {
-
 /** @return the line or page as written to a stream whose format must have no effect */
 template <typename Drawn>
-std::string rendered(const Drawn& drawn)
+static std::string rendered(const Drawn& drawn)
 {
     std::ostringstream text;
     text << std::hex << std::showbase << std::setfill('*') << std::setw(40) << drawn;
     return text.str();
 }
-
-} // namespace
 
 TEST(DisplayLine, WritesTextAtAnOffset)
 {

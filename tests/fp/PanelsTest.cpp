@@ -10,9 +10,9 @@ using namespace frontpanelhw;
 TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
 {
     FakePins pins;
-    pins.refused = {"init 44 out 0", "2s"};
-    const CapturedOutput output;
-    const VirtualTime time(VirtualTime::Others::Sleep, [&](const std::string& sleep) { return pins.happen(sleep); });
+    pins.refused = {"init 44 out 0", "2000000us"};
+    CapturedOutput output;
+    const VirtualTime time([&](const std::string& sleep) { return pins.happen(sleep); });
     fp::IndoorFpImpl panel(pins, 10, 20, 40, 1, 2, {0, 22}, {1});
     EXPECT_EQ(
         pins.take(),
@@ -23,9 +23,10 @@ TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
         "init 43 out 0 init 44 out 0 init 45 out 0 init 46 out 0 init 47 out 0 init 48 out 0 "
         "init 49 inverted out 0 init 50 inverted out 0 init 51 inverted out 0 init 52 inverted out 0 "
         "init 22 inverted out 0");
+    EXPECT_EQ(output.take(), "! ERROR: failed to initialize one or more gpio(s)\nINFO: status register: 0 0x0\n");
     EXPECT_TRUE(static_cast<fp::FpBase&>(panel).start(true, 2));
     panel.stop();
-    EXPECT_EQ(pins.take().rfind("20=1 21=1 2s 1s 20=0 21=1 ", 0), 0U) << "the sleep was interrupted halfway";
+    EXPECT_EQ(pins.take().rfind("20=1 21=1 2000000us 1000000us 20=0 21=1 ", 0), 0U) << "interrupted halfway";
     EXPECT_FALSE(panel.isRunning() || panel.setContrast(0));
     EXPECT_FALSE(panel.initController(nullptr) || panel.printBuffer(drawing::DisplayBuffer(3, 0)));
 }

@@ -10,8 +10,6 @@
 using namespace frontpanelhw::handler;
 using namespace std::chrono_literals;
 
-namespace {
-
 class KeyEventQueueTest : public testing::Test {
 protected:
     /** Reports keys: "0+" that key 0 is pressed, "0-" that it is released. */
@@ -40,8 +38,6 @@ protected:
     std::unique_ptr<KeyEventQueue> queue = std::make_unique<KeyEventQueue>();
     std::function<void(unsigned, bool)> callback = queue->callback();
 };
-
-} // namespace
 
 TEST_F(KeyEventQueueTest, TellsPressesRepeatsAndReleasesAndMergesRepeatsThatWait)
 {

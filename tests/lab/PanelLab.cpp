@@ -17,7 +17,6 @@
 #include <optional>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace {
@@ -276,12 +275,8 @@ private:
     }
 
     std::istringstream script;
-    VirtualTime time{VirtualTime::Others::Wait};
-    CapturedOutput output{[this](std::string_view line) {
-        if (line == "INFO: KeyHandler stop called\n") {
-            time.wake();
-        }
-    }};
+    VirtualTime time;
+    CapturedOutput output{&time};
     std::vector<unsigned> ledsInitiallyOn;
     Board board;
     LabPins pins;

@@ -13,8 +13,6 @@
 using namespace frontpanelhw::lcd;
 using frontpanelhw::drawing::DisplayLine;
 
-namespace {
-
 const std::string common = "11=20/FF 20=18/FF 21=1D/FF 30=2F/FF 31=2F/FF 80=64/FF E0=00/FF ";
 const std::string ra8803Set =
     "00=C9/FF 01=B6/FF 02=00/FF 03=80/FF 10=6B/FF 12=A1/FF " + common +
@@ -26,8 +24,6 @@ struct ControllersTest : testing::Test {
     Record record;
     FakeLcd lcd{record};
 };
-
-} // namespace
 
 TEST_F(ControllersTest, ProfilesWriteTheirRegistersEvenIfSomeFail)
 {

@@ -16,15 +16,13 @@
 #include <unistd.h>
 #include <utility>
 
-namespace {
-
 using namespace panelsim;
 
 /** A server in front of a panel without an application. It works while a client reads. */
 struct Served {
     explicit Served(const std::string& address = "0", const BoardConfig& board = FakeApplication::boardConfig())
         : simulation(board, [] { return std::chrono::nanoseconds(0); }),
-          server(std::make_unique<PanelServer>(simulation, "./app \"x", address, [this] { ++restarts; })),
+          server(std::make_unique<PanelServer>(simulation, "./app \"x", address, nullptr)),
           port(std::regex_replace(server->url(), std::regex(".*:|/"), ""))
     {
     }
@@ -62,7 +60,6 @@ struct Served {
     }
 
     Simulation simulation;
-    int restarts = 0;
     std::unique_ptr<PanelServer> server;
     const std::string port;
 };
@@ -97,9 +94,6 @@ TEST(PanelServer, RefusesRequestsOfOtherSitesAndThoseThatAreNotAsTheyShouldBe)
     }
     EXPECT_TRUE(local.sends(local.ask("POST /keys", keys, longest), "HTTP/1.1 204"));
     EXPECT_TRUE(local.sends(page, R"("keys":[true,false,false])"));
-    local.server->offerRestart(true);
-    EXPECT_TRUE(local.sends(page, R"("restart":true)"));
-    EXPECT_TRUE(local.sends(local.ask("POST /restart", keys, "{}"), "HTTP/1.1 202") && local.restarts == 1);
     EXPECT_TRUE(local.sends(local.ask("GET /panel.js", host), "default-src 'none'; script-src 'self';"));
 }
 
@@ -137,5 +131,3 @@ TEST(PanelServer, SendsWhatChangesAndReleasesTheKeysOfAPageThatIsGone)
     sends(R"("source":"panelsim","text":"the last line")");
     sends("0\r\n\r\n");
 }
-
-} // namespace

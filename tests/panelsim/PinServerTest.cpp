@@ -18,8 +18,6 @@
 #include <unistd.h>
 #include <utility>
 
-namespace {
-
 using namespace panelsim;
 using sysfs::PinDirectionEn;
 using testing::ExitedWithCode;
@@ -36,20 +34,20 @@ struct PinService {
     const PinServer server{board, [this](const std::string& text) { complaints += text + "\n"; }};
 };
 
-PinService& service()
+static PinService& service()
 {
     static PinService all;
     return all;
 }
 
-std::unique_ptr<sysfs::ISysfsGpio> pinOn(unsigned gpio)
+static std::unique_ptr<sysfs::ISysfsGpio> pinOn(unsigned gpio)
 {
     auto pin = sysfs::SysfsGpioFactory().create();
     pin->exportGpio(gpio);
     return pin;
 }
 
-std::string outcomeOf(const Action& action)
+static std::string outcomeOf(const Action& action)
 {
     try {
         return std::to_string(action());
@@ -61,7 +59,7 @@ std::string outcomeOf(const Action& action)
 }
 
 /** @return a connection that is not a pin's */
-FileDescriptor connection()
+static FileDescriptor connection()
 {
     const auto [to, size] = socketAddress(service().server.address());
     FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET, 0), "socket");
@@ -70,7 +68,7 @@ FileDescriptor connection()
 }
 
 /** @return the reply, without a value when the connection is closed */
-Reply ask(const FileDescriptor& socket, const Request& request)
+static Reply ask(const FileDescriptor& socket, const Request& request)
 {
     Reply reply;
     send(socket.get(), &request, sizeof request, MSG_NOSIGNAL);
@@ -162,5 +160,3 @@ TEST(PinServerTest, RefusesOtherUsersAndWhoDoesNotFollowTheProtocol)
     EXPECT_EQ(ask(connection(), request).text.data(), mismatch);
     EXPECT_EQ(service().complaints, expected);
 }
-
-} // namespace

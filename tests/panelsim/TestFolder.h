@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
 
 /** A new folder, removed with all that is in it. */
@@ -13,16 +13,14 @@ public:
 
     std::filesystem::path path(const std::string& name) const { return folder / name; }
 
-    std::filesystem::path write(const std::string& name, const std::string& content) const
+    void write(const std::string& name, const std::string& content) const
     {
         std::ofstream(path(name), std::ios::binary) << content;
-        return path(name);
     }
     std::string read(const std::string& name) const
     {
-        std::ostringstream content;
-        content << std::ifstream(path(name), std::ios::binary).rdbuf();
-        return content.str();
+        std::ifstream file(path(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
     }
 
 private:

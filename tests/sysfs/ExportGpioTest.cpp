@@ -11,8 +11,6 @@
 #include <string>
 #include <vector>
 
-namespace {
-
 using Chips = std::vector<FakeKernel::Chip>;
 const auto none = std::optional<unsigned>();
 const std::map<unsigned long, std::string> exported = {{40, "sysfs"}};
@@ -112,5 +110,3 @@ TEST(ExportGpio, GivesEachNumberOneLineByOneInterfaceOrSaysWhyNot)
     unsetenv("SYSFSGPIO_BACKEND");
     unsetenv("SYSFSGPIO_CONFIG");
 }
-
-} // namespace

@@ -11,8 +11,6 @@
 #include <string>
 #include <unistd.h>
 
-namespace {
-
 TEST(LinuxGpio, TreatsRealFilesAsTheKernelsOwn)
 {
     namespace fs = std::filesystem;
@@ -36,5 +34,3 @@ TEST(LinuxGpio, TreatsRealFilesAsTheKernelsOwn)
     fs::remove_all(directory);
     EXPECT_NE(errorOf(exportLine).find(std::strerror(ENOENT)), std::string::npos);
 }
-
-} // namespace

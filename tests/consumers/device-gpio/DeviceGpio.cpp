@@ -30,11 +30,7 @@ struct ISysfsGpio {
         const std::string high = std::getenv("DEVICE_GPIO_HIGH");
         return report("read") && high.find(" " + std::to_string(number) + " ") != std::string::npos;
     }
-    virtual void exportGpio(unsigned gpioNumber)
-    {
-        number = gpioNumber;
-        report("export");
-    }
+    virtual void exportGpio(unsigned gpioNumber) { number = gpioNumber, report("export"); }
     virtual unsigned getGpioNumber() const { return number; }
 
     static std::string name(PinDirectionEn direction) { return direction == PinDirectionEn::Input ? " in" : " out"; }
