@@ -1,10 +1,5 @@
-#include "frontpanelhw/fp/Indoor.h"
 #include "frontpanelhw/fp/IndoorFpImpl.h"
-#include "frontpanelhw/lcd/Ra8806RegistersController.h"
-#include "frontpanelhw/lcd/Ra8822LcdController.h"
-#include "tests/lab/LabPins.h"
 #include "tests/support/CapturedOutput.h"
-#include "tests/support/FakeLcd.h"
 #include "tests/support/FakePins.h"
 #include "tests/support/VirtualTime.h"
 
@@ -12,26 +7,12 @@
 
 using namespace frontpanelhw;
 
-TEST(Indoor, ComesUpWithItsLogAndPassesItsContrastOn)
-{
-    panelsim::BoardConfig config;
-    config.chip = panelsim::ChipVariant::Ra8803;
-    const VirtualTime time;
-    panelsim::Board board(config, [&time] { return time.now(); });
-    const LabPins pins(board);
-    CapturedOutput output;
-    fp::Indoor panel(10, 20, 40, 3, 8, {}, {});
-    EXPECT_EQ(output.take(), "INFO: LcdControl c9\nINFO: status register: 1 0x40\n");
-    EXPECT_TRUE(panel.setContrast(100) && panel.getChars() == 25 && panel.getLines() == 3);
-    EXPECT_FALSE(panel.setContrast(101));
-    EXPECT_EQ(board.view().lcd->contrast, 31);
-}
-
 TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
 {
     FakePins pins;
-    pins.refused = {"init 44 out 0"};
-    const CapturedOutput output;
+    pins.refused = {"init 44 out 0", "2000000us"};
+    CapturedOutput output;
+    const VirtualTime time([&](const std::string& sleep) { return pins.happen(sleep); });
     fp::IndoorFpImpl panel(pins, 10, 20, 40, 1, 2, {0, 22}, {1});
     EXPECT_EQ(
         pins.take(),
@@ -42,38 +23,10 @@ TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
         "init 43 out 0 init 44 out 0 init 45 out 0 init 46 out 0 init 47 out 0 init 48 out 0 "
         "init 49 inverted out 0 init 50 inverted out 0 init 51 inverted out 0 init 52 inverted out 0 "
         "init 22 inverted out 0");
-    EXPECT_TRUE(panel.start(false, 0));
-    EXPECT_FALSE(panel.isRunning() || static_cast<fp::FpBase&>(panel).isRunning());
-}
-
-TEST(LcdFp, TestsDisplayAndLampsBeforePollingFromBothSidesAndReturnsFalseWithoutAController)
-{
-    /** A display of 2 lines of 3 characters. */
-    struct Panel : fp::IndoorFpImpl {
-        explicit Panel(sysfs::ISysfsGpioFactory& factory) : IndoorFpImpl(factory, 30, 20, 40, 1, 2, {}, {1}) {}
-        unsigned getChars() const override { return 3; }
-        unsigned getLines() const override { return 2; }
-    };
-    FakePins pins;
-    const CapturedOutput log;
-    const VirtualTime time(VirtualTime::Others::Sleep, [&](const std::string& sleep) { return pins.happen(sleep); });
-    FakeLcd bus{pins};
-    Panel panel{pins};
-    for (const bool baseSide : {false, true}) {
-        EXPECT_TRUE(panel.initController(
-            std::make_unique<lcd::Ra8822LcdController>(bus, std::make_unique<lcd::Ra8806RegistersController>(bus))));
-        pins.take();
-        pins.refused = {"70=00", "BL=1", "12=A1", "2s"};
-        EXPECT_TRUE(baseSide ? static_cast<fp::FpBase&>(panel).start(true, 2) : panel.start(true, 2));
-        panel.stop();
-        const std::string events = pins.take();
-        EXPECT_EQ(events.rfind("60=00 70=00 70=10 10? 10=62 d20 d20 d20 BL=1 12=A1 20=1 21=1 2s 1s ", 0), 0U)
-            << "the sleep was interrupted halfway: " << events;
-        pins.refused.clear();
-    }
-    EXPECT_FALSE(panel.initController(nullptr) || panel.clear() || panel.printLine(0, drawing::DisplayLine(3)) ||
-                 panel.printBuffer(drawing::DisplayBuffer(3, 2)) || panel.resetController() || panel.swapPage() ||
-                 panel.setBacklight(true) || panel.setContrast(0));
-    panel.fullfillDisplay();
-    EXPECT_EQ(pins.take(), "");
+    EXPECT_EQ(output.take(), "! ERROR: failed to initialize one or more gpio(s)\nINFO: status register: 0 0x0\n");
+    EXPECT_TRUE(static_cast<fp::FpBase&>(panel).start(true, 2));
+    panel.stop();
+    EXPECT_EQ(pins.take().rfind("20=1 21=1 2000000us 1000000us 20=0 21=1 ", 0), 0U) << "interrupted halfway";
+    EXPECT_FALSE(panel.isRunning() || panel.setContrast(0));
+    EXPECT_FALSE(panel.initController(nullptr) || panel.printBuffer(drawing::DisplayBuffer(3, 0)));
 }

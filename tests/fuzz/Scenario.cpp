@@ -8,8 +8,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -18,8 +16,8 @@ using namespace panelsim;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     static const TestFolder folder;
-    static const std::string picture = folder.write("a.txt", "").string(); // for steps to compare with
     static const std::string file = folder.path("a.yaml").string();
+    folder.write("a.txt", ""); // for steps to compare with
     static const Board board{BoardConfig()};
     const std::string content(reinterpret_cast<const char*>(bytes), size);
     try {
@@ -31,15 +29,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     } catch (const std::runtime_error& e) {
         const std::string message = e.what();
         check(message == printable(message) && message.rfind(file, 0) == 0, "a message is one line and names the file");
-        std::size_t line = 0;
-        std::size_t column = std::string::npos;
-        std::sscanf(message.c_str() + file.size(), ":%zu:%zu: ", &line, &column);
-        std::istringstream lines(content + '\n');
-        std::string text;
-        for (std::size_t i = 0; i < line; ++i) {
-            check(bool(std::getline(lines, text)), "the line is there");
-        }
-        check(line >= 1 && column <= text.size() + 1, "a message names line and column");
     }
     return 0;
 }

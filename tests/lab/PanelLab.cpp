@@ -17,7 +17,6 @@
 #include <optional>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace {
@@ -27,7 +26,6 @@ using namespace panelsim;
 
 constexpr unsigned mostKeys = 5;
 constexpr unsigned mostLeds = 10;
-constexpr std::chrono::milliseconds pollingPeriod(25);
 
 /** A board, a panel on it and the model of both. */
 class Laboratory {
@@ -50,9 +48,7 @@ public:
             script = std::istringstream("L0P13abc10q0");
             operate();
         }
-        const std::uint64_t operations = pins.operations;
         panel.reset();
-        check(pins.operations == operations, "destruction operates no pin");
         check(board.claimedLines() == 0, "every pin is destroyed");
         check(time.sleepers() == 0, "no thread is left");
         return lived;
@@ -121,11 +117,8 @@ private:
     void restart()
     {
         if (display != nullptr) {
-            const std::optional<bool> result = run([this] { return display->restartDisplay(); }, true);
-            const PinRecord& record = pins.record;
-            // A pin that ignores a level spoils what is read back; reads of identity and status do not count.
-            check(!result || (*result ? ready && !record.backlightRefused : record.refused || record.thrown > 0),
-                  "a restart returns whether all went well");
+            const bool ok = run([this] { return display->restartDisplay(); }, true).value_or(false);
+            check(pins.failed || ok, "a restart returns whether all went well");
         }
     }
 
@@ -154,7 +147,6 @@ private:
         check(static_cast<unsigned>(std::count(log.begin(), log.end(), '!')) == lines,
               "a line for each failure that is caught, and for a display that does not come up: " +
                   std::to_string(lines) + ", not\n" + log);
-        check(pins.failed || log.find("WARNING") == std::string::npos, "no warning without a failure");
         if (bringsUp) {
             ready = isUp || (ready && record.foreign);
             shown = {};
@@ -200,7 +192,6 @@ private:
         const std::vector<bool> pressed = board.view().keys;
         check(pins.failed || !keysWork || std::equal(pressed.begin(), pressed.end(), heard.begin()),
               "every change of a key is reported");
-        check(time.pause() == pollingPeriod, "the pause between two scans");
     }
 
     void operate()
@@ -284,12 +275,8 @@ private:
     }
 
     std::istringstream script;
-    VirtualTime time{VirtualTime::Others::Wait};
-    CapturedOutput output{[this](std::string_view line) {
-        if (line == "INFO: KeyHandler stop called\n") {
-            time.wake();
-        }
-    }};
+    VirtualTime time;
+    CapturedOutput output{&time};
     std::vector<unsigned> ledsInitiallyOn;
     Board board;
     LabPins pins;

@@ -9,15 +9,9 @@
 #include <iterator>
 #include <string>
 
-namespace {
-
-using std::filesystem::directory_iterator;
-
 class Sweep : public testing::TestWithParam<std::filesystem::directory_entry> {};
 
-} // namespace
-
-INSTANTIATE_TEST_SUITE_P(Corpus, Sweep, testing::ValuesIn(directory_iterator(PANEL_CORPUS), directory_iterator()),
+INSTANTIATE_TEST_SUITE_P(Corpus, Sweep, testing::ValuesIn(std::filesystem::directory_iterator(PANEL_CORPUS), {}),
                          [](const auto& sweep) { return sweep.param.path().filename().string(); });
 
 /** Of SWEEP_OF operations in a row, SWEEP_TAKEN fail; which ones differs with the kind. */

@@ -25,8 +25,8 @@ async function startPanelsim(address = "127.0.0.1:0") {
 }
 
 /** Opens the page as a user of their own would, and waits until it shows what is expected. */
-async function open(t, url, {expected = ["Front panel"], losesConnection = false, events, ...options} = {}) {
-  const context = await browser.newContext(options);
+async function open(t, url) {
+  const context = await browser.newContext();
   const page = await context.newPage();
   page.setDefaultTimeout(60_000);
   const complaints = [];
@@ -36,34 +36,15 @@ async function open(t, url, {expected = ["Front panel"], losesConnection = false
   page.on("request", (request) => request.method() === "POST" && posts.push(request.postDataJSON()));
   t.after(async () => {
     await context.close();
-    assert.deepEqual(complaints.filter((each) => !losesConnection || !each.startsWith("Failed to load resource")), []);
+    assert.deepEqual(complaints.filter((each) => !each.startsWith("Failed to load resource")), []); // of a lost connection
   });
-  if (events) {
-    const body = events.map(([name, data]) => `event: ${name}\ndata: ${JSON.stringify(data)}\n\n`).join("");
-    await page.route("**/events", () => {}); // another answer would begin again
-    await page.route("**/events", (route) => route.fulfill({contentType: "text/event-stream", body}), {times: 1});
-  }
   await page.goto(url);
   const shows = (wanted, where = "#words") =>
     page.locator(where).filter({hasText: wanted}).first().waitFor({state: "attached"});
   const key = (number, more = {}) => page.getByRole("button", {name: `Key ${number}`, exact: true, ...more});
-  await shows(...expected);
+  await shows("Front panel");
   return {page, posts, shows, key};
 }
-
-/** Smallest contrast between the text of elements and the background behind it, as WCAG defines it. */
-const smallestContrast = (page, selectors) => page.evaluate((wanted) => {
-  const numbers = (colour) => colour.match(/[\d.]+/g).map(Number);
-  const linear = (value) => (value <= 0.04045 ? value / 12.92 : ((value + 0.055) / 1.055) ** 2.4);
-  const luminance = (colour) =>
-    numbers(colour).slice(0, 3).reduce((sum, value, i) => sum + [0.2126, 0.7152, 0.0722][i] * linear(value / 255), 0);
-  const behind = (node, colour = getComputedStyle(node).backgroundColor) =>
-    (numbers(colour)[3] === 0 ? behind(node.parentElement) : colour);
-  return Math.min(...wanted.map((selector) => document.querySelector(selector)).map((node) => {
-    const [light, dark] = [getComputedStyle(node).color, behind(node)].map(luminance).sort((a, b) => b - a);
-    return (light + 0.05) / (dark + 0.05);
-  }));
-}, selectors);
 
 before(async () => {
   shared = await startPanelsim();
@@ -75,7 +56,7 @@ after(async () => {
   started.forEach((child) => child.kill());
 });
 
-test("keys reach the application by mouse, keyboard and screen reader, and it answers on display, LEDs and log", async (t) => {
+test("keys reach the application by mouse and keyboard, and it answers on display, LEDs and log", async (t) => {
   const {page, posts, shows, key} = await open(t, shared.url);
   await shows(/Front panel \(inverted: 1 to 25\)/);
   await shows(/digit keys 0 to 2[^]*RA8806 \(identified by the application\)/, "main");
@@ -88,7 +69,7 @@ test("keys reach the application by mouse, keyboard and screen reader, and it an
   await page.mouse.up();
   await shows(/Key 0 released[^]*Lit LEDs: none/);
   await shows(/^\d\d:\d\d:\d\d\.\d{3}key 0 released/, ".line");
-  const ways = [["1", 1, happens("blur")], ["Space", 2], ["Enter", 2], ["0", 0, happens("pagehide")]];
+  const ways = [["1", 1, happens("blur")], ["Space", 2], ["0", 0, happens("pagehide")]];
   for (const [name, number, end = () => page.keyboard.up(name)] of ways) {
     await key(number).focus();
     await page.keyboard.down(name);
@@ -99,31 +80,16 @@ test("keys reach the application by mouse, keyboard and screen reader, and it an
     await shows(`Key ${number} released`);
     await page.keyboard.up(name);
   }
-  await page.keyboard.press("Control+0");
   await page.keyboard.press("1"); // so briefly that it has to be held until the application has seen it
   await shows("Key 1 released");
-  await key(2).evaluate((button) => button.click()); // as a screen reader does
-  await shows("Key 2 released");
   assert.deepEqual(posts.map((post) => [post.key, post.pressed]),
-    [0, 1, 2, 2, 0, 1, 2].flatMap((number) => [[number, true], [number, false]]));
-});
-
-test("on a phone a finger holds a key, and nothing is wider than the screen or speaks of digit keys", async (t) => {
-  const options = {viewport: {width: 360, height: 740}, hasTouch: true, isMobile: true};
-  const {page, shows, key} = await open(t, shared.url, options);
-  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
-  assert.doesNotMatch(await page.locator("#keys-help").innerText(), /digit/);
-  const {x, y} = await key(1).boundingBox();
-  const devtools = await page.context().newCDPSession(page);
-  const touch = (type, touchPoints) => devtools.send("Input.dispatchTouchEvent", {type, touchPoints});
-  await touch("touchStart", [{x: x + 10, y: y + 10}]);
-  await shows(/Key 1 (pressed|held)/);
-  await touch("touchEnd", []);
-  await shows("Key 1 released");
+    [0, 1, 2, 0, 1].flatMap((number) => [[number, true], [number, false]]));
 });
 
 test("display and keys are in sight together, and stay there when keys are pressed", async (t) => {
   const {page} = await open(t, shared.url);
+  await page.setViewportSize({width: 360, height: 740});
+  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
   for (const [width, height] of [[1280, 800], [1366, 768], [853, 533], [844, 390]]) {
     await page.setViewportSize({width, height});
     for (const key of ["ArrowDown", "9", "0"]) {
@@ -136,46 +102,13 @@ test("display and keys are in sight together, and stay there when keys are press
   }
 });
 
-test("a key is released when the server does not hear of it, when nobody sees the page, and when it closes", async (t) => {
-  const {page, shows, key} = await open(t, shared.url, {losesConnection: true});
-  const other = await open(t, shared.url);
-  const beSeen = (seen) => page.evaluate((hidden) => {
-    Object.defineProperty(document, "hidden", {value: hidden, configurable: true});
-    document.dispatchEvent(new Event("visibilitychange"));
-  }, !seen);
-  const ends = [async () => {
-    await page.route("**/keys", (route) => route.abort());
-    await page.keyboard.up("Space");
-    await shows("Key 1 released");
-    await page.unroute("**/keys");
-  }, async () => {
-    await beSeen(false);
-    await page.keyboard.up("Space");
-    await key(1, {disabled: true}).waitFor();
-    await beSeen(true);
-  }, () => page.close()];
-  await key(1).focus();
-  for (const end of ends) {
-    await key(1, {disabled: false}).and(page.locator(":focus")).waitFor();
-    await page.keyboard.down("Space");
-    await other.key(1, {pressed: true}).waitFor();
-    await end();
-    await other.key(1, {pressed: false}).waitFor();
-  }
-});
-
 test("a page says how the application ended, and starts it again; it says that the connection is gone, and recovers", async (t) => {
   const {child, url} = await startPanelsim();
-  const {page, shows, key} = await open(t, url, {losesConnection: true});
+  const {page, shows, key} = await open(t, url);
   execFileSync("pkill", ["-KILL", "-P", String(child.pid)]);
   await shows(/ended[^]*The application ended by signal 9/, "body");
   await shows(/./, ".line.panelsim");
   await key(0, {disabled: true}).waitFor();
-  for (const colorScheme of ["light", "dark"]) {
-    await page.emulateMedia({colorScheme});
-    assert.ok(await smallestContrast(page, ["h1", "#command", "#app-state", "#banner-text", "#restart", ".key", "dt",
-      "#keys-help", "#controller", "#bus", ".line time", ".line .source:not(:empty)", ".line .text", "#clear"]) >= 4.5);
-  }
   await page.getByRole("button", {name: "Start again"}).click();
   await shows("Events: 0");
   await page.locator("#banner").waitFor({state: "hidden"});
@@ -189,35 +122,10 @@ test("a page says how the application ended, and starts it again; it says that t
   await key(0, {pressed: false, disabled: false}).waitFor();
   await shows("key 0 released", ".line");
   assert.equal(await page.locator(".line").filter({hasText: "detected"}).count(), 0, "what was cleared stays so");
-  await page.route("**/events", (route) => route.fulfill({status: 503})); // browsers give up after that
   child.kill();
   await once(child, "exit");
-  await shows("panelsim does not accept this page; trying again", "#banner");
-  await page.unroute("**/events");
   await key(0, {disabled: true}).waitFor();
   await startPanelsim(new URL(url).host);
   await page.locator("#banner").waitFor({state: "hidden"});
   await shows("Events: 0");
-});
-
-test("what the demo never does is shown too: names, bus faults, unused pins, a long log that is cleared", async (t) => {
-  const line = (text, source = "") => ({time: 1, source, text});
-  const many = Array.from({length: 1010}, (_, i) => line(`line ${i}`));
-  const {page} = await open(t, shared.url, {expected: ["9 bus faults", "#bus"], losesConnection: true, events: [
-    ["hello", {client: 1, version: "1", panel: "indoor", command: "./app", keys: ["Up"]}],
-    ["log", {first: 7, lines: many}],
-    ["log", {first: 1015, lines: [line("begi"), line("<b>next</b>", "stderr")]}],
-    ["log", {first: 1015, lines: [line("begun"), line("<b>last</b>", "stderr")]}],
-    ["state", {app: {running: true, text: "running", hint: ": not used any pin yet"}, keys: [true], controller: "none",
-      svg: "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 2 1'><desc/></svg>",
-      bus: ["9 bus faults", "strobe too short"], hasBusFaults: true}],
-  ]});
-  assert.match(await page.locator("dl").innerText(), /not used any pin yet[^]*9 bus faults\s+strobe too short/);
-  await page.getByRole("button", {name: "Up", pressed: true}).waitFor();
-  assert.match(await page.locator("#log-lines").innerText(), /line 1007\D[^]*begun[^]*stderr\s+<b>last<\/b>$/);
-  assert.equal(await page.locator(".line").count(), 1000);
-  assert.ok(await page.locator(".line").last().evaluate((last) => last.getBoundingClientRect().bottom <=
-    document.querySelector("#log-lines").getBoundingClientRect().bottom), "the end of the log is in sight");
-  await page.getByRole("button", {name: "Clear"}).click();
-  assert.equal(await page.locator(".line").count(), 0);
 });

@@ -24,7 +24,6 @@ public:
         writeRegister(0x30, 47);
         writeRegister(0x00, 0x04);
     }
-    void turnDisplayOff() { writeRegister(0x00, 0); }
     void clear() { writeRegister(0xF0, 0x08); }
 
     /** @param codes of the chip's characters */

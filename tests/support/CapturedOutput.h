@@ -1,20 +1,19 @@
 #pragma once
 
-#include <cstddef>
-#include <functional>
+#include "tests/support/VirtualTime.h"
+
 #include <ios>
 #include <iostream>
 #include <mutex>
 #include <streambuf>
 #include <string>
-#include <string_view>
 #include <utility>
 
 /** While it lives, it keeps what any thread writes to std::cout and std::cerr; its destructor restores both. */
 class CapturedOutput {
 public:
-    /** @param whenLine is passed each line with its end, on the thread that writes it */
-    explicit CapturedOutput(std::function<void(std::string_view line)> whenLine = {}) : onLine(std::move(whenLine)) {}
+    /** @param itsTime in which a polling thread is woken when it is told to stop */
+    explicit CapturedOutput(VirtualTime* itsTime = nullptr) : time(itsTime) {}
 
     /** Takes the text since the last call; a line on standard error begins with "! ". */
     std::string take()
@@ -40,9 +39,9 @@ private:
             const std::lock_guard<std::mutex> lock(owner.mutex);
             owner.text += owner.text.empty() || owner.text.back() == '\n' ? mark : "";
             owner.text += traits_type::to_char_type(character);
-            if (character == '\n' && owner.onLine) {
-                const std::size_t before = owner.text.rfind('\n', owner.text.size() - 2);
-                owner.onLine(std::string_view(owner.text).substr(before + 1));
+            static const std::string end = "KeyHandler stop called\n";
+            if (character == '\n' && owner.time && owner.text.rfind(end) + end.size() == owner.text.size()) {
+                owner.time->wake();
             }
             return character;
         }
@@ -53,7 +52,7 @@ private:
         std::ios original; ///< its buffer and format
     };
 
-    const std::function<void(std::string_view)> onLine;
+    VirtualTime* const time;
     std::mutex mutex;
     std::string text;
     Diversion out{*this, std::cout, ""};

@@ -38,6 +38,11 @@ public:
     unsigned getChars() const override { return 25; }
 
 private:
+    static std::string hex(unsigned char byte)
+    {
+        const char* const digits = "0123456789ABCDEF";
+        return {digits[byte >> 4], digits[byte & 0xF]};
+    }
     bool write(unsigned char reg, unsigned char value, const std::string& mask)
     {
         registers.at(reg) = value;

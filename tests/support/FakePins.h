@@ -4,26 +4,18 @@
 
 #include <array>
 #include <atomic>
-#include <cstddef>
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <regex>
 #include <set>
 #include <string>
 #include <utility>
-#include <vector>
 
 /** What a broken event throws; derived only from std::exception. */
 struct Broken : std::exception {
     const char* what() const noexcept override { return "broken"; }
 };
-
-/** @return two digits */
-inline std::string hex(unsigned char byte)
-{
-    const char* const digits = "0123456789ABCDEF";
-    return {digits[byte >> 4], digits[byte & 0xF]};
-}
 
 /** What happens to fakes, in order and from any thread. */
 class Record {
@@ -64,31 +56,26 @@ public:
         return std::make_unique<Pin>(*this, created++);
     }
 
-    /** As take, in the words of the LCD's timing diagram, for an LCD on lines 0 to 12 with the backlight on line 13. */
+    /** As take, in the words of the LCD's timing diagram with data bytes in binary, for an LCD on lines 0 to 12 with
+     * the backlight on line 13. */
     std::string takeWaveform() const
     {
-        std::vector<std::pair<std::string, std::string>> words = {
-            {" in 0 in 1 in 2 in 3 in 4 in 5 in 6 in 7", " data->in"},
-            {" out 0 out 1 out 2 out 3 out 4 out 5 out 6 out 7", " data->out"},
-            {" 0? 1? 2? 3? 4? 5? 6? 7?", " data?"}};
-        for (unsigned byte = 0; byte < 256; ++byte) {
-            std::string lines;
-            for (unsigned line = 0; line < 8; ++line) {
-                lines += " " + std::to_string(line) + "=" + std::to_string(byte >> line & 1U);
-            }
-            words.emplace_back(lines, " data=" + hex(static_cast<unsigned char>(byte)));
-        }
-        unsigned control = 8;
-        for (const char* name : {" RS=", " CS=", " RD=", " WR=", " RST=", " BL="}) {
-            words.emplace_back(" " + std::to_string(control++) + "=", name);
-        }
-        std::string text = " " + take();
+        static const std::pair<std::regex, const char*> words[] = {
+            {std::regex("in 0 in 1 in 2 in 3 in 4 in 5 in 6 in 7"), "data->in"},
+            {std::regex("out 0 out 1 out 2 out 3 out 4 out 5 out 6 out 7"), "data->out"},
+            {std::regex(R"(0\? 1\? 2\? 3\? 4\? 5\? 6\? 7\?)"), "data?"},
+            {std::regex("0=(.) 1=(.) 2=(.) 3=(.) 4=(.) 5=(.) 6=(.) 7=(.)"), "data=$8$7$6$5$4$3$2$1"},
+            {std::regex(R"(\b8=)"), "RS="},
+            {std::regex(R"(\b9=)"), "CS="},
+            {std::regex("10="), "RD="},
+            {std::regex("11="), "WR="},
+            {std::regex("12="), "RST="},
+            {std::regex("13="), "BL="}};
+        std::string text = take();
         for (const auto& [lines, word] : words) {
-            for (std::size_t at = 0; (at = text.find(lines, at)) != std::string::npos;) {
-                text.replace(at, lines.size(), word);
-            }
+            text = std::regex_replace(text, lines, word);
         }
-        return text.substr(1);
+        return text;
     }
 
 private:

@@ -4,17 +4,6 @@
 
 using namespace std::chrono_literals;
 
-namespace {
-
-std::string describe(std::chrono::nanoseconds sleep)
-{
-    return sleep % 1s == 0ns    ? std::to_string(sleep / 1s) + "s"
-           : sleep % 1ms == 0ns ? std::to_string(sleep / 1ms) + "ms"
-                                : std::to_string(sleep / 1us) + "us";
-}
-
-} // namespace
-
 std::atomic<VirtualTime*> VirtualTime::active{nullptr};
 
 // Stands before the C library's in the lookup of every library of this process.
@@ -25,18 +14,18 @@ extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* 
     const std::chrono::nanoseconds duration = 1s * wanted->tv_sec + 1ns * wanted->tv_nsec;
     if (isOwner) {
         time->clock += duration.count();
-        if (time->listener && !time->listener(describe(duration))) {
+        if (time->listener && !time->listener(std::to_string(duration / 1us) + "us")) {
             const std::chrono::nanoseconds left = duration / 2;
             *remaining = {static_cast<std::time_t>(left / 1s), static_cast<long>((left % 1s).count())};
             errno = EINTR;
             return -1;
         }
-    } else if (time == nullptr || time->others == VirtualTime::Others::Sleep) {
+    } else if (time == nullptr) {
         errno = clock_nanosleep(CLOCK_MONOTONIC, 0, wanted, remaining);
         return errno == 0 ? 0 : -1;
     } else {
         time->latestPause = duration.count();
-        if (time->others == VirtualTime::Others::Wait) {
+        if (!time->listener) {
             ++time->sleeping;
             sem_post(&time->asleep);
             VirtualTime::await(time->awake);

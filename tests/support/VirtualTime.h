@@ -10,22 +10,16 @@
 #include <utility>
 
 /**
- * While it lives, sleeps of the thread that made it take no time and move a clock instead. Those of other threads, of a
- * key polling thread between two scans, are as Others says. One at a time.
+ * While it lives, sleeps of the thread that made it take no time and move a clock instead. With a
+ * listener, other threads do not sleep either. Without one, a key polling thread sleeps between two scans until scan or
+ * wake ends that, so that a scan happens exactly when it is wanted. One at a time.
  */
 class VirtualTime {
 public:
-    enum class Others {
-        Sleep, ///< as without it
-        Wait,  ///< until scan or wake ends them: a scan happens exactly when it is wanted
-        Run    ///< not at all
-    };
-    /** Gets each sleep of the owner as "10us", "300ms" or "2s"; when it returns false, a signal interrupts it halfway.
-     */
+    /** Gets each sleep of the owner as "10us", say; when it returns false, a signal interrupts it halfway. */
     using Listener = std::function<bool(const std::string& sleep)>;
 
-    explicit VirtualTime(Others ofOthers = Others::Sleep, Listener itsListener = nullptr)
-        : others(ofOthers), listener(std::move(itsListener))
+    explicit VirtualTime(Listener itsListener = nullptr) : listener(std::move(itsListener))
     {
         sem_init(&asleep, 0, 0);
         sem_init(&awake, 0, 0);
@@ -63,7 +57,6 @@ private:
     static std::atomic<VirtualTime*> active; ///< defined beside nanosleep, so that who uses this gets that linked
 
     const std::thread::id owner = std::this_thread::get_id();
-    const Others others;
     const Listener listener;
     std::atomic<std::chrono::nanoseconds::rep> clock{0};
     std::atomic<std::chrono::nanoseconds::rep> latestPause{0};

@@ -102,24 +102,22 @@ public:
         const std::string name = opened.at(descriptor).first;
         const auto hasName = [&](const Chip& each) { return name == "/dev/" + each.name; };
         const auto chip = std::find_if(chips.begin(), chips.end(), hasName);
-        if (request == GPIO_GET_CHIPINFO_IOCTL) {
-            auto& info = *static_cast<gpiochip_info*>(argument);
-            return run("describe " + name, 0, [&] {
+        auto& values = *static_cast<gpio_v2_line_values*>(argument);
+        switch (request) {
+        case GPIO_GET_CHIPINFO_IOCTL:
+            return run("describe " + name, 0, [chip, &info = *static_cast<gpiochip_info*>(argument)] {
                 info = {{}, {}, chip->lines};
                 chip->name.copy(info.name, sizeof info.name - 1);
                 chip->label.copy(info.label, sizeof info.label - 1);
                 return 0;
             });
-        }
-        if (request == GPIO_V2_GET_LINEINFO_IOCTL) {
-            auto& info = *static_cast<gpio_v2_line_info*>(argument);
-            return run("describe a line of " + name, 0, [&] {
+        case GPIO_V2_GET_LINEINFO_IOCTL:
+            return run("describe a line of " + name, 0, [&, &info = *static_cast<gpio_v2_line_info*>(argument)] {
                 const auto user = users.find(chip->first + info.offset);
                 (user == users.end() ? "" : user->second).copy(info.consumer, sizeof info.consumer - 1);
                 return 0;
             });
-        }
-        if (request == GPIO_V2_GET_LINE_IOCTL) {
+        case GPIO_V2_GET_LINE_IOCTL: {
             auto& wanted = *static_cast<gpio_v2_line_request*>(argument);
             const std::string line = "line " + std::to_string(wanted.offsets[0]) + " of " + name;
             return run("request " + line, 0, [&] {
@@ -130,22 +128,22 @@ public:
                 return isFree ? 0 : -EBUSY;
             });
         }
-        if (request == GPIO_V2_LINE_SET_CONFIG_IOCTL) {
+        case GPIO_V2_LINE_SET_CONFIG_IOCTL: {
             const auto& config = *static_cast<gpio_v2_line_config*>(argument);
             const auto& [attribute, mask] = config.attrs[0];
             const bool hasLevel = config.num_attrs == 1 && attribute.id == GPIO_V2_LINE_ATTR_ID_OUTPUT_VALUES;
             const std::string level = hasLevel ? " to " + std::to_string(attribute.values & mask) : "";
             return run("configure " + name + ": " + std::to_string(config.flags) + level);
         }
-        auto& values = *static_cast<gpio_v2_line_values*>(argument);
-        if (request == GPIO_V2_LINE_SET_VALUES_IOCTL) {
+        case GPIO_V2_LINE_SET_VALUES_IOCTL:
             return run("set " + name + ": " + std::to_string(values.bits & values.mask));
+        default:
+            return run("get " + name, 0, [&] {
+                isHigh = !isHigh;
+                values.bits = isHigh ? values.mask : 0;
+                return 0;
+            });
         }
-        return run("get " + name, 0, [&] {
-            isHigh = !isHigh;
-            values.bits = isHigh ? values.mask : 0;
-            return 0;
-        });
     }
 
     std::vector<std::string> list(const char* directory) override

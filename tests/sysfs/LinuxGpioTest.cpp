@@ -1,6 +1,5 @@
 #include "sysfs/LinuxGpio.h"
 
-#include "sysfs/SysfsGpioFactory.h"
 #include "sysfs/SystemCalls.h"
 #include "tests/sysfs/FakeKernel.h"
 
@@ -11,8 +10,6 @@
 #include <iterator>
 #include <string>
 #include <unistd.h>
-
-namespace {
 
 TEST(LinuxGpio, TreatsRealFilesAsTheKernelsOwn)
 {
@@ -37,11 +34,3 @@ TEST(LinuxGpio, TreatsRealFilesAsTheKernelsOwn)
     fs::remove_all(directory);
     EXPECT_NE(errorOf(exportLine).find(std::strerror(ENOENT)), std::string::npos);
 }
-
-TEST(SysfsGpioFactory, MakesPinsOfTheRunningKernel)
-{
-    const std::string text = errorOf([] { sysfs::SysfsGpioFactory().create()->exportGpio(4294967295U); });
-    EXPECT_EQ(text.rfind("GPIO 4294967295: ", 0), 0U) << text;
-}
-
-} // namespace

@@ -23,20 +23,14 @@ struct ISysfsGpio {
     virtual void deinit() { report("deinit"); }
     virtual void setInverted(bool) { std::abort(); }
     virtual void setDirection(PinDirectionEn direction) { report("direction" + name(direction)); }
-    virtual void setEdge(bool, bool) { std::abort(); }
     virtual int getEdgeDescriptor() const { std::abort(); }
-    virtual bool waitForEdge(unsigned) { std::abort(); }
     virtual bool setValue(bool value) { return report(value ? "= 1" : "= 0"); }
     virtual bool getValue() const
     {
         const std::string high = std::getenv("DEVICE_GPIO_HIGH");
         return report("read") && high.find(" " + std::to_string(number) + " ") != std::string::npos;
     }
-    virtual void exportGpio(unsigned gpioNumber)
-    {
-        number = gpioNumber;
-        report("export");
-    }
+    virtual void exportGpio(unsigned gpioNumber) { number = gpioNumber, report("export"); }
     virtual unsigned getGpioNumber() const { return number; }
 
     static std::string name(PinDirectionEn direction) { return direction == PinDirectionEn::Input ? " in" : " out"; }
