@@ -23,7 +23,9 @@ struct ISysfsGpio {
     virtual void deinit() { report("deinit"); }
     virtual void setInverted(bool) { std::abort(); }
     virtual void setDirection(PinDirectionEn direction) { report("direction" + name(direction)); }
+    virtual void setEdge(bool, bool) { std::abort(); }
     virtual int getEdgeDescriptor() const { std::abort(); }
+    virtual bool waitForEdge(unsigned) { std::abort(); }
     virtual bool setValue(bool value) { return report(value ? "= 1" : "= 0"); }
     virtual bool getValue() const
     {
