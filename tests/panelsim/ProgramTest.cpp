@@ -76,7 +76,6 @@ const std::pair<const char*, const char*> scenarioSteps[] = {
 
 static void expect(const std::vector<std::string>& row)
 {
-    const std::regex busy("panelsim: the application has not used a pin.*\n"); // since the machine is
     const TestFolder folder;
     for (const auto& [name, steps] : scenarioSteps) {
         folder.write(name + std::string(".yaml"), "name: \"n\\e[7m\"\nversion: 1\nsteps:\n" + std::string(steps));
@@ -87,8 +86,9 @@ static void expect(const std::vector<std::string>& row)
     EXPECT_EQ(std::to_string(WEXITSTATUS(status)), row.at(1)) << command << "\n" << folder.read("err");
     for (const auto& [file, part] : {std::pair("out", row.at(3)), {"err", row.at(4)}}) {
         std::string text = folder.read(file);
-        if (command.find("sleep 5.5") == std::string::npos) {
-            text = std::regex_replace(text, busy, "");
+        const std::size_t hint = text.find("panelsim: the application has not used a pin");
+        if (hint != std::string::npos && command.find("sleep 5.5") == std::string::npos) {
+            text.erase(hint, text.find('\n', hint) + 1 - hint); // on a busy machine
         }
         EXPECT_TRUE(command.find("-- true") == std::string::npos || text.find('\n') + 1 == text.size()) << text;
         std::replace(text.begin(), text.end(), '\n', '~');
