@@ -59,6 +59,7 @@ const char* const commands = R"(
 2 $panelsim --no-http -- => => a command is needed: panelsim [OPTIONS] -- COMMAND [ARGS...]~
 2 $panelsim --http 8080x -- true => => '8080x' is no address to serve on
 2 $panelsim --panel-id 16 -- true => => --panel-id: '16' is not a number from 0 to 15~
+2 $panelsim --panel outdoor --silent-chip -- true => => the outdoor panel has no LCD
 2 $panelsim --panel outdoor --inverted-leds 1 -- true => => the outdoor panel has 2 keys and 8 LEDs
 2 $panelsim --inverted-leds 1,8 -- true => => 8 is neither one of the 8 LEDs nor the backlight's GPIO 28~
 2 $panelsim --key-names A,B -- true => => --key-names: 2 for 3 keys~

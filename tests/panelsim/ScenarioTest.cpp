@@ -115,6 +115,7 @@ live - fail-pin: {gpio: 20, calls: 2}~- fail-pin: {gpio: 21, with: false}~- wait
  => 1 a.yaml:6:3: step 3, wait-exit: the application has ended with status 3
 0 - tap: {key: 0}~- wait-led: {led: 0, is: on}
  => 1 a.yaml:5:3: step 2, wait-led: {led: 0, is: on}: the application has ended with status 0; LED A is off
+- delay: 1.s => 2 a.yaml:4:10: delay: expected a duration
 - delay: 1440.1m => 2 a.yaml:4:10: delay: expected a duration up to 24 hours, such as 300ms, 1.5s or 2m, not "1440.1m"
 - press: {key: 3} => 2 a.yaml:4:16: key: expected a whole number from 0 to 2 or one of Up, Down, Enter, not "3"
 - fail-pin: {gpio: 53} => 2 a.yaml:4:20: gpio: GPIO 53: no such GPIO on this board

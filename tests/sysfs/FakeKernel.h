@@ -203,7 +203,7 @@ private:
         const int injected = fault(call);
         const int partial = size > 0 ? static_cast<int>(size) - 1 : -EIO;
         const int result = injected == 0 ? effect() : injected == partly ? partial : -injected;
-        errno = result < 0 ? -result : ENOENT; // success may leave anything there
+        errno = result < 0 ? -result : EINTR; // success may leave anything there
         return result < 0 ? -1 : result;
     }
 

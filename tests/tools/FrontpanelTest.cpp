@@ -66,6 +66,7 @@ TEST(Frontpanel, RefusesWrongArgumentsInOneLineAndUsesNoPin)
         {"print a --panel outdoor", "the outdoor panel has no display"},
         {"print a 1234567890123456789012345\xC3\xA4", "LINE1: the text has 26 characters, a line of the display 25"},
         {"print 5€", "LINE0: the display has no '€'"},
+        {"led 8 on", "N: there is no LED 8, the panel has 0 to 7"},
         {"led 10 on --led-count 11", ""},
         {"leds off --led-base 4294967288", ""},
         {"print -5 [a,b] {} --invert 2:24", ""},
