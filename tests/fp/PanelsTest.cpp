@@ -28,5 +28,8 @@ TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
     panel.stop();
     EXPECT_EQ(pins.take().rfind("20=1 21=1 2000000us 1000000us 20=0 21=1 ", 0), 0U) << "interrupted halfway";
     EXPECT_FALSE(panel.isRunning() || panel.setContrast(0));
+    pins.refused = {};
+    pins.broken = {"22=1"};
+    EXPECT_FALSE(panel.restartDisplay()) << "the backlight stays off";
     EXPECT_FALSE(panel.initController(nullptr) || panel.printBuffer(drawing::DisplayBuffer(3, 0)));
 }

@@ -12,8 +12,7 @@
 #include <string>
 #include <utility>
 
-using frontpanelhw::handler::GpioVectorCreator;
-using frontpanelhw::handler::KeyHandler;
+using namespace frontpanelhw::handler;
 using namespace std::chrono_literals;
 
 constexpr unsigned base = 30;

@@ -11,8 +11,6 @@ using sysfs::ISysfsGpio;
 using Op = panelsim::PinOperation;
 using Direction = sysfs::PinDirectionEn;
 
-namespace {
-
 /** An exception derived from nothing. */
 struct ForeignException {};
 
@@ -43,8 +41,6 @@ private:
     const std::unique_ptr<ISysfsGpio> pin;
     unsigned gpio = 0;
 };
-
-} // namespace
 
 std::unique_ptr<ISysfsGpio> sysfs::SysfsGpioFactory::create() const
 {

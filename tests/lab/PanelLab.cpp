@@ -19,8 +19,6 @@
 #include <string>
 #include <vector>
 
-namespace {
-
 using namespace frontpanelhw;
 using namespace panelsim;
 
@@ -292,8 +290,6 @@ private:
     bool keysWork = true; ///< whether each could be read at construction
     bool polling = false;
 };
-
-} // namespace
 
 LivedPanel livePanel(const std::string& script, const PinFailure& failure)
 {

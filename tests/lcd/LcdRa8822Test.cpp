@@ -125,7 +125,9 @@ TEST(LcdRa8822, ChecksTheBitsOfTheMask)
                  {0x20, 0x00, 0x00, unwritten + unread, "9=1"}};
     for (const auto& c : cases) {
         Bus bus(c.readBack);
-        EXPECT_FALSE(bus.lcd.writeCmdAndVerify(0x10, c.value, c.mask)) << "not initialised";
+        bus.pins.refused = {"init 5 out 0"};
+        EXPECT_FALSE(bus.lcd.init() || bus.lcd.writeCmdAndVerify(0x10, c.value, c.mask)) << "not initialised";
+        bus.pins.refused = {};
         bus.init();
         EXPECT_TRUE(bus.lcd.getLines() == 3 && bus.lcd.getChars() == 25);
         bus.pins.broken = {c.broken};

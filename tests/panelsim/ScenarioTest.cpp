@@ -33,8 +33,6 @@ struct Rig {
         std::filesystem::current_path(folder.path(""));
     }
 
-    ~Rig() { std::filesystem::current_path("/"); }
-
     void print(const std::string& text) { simulation.log.append(LogLine::Source::Output, text); }
     void show()
     {

@@ -60,6 +60,8 @@ const struct {
      "GPIO 545: cannot find the chip of base 544 in /dev (it may be gpiochip0 or gpiochip1; name it in "
      "/etc/sysfsgpio.conf): No such device",
      twins, "", "chardev"},
+    {4, "libsysfsgpio 103", withoutBases},                                          // in the order in /dev
+    {40, "libsysfsgpio 72", bank, "", "", "open /sys/class/gpio/gpiochip", ENOENT}, // a chip that goes meanwhile
     {552, "GPIO 552" + unknown, two},
     {1, "GPIO 1: cannot open /dev/gpiochip10" + group + denied, withoutBases, "", "", "open /dev/gpiochip10"},
     {8,
@@ -69,7 +71,7 @@ const struct {
     // Numbers by a file
     {1, "libsysfsgpio 545", twins, "0 gpiochip1"},
     {1, noBase + ": No such device", twins, "0 gpiochip1", "sysfs"},
-    {104, "libsysfsgpio 200", withoutBases, "100 c\n104 " + longLabel},
+    {104, "libsysfsgpio 200", withoutBases, "# no line\n100 c # 4 lines\n104 " + longLabel},
     {1, file + ":2" + noPair, two, "0 a\n3x b"},
     {1, file + ":1: no chip that may be read has the name or label 'c'" + invalid, two, "0 c"},
     {1, file + ":2: its numbers overlap those of " + file + ":1" + invalid, two, "0 a\n31 b"},

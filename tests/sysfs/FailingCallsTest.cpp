@@ -18,8 +18,7 @@
 
 // Lets every system call in the life of a pin fail in every way. The rules below say how each failure ends.
 using namespace std::chrono_literals;
-using sysfs::KernelGpio;
-using sysfs::PinDirectionEn;
+using namespace sysfs;
 
 const std::map<char, std::function<void(KernelGpio&)>> operations = {
     {'e', [](KernelGpio& pin) { pin.exportGpio(8); }},
@@ -37,10 +36,10 @@ const std::map<char, std::function<void(KernelGpio&)>> operations = {
 static std::unique_ptr<KernelGpio> makePin(FakeKernel& kernel, bool byDevice)
 {
     return std::make_unique<KernelGpio>([&kernel, byDevice](unsigned number) {
-        sysfs::GpioLine line{{}, 8};
+        GpioLine line{{}, 8};
         line.chip.name = "gpiochip0";
-        return byDevice ? sysfs::exportCharacterDeviceGpio(kernel, line, number)
-                        : sysfs::exportLinuxGpio(kernel, "/sys/class/gpio", number, 40);
+        return byDevice ? exportCharacterDeviceGpio(kernel, line, number)
+                        : exportLinuxGpio(kernel, "/sys/class/gpio", number, 40);
     });
 }
 

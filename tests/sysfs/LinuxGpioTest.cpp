@@ -23,6 +23,7 @@ TEST(LinuxGpio, TreatsRealFilesAsTheKernelsOwn)
     auto pin = exportLine();
     EXPECT_EQ(errorOf(exportLine), "GPIO 40: cannot lock " + (directory / "gpio40/value").string() +
                                        " (in use by another process or pin object): " + std::strerror(EBUSY));
+    EXPECT_EQ(sysfs::SystemCalls::instance().list(directory.c_str()).size(), 5U) << "with . and ..";
     pin->setValue(true);
     EXPECT_TRUE(pin->getValue() && pin->getValue());
     std::ifstream value(directory / "gpio40/value");

@@ -20,7 +20,6 @@
 #include <vector>
 
 using namespace panelsim;
-using tools::Interrupt;
 
 /** Runs the tool on the installed board, with words that stand between single blanks. @return its exit status */
 static int run(std::string words)
@@ -146,7 +145,7 @@ TEST(Frontpanel, OperatesThePanelAndSaysInOneLineWhatFailed)
         Board board(row.config);
         const InstalledBoard installed(board);
         board.failPin(row.fault);
-        const Interrupt blocked; // so that the person's thread does not take the signal
+        const tools::Interrupt blocked; // so that the person's thread does not take the signal
         std::thread person(operate, std::ref(board), row.steps);
         EXPECT_EQ(outcomeOf(row.words), row.outcome);
         person.join();
