@@ -56,7 +56,7 @@ TEST(LcdBus, NoticesWhatAChipWouldSufferFrom)
         {"4dsw+xWS", "data or register select changed during a strobe at 10000 ns", 4},
         {"4sr+ARS", "data or register select changed during a strobe at 10000 ns", 0},
         {"4dsw+rRWS", "read and write strobe asserted at once at 10000 ns", 0},
-        {"4dsw-WS", "strobe too short at 9999 ns", 4},
+        {"+4dsw-WS", "strobe too short at 19999 ns", 4},
         {"4dsw+SWS", "chip select changed during a strobe at 10000 ns", 4},
         {"4dws+WS", "chip select changed during a strobe at 0 ns", 4}, // it follows the strobe
         {"4dzsw+WSZ", "access while the chip is held in reset at 0 ns", 0},

@@ -117,7 +117,7 @@ live - fail-pin: {gpio: 20, calls: 2}~- fail-pin: {gpio: 21, with: false}~- wait
 - delay: 1440.1m => 2 a.yaml:4:10: delay: expected a duration up to 24 hours, such as 300ms, 1.5s or 2m, not "1440.1m"
 - press: {key: 3} => 2 a.yaml:4:16: key: expected a whole number from 0 to 2 or one of Up, Down, Enter, not "3"
 - fail-pin: {gpio: 53} => 2 a.yaml:4:20: gpio: GPIO 53: no such GPIO on this board
-- press => 2 a.yaml:4:3: press: the field "key" is missing
+- wait-led: {led: 1} => 2 a.yaml:4:13: wait-led: the field "is" is missing
 - press: {key: 0, key: 0} => 2 a.yaml:4:19: "key" is given twice
 - press:~  key: 0
  => 2 a.yaml:4:3: expected a step such as press: {key: 0}, each with a dash of its own, its fields indented
