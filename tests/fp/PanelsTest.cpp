@@ -1,4 +1,5 @@
 #include "frontpanelhw/fp/IndoorFpImpl.h"
+#include "frontpanelhw/handler/GpioVectorCreator.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/FakePins.h"
 #include "tests/support/VirtualTime.h"
@@ -31,5 +32,9 @@ TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
     pins.refused = {};
     pins.broken = {"22=1"};
     EXPECT_FALSE(panel.restartDisplay()) << "the backlight stays off";
+    handler::GpioVectorCreator leds(pins, 7, 1);
+    leds.createOnlyExported();
+    leds.deinit();
+    EXPECT_NE(pins.take().find("create export 7 deinit 7 delete 7"), std::string::npos);
     EXPECT_FALSE(panel.initController(nullptr) || panel.printBuffer(drawing::DisplayBuffer(3, 0)));
 }

@@ -72,6 +72,7 @@ TEST_F(KeyEventQueueTest, WaitsWithoutBeingBusyUntilClosed)
     EXPECT_FALSE(queue->next(std::chrono::milliseconds::min()) || queue->next(std::chrono::milliseconds::max()));
 
     const int descriptor = queue->descriptor();
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC);
     queue.reset();
     report("0+");
     EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);

@@ -75,6 +75,7 @@ const struct {
     {1, file + ":2" + noPair, two, "0 a\n3x b"},
     {1, file + ":1: no chip that may be read has the name or label 'c'" + invalid, two, "0 c"},
     {1, file + ":2: its numbers overlap those of " + file + ":1" + invalid, two, "0 a\n31 b"},
+    {1, "libsysfsgpio 513", two, "32 b\n0 a"},
     {1, file + ":2: this chip has a base already" + invalid, two, "0 a\n64 gpiochip0"},
     {1, "libsysfsgpio 33", bank, "0 bank", "", "", 0, {}, "/elsewhere"},
     {1, "cannot open /elsewhere: No such file or directory", bank, "", "", "", 0, {}, "/elsewhere"},
