@@ -97,8 +97,8 @@ live - tap: {key: Down, for: 1ms}~- tap: {key: 1, for: 1ms}~- wait-output: {text
  => 1 a.yaml:5:3: step 2, expect-text: {text: Grü, line: 1}: line 1 shows "Grüß"
 dark - expect-inverted: {line: 1, is: off}~- expect-text: {line: 1, text: ''}~-  expect-text: {text: Grüß}
  => 1 a.yaml:6:4: step 3, expect-text: {text: Grüß}: the display is off
-- wait-inverted: {line: 1, to: 3}~- expect-inverted: {line: 1, from: 4, is: FALSE}~- expect-inverted: {line: 1}
- => 1 a.yaml:6:3: step 3, expect-inverted: {line: 1}: column 4 is not inverted
+- wait-inverted: {line: 1, to: 3}~- expect-inverted: {line: 1, from: 4, is: FALSE}~- expect-inverted: {line: 1, to: 4}
+ => 1 a.yaml:6:3: step 3, expect-inverted: {line: 1, to: 4}: column 4 is not inverted
 - wait-led: {led: 7, is: on}~- expect-led: {led: 6, is: off}~- expect-led: {led: Alarm, is: false}
  => 1 a.yaml:6:3: step 3, expect-led: {led: Alarm, is: false}: LED Alarm is on
 - wait-backlight: {is: "off"}~- expect-backlight: {is: on}
