@@ -37,7 +37,7 @@ const char* const commands = R"(
     => A (red)  ○ B    keys  Up~ =>
 0 $p --draw --inverted-leds 1,28 -- sh -c '$frontpanel led 1 off; $frontpanel print a'
     => display on, backlight off~LEDs ○ ● ○ ○ ○ ○ ○ ○   keys  0   1   2~ =>
-1 $p --fail 23:2:throw -- $frontpanel led 3 on => => GPIO 23: made to fail~
+1 $p --fail 23:1:false -- $frontpanel led 3 on => => LED 3 on GPIO 23 did not take its level~
 0 $p --vcd trace -- $frontpanel led 1 on; tail -n 3 trace | grep -A 1 ^1g21 | tr -d 0-9g => ~#~ =>
 2 mkfifo held; exec 3<>held; timeout -k 20 20 $p --vcd held -- sh -c 'for i in 1 2 3; do $frontpanel print a; done' >log
     => => cannot write held: Connection timed out~
