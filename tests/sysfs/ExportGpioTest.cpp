@@ -74,6 +74,7 @@ const struct {
     {104, "libsysfsgpio 200", withoutBases, "# no line\n100 c # 4 lines\n104 " + longLabel},
     {1, file + ":2" + noPair, two, "0 a\n3x b"},
     {1, file + ":1: no chip that may be read has the name or label 'c'" + invalid, two, "0 c"},
+    {1, file + ":1: several chips have the label 'a', give the chip's name" + invalid, twins, "0 a"},
     {1, file + ":2: its numbers overlap those of " + file + ":1" + invalid, two, "0 a\n31 b"},
     {1, "libsysfsgpio 513", two, "32 b\n0 a"},
     {1, file + ":2: this chip has a base already" + invalid, two, "0 a\n64 gpiochip0"},
