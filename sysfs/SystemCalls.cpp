@@ -57,7 +57,8 @@ std::vector<std::string> SystemCalls::list(const char* directory)
 {
     std::vector<std::string> names;
     if (DIR* const stream = opendir(directory)) {
-        while (const dirent* const entry = readdir(stream)) {
+        // readdir of 32-bit systems fails on entries with numbers or places of 64 bits.
+        while (const dirent64* const entry = readdir64(stream)) {
             names.emplace_back(entry->d_name);
         }
         closedir(stream);
