@@ -68,10 +68,11 @@ bool DisplayLine::setLine(unsigned offset, const std::u16string& text)
         std::cerr << "ERROR: text '" << lowBytes(text) << "' is too long to write in line!\n";
         return false;
     }
-    for (unsigned i = 0; i < text.size(); ++i) {
-        if (text[i] != 0) {
-            characters.at(offset + i).character = text[i];
+    for (const char16_t codeUnit : text) {
+        if (codeUnit != 0) {
+            characters.at(offset).character = codeUnit;
         }
+        ++offset;
     }
     return true;
 }

@@ -28,15 +28,11 @@ constexpr Characters surrogates{0xD800, 0xDFFF};
 std::uint32_t takeCharacter(std::string_view& text)
 {
     const auto lead = static_cast<unsigned char>(text.front());
-    const std::size_t length = lead < 0x80   ? 1
-                               : lead < 0xC0 ? 0
-                               : lead < 0xE0 ? 2
-                               : lead < 0xF0 ? 3
-                               : lead < 0xF8 ? 4
-                                             : 0;
-    const std::string_view bytes = text.substr(0, std::max<std::size_t>(length, 1));
-    std::uint32_t character = length == 1 ? lead : lead & (0x7FU >> length);
-    bool wellFormed = length != 0; // of too few bytes, the number is too small for the length
+    const std::size_t length = lead < 0xC0 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    const std::string_view bytes = text.substr(0, length);
+    // A byte that begins no character, or too few bytes, give a number that does not have this length.
+    std::uint32_t character = length == 1 ? lead : lead & (0xFFU >> length);
+    bool wellFormed = true;
     for (const char byte : bytes.substr(1)) {
         wellFormed &= (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
         character = character << 6 | (static_cast<unsigned char>(byte) & 0x3FU);

@@ -14,8 +14,8 @@ constexpr unsigned highestContrastStep = 31;
 /** Register 0x00 with the display on or off. */
 unsigned char modeValue(const LcdConfig& panel, bool displayOn)
 {
-    return static_cast<unsigned char>(0xC0U | (panel.reg00Bit3 << 3) | (displayOn ? 0x04U : 0U) |
-                                      (panel.reg00Bit1 ? 0x02U : 0U) | (panel.reg00Bit0 ? 0U : 0x01U));
+    return static_cast<unsigned char>(0xC0U | (panel.reg00Bit3 << 3) | (unsigned{displayOn} << 2) |
+                                      (unsigned{panel.reg00Bit1} << 1) | unsigned{!panel.reg00Bit0});
 }
 
 } // namespace

@@ -12,8 +12,8 @@ constexpr unsigned char modeRegister = 0x00;
 /** Register 0x00 with the display on or off. */
 unsigned char modeValue(const LcdConfig& panel, bool displayOn)
 {
-    return static_cast<unsigned char>((panel.reg00Bit0 ? 0x01U : 0U) | (panel.reg00Bit1 ? 0x02U : 0U) |
-                                      (displayOn ? 0x04U : 0U) | ((panel.reg00Bit3 & 1U) << 3));
+    return static_cast<unsigned char>(unsigned{panel.reg00Bit0} | (unsigned{panel.reg00Bit1} << 1) |
+                                      (unsigned{displayOn} << 2) | ((panel.reg00Bit3 & 1U) << 3));
 }
 
 } // namespace
