@@ -28,13 +28,12 @@ TEST(IndoorFpImpl, BindsItsPinsInOrderAndStaysUsableWithoutItsLcd)
     EXPECT_TRUE(static_cast<fp::FpBase&>(panel).start(true, 2));
     panel.stop();
     EXPECT_EQ(pins.take().rfind("20=1 21=1 2000000us 1000000us 20=0 21=1 ", 0), 0U) << "interrupted halfway";
-    EXPECT_FALSE(panel.isRunning() || panel.setContrast(0));
-    pins.refused = {};
+    EXPECT_FALSE(panel.isRunning() || panel.setContrast(0) || panel.setLed(2, true));
     pins.broken = {"22=1"};
     EXPECT_FALSE(panel.restartDisplay()) << "the backlight stays off";
     handler::GpioVectorCreator leds(pins, 7, 1);
-    leds.createOnlyExported();
+    EXPECT_EQ(&leds.createOnlyExported(), &leds.createOnlyExported()) << "in place";
     leds.deinit();
-    EXPECT_NE(pins.take().find("create export 7 deinit 7 delete 7"), std::string::npos);
+    EXPECT_NE(pins.take().find("delete 7 create export 7 deinit 7 delete 7"), std::string::npos);
     EXPECT_FALSE(panel.initController(nullptr) || panel.printBuffer(drawing::DisplayBuffer(3, 0)));
 }

@@ -85,7 +85,7 @@ TEST_F(ControllersTest, PrepareTheDisplayEvenIfAStepFailsAndWriteOnlyWhatChanges
     EXPECT_TRUE(text.setCursor(0, 1) && text.setCursor(0, 1) && text.setCursor(256 + 9, 16));
     EXPECT_TRUE(!text.setCursor(7, 0) && text.setCursor(9, 0) && text.printLine(1, line) && text.setCursor(3, 1));
     EXPECT_FALSE(text.printLine(1, DisplayLine(u"abc")) || text.setContrast(101));
-    EXPECT_TRUE(text.swapPage() && text.swapPage() && text.resetController() && text.deinit());
+    EXPECT_TRUE(text.swapPage() && text.swapPage() && text.setContrast(100) && text.resetController() && text.deinit());
     EXPECT_EQ(record.take(), "60=00 70=10 60=09 70=00 60=07 60=09 70=00 60=00 70=10 d41 10? 10=4B d41 10? 10=6B d63 "
-                             "60=00 d61 d62 12=92 12=A1 reset deinit");
+                             "60=00 d61 d62 12=92 12=A1 D0=1F reset deinit");
 }
